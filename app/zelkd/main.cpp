@@ -1,1 +1,133 @@
-int main() { return 0; }
+// zelkd: the zelk agent. With no options it runs on the embedded simulated desktop; --replay runs a
+// whole scripted session on a virtual clock and writes its trace.
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "Agent.h"
+#include "Demo.h"
+#include "ReplayRunner.h"
+#include "TraceRecorder.h"
+#include "platform/Platform.h"
+#include "platform/sim/WorldFile.h"
+#include "support/Log.h"
+#include "support/MainQueue.h"
+#include "support/Timing.h"
+
+namespace {
+
+std::optional<std::string> readFile(const std::string& path, std::string& error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        error = "cannot read " + path;
+        return std::nullopt;
+    }
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+volatile std::sig_atomic_t gStop = 0;
+
+int runLive(const std::string& worldYaml, const std::string& worldName) {
+    using namespace zelk;
+    auto& queue = ferrow::MainQueue::install(std::make_shared<ferrow::RealClock>());
+    sim::SimDesktop desktop;
+    sim::WorldExtras extras;
+    std::string error;
+    if (!sim::loadWorldText(worldYaml, desktop, extras, error)) {
+        std::cerr << "zelkd: world: " << error << "\n";
+        return 2;
+    }
+    for (auto& [key, value] : extras.settings.items()) desktop.settings().write(key, value);
+    platform::Platform::install(desktop.platform());
+    std::cout << fmt::format(
+        "zelkd: running on the simulated desktop ({}: {} displays, {} apps).\n"
+        "Drive it from another terminal with the zelk tool, e.g. `zelk status`, `zelk app list`,\n"
+        "`zelk app focus Mail`, `zelk space switch 2`. Stop it with Ctrl-C.\n\n",
+        worldName, desktop.world().displays().size(), desktop.world().apps().size() - 1);
+    ferrow::Log::setConsole(false);
+    agent::TraceRecorder trace(desktop, queue.now());
+    trace.setTextOutput(&std::cout);
+    trace.setMinimumLogLevel(ferrow::LogLevel::info);
+    agent::Agent agent;
+    agent.start();
+    std::signal(SIGINT, [](int) { gStop = 1; });
+    std::signal(SIGTERM, [](int) { gStop = 1; });
+    // The queue serves until a signal asks to stop; a watcher turns the signal into a stop.
+    ferrow::Repeater watcher("signal watch", ferrow::ms(100), -1, [&] {
+        if (gStop) queue.stop();
+    });
+    queue.run();
+    agent.terminate();
+    std::cout << std::flush;
+    platform::Platform::reset();
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"zelkd: the zelk agent, on the simulated desktop"};
+    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile;
+    bool demo = false, verbose = false;
+    app.add_option("--world", worldPath, "World file (YAML) to run on instead of the embedded default desktop");
+    app.add_option("--replay", replayPath, "Replay this script (YAML) on a virtual clock, then exit");
+    app.add_option("--trace", tracePath, "Write the replay's trace here (default: readable lines on the terminal)");
+    app.add_option("--trace-format", traceFormat, "Trace format: json (JSON lines) or text (one readable line per event)")
+        ->check(CLI::IsMember({"json", "text"}));
+    app.add_flag("--demo", demo, "Replay the built-in guided tour on the default desktop and show what happens");
+    app.add_option("--log-file", logFile, "Also write every log line to this file");
+    app.add_flag("-v,--verbose", verbose, "Show debug log lines in readable traces");
+    CLI11_PARSE(app, argc, argv);
+
+    if (!logFile.empty()) ferrow::Log::setFile(logFile);
+    std::string error;
+    std::string worldYaml = zelk::sim::defaultWorldYaml();
+    std::string worldName = "the default desktop";
+    if (!worldPath.empty()) {
+        auto text = readFile(worldPath, error);
+        if (!text) {
+            std::cerr << "zelkd: world: " << error << "\n";
+            return 2;
+        }
+        worldYaml = *text;
+        worldName = worldPath;
+    }
+
+    if (replayPath.empty() && !demo) return runLive(worldYaml, worldName);
+
+    std::string scriptYaml;
+    if (demo) {
+        scriptYaml = zelk::agent::demoScript();
+        std::cout << "zelkd --demo: a scripted session on the simulated desktop (virtual time).\n\n";
+    } else {
+        auto text = readFile(replayPath, error);
+        if (!text) {
+            std::cerr << "zelkd: script: " << error << "\n";
+            return 2;
+        }
+        scriptYaml = *text;
+    }
+    ferrow::Log::setConsole(false);
+    zelk::agent::ReplayOptions options;
+    options.textShowsDebugLogs = verbose;
+    std::ofstream traceFile;
+    if (!tracePath.empty()) {
+        traceFile.open(tracePath, std::ios::binary | std::ios::trunc);
+        if (!traceFile) {
+            std::cerr << "zelkd: cannot write trace " << tracePath << "\n";
+            return 2;
+        }
+        (traceFormat == "text" ? options.textTrace : options.jsonTrace) = &traceFile;
+    } else {
+        options.textTrace = &std::cout;
+    }
+    int rc = zelk::agent::ReplayRunner().run(worldYaml, scriptYaml, options, error);
+    if (rc != 0) std::cerr << "zelkd: " << error << "\n";
+    return rc;
+}

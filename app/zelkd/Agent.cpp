@@ -1,0 +1,28 @@
+#include "Agent.h"
+
+#include "input/AppDelegate.h"
+
+namespace zelk::agent {
+
+Agent::Agent() : delegate_(std::make_unique<AppDelegate>()) {}
+
+Agent::~Agent() {
+    if (running()) terminate();
+}
+
+void Agent::start() {
+    if (started_) return;
+    started_ = true;
+    delegate_->applicationWillFinishLaunching();
+    delegate_->applicationDidFinishLaunching();
+}
+
+void Agent::terminate() {
+    if (!started_ || terminated_) return;
+    terminated_ = true;
+    delegate_->applicationWillTerminate();
+}
+
+nlohmann::json Agent::handleCommand(const nlohmann::json& request) { return delegate_->handleCommand(request); }
+
+}  // namespace zelk::agent

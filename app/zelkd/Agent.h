@@ -1,0 +1,36 @@
+#pragma once
+#include <nlohmann/json.hpp>
+
+#include <functional>
+#include <memory>
+
+namespace zelk {
+class AppDelegate;
+}
+
+namespace zelk::agent {
+
+// The program as one unit: its life cycle on the installed platform, and the entry for command
+// requests that don't come through the socket (the replay bench).
+class Agent {
+public:
+    Agent();
+    ~Agent();
+    Agent(const Agent&) = delete;
+    Agent& operator=(const Agent&) = delete;
+
+    // Launch, as the application object does: will-finish then did-finish.
+    void start();
+    // Quit: the termination handler, in its order.
+    void terminate();
+    bool running() const { return started_ && !terminated_; }
+    // One request of the command protocol (the JSON object), answered with the response object.
+    nlohmann::json handleCommand(const nlohmann::json& request);
+
+private:
+    std::unique_ptr<AppDelegate> delegate_;
+    bool started_ = false;
+    bool terminated_ = false;
+};
+
+}  // namespace zelk::agent

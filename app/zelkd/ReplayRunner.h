@@ -1,0 +1,28 @@
+#pragma once
+#include <nlohmann/json.hpp>
+
+#include <ostream>
+#include <string>
+
+#include "ReplayScript.h"
+#include "platform/sim/WorldFile.h"
+
+namespace zelk::agent {
+
+struct ReplayOptions {
+    std::ostream* jsonTrace = nullptr;  // JSON lines
+    std::ostream* textTrace = nullptr;  // one readable line per event
+    bool textShowsDebugLogs = false;
+};
+
+// A whole run of the agent on the simulated desktop and a virtual clock: the world is put in place,
+// the program starts at time 0, the script's events apply at their times (all work due at or before
+// an event runs first), and the run stops at the script's end. Returns 0, or 2 with `error` set for a
+// world or script that can't be read.
+class ReplayRunner {
+public:
+    int run(const std::string& worldYaml, const std::string& scriptYaml, const ReplayOptions& options,
+            std::string& error);
+};
+
+}  // namespace zelk::agent

@@ -1,0 +1,330 @@
+#include "platform/sim/SimWindowServer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/EventTap.h"
+#include "support/MainQueue.h"
+
+namespace zelk::sim {
+
+using platform::GestureEvent;
+
+std::string validateKeyWindowRecord(const std::vector<std::uint8_t>& r, int expectedKind) {
+    if (r.size() != 0xF8) return "size " + std::to_string(r.size());
+    for (std::size_t i = 0; i < r.size(); ++i) {
+        std::uint8_t want = 0;
+        if (i == 0x04) want = 0xF8;
+        else if (i == 0x08) want = static_cast<std::uint8_t>(expectedKind);
+        else if (i >= 0x20 && i <= 0x2F) want = 0xFF;
+        else if (i == 0x3A) want = 0x10;
+        else if (i >= 0x3C && i <= 0x3F) continue;  // the window id
+        if (r[i] != want) return "byte " + std::to_string(i);
+    }
+    return "";
+}
+
+namespace {
+std::int64_t intField(const GestureEvent& e, int f, std::int64_t fallback = -1) {
+    auto it = e.integers.find(f);
+    return it == e.integers.end() ? fallback : it->second;
+}
+double doubleField(const GestureEvent& e, int f, double fallback = 0) {
+    auto it = e.doubles.find(f);
+    return it == e.doubles.end() ? fallback : it->second;
+}
+}  // namespace
+
+bool GestureDecoder::post(const GestureEvent& e) {
+    std::int64_t type = intField(e, 55);
+    if (type == 29) return true;  // a plain gesture event carries nothing on its own
+    if (type != 30 || intField(e, 110) != 23) return false;
+    std::int64_t phase = intField(e, 132);
+    bool newest = e.integers.count(134) > 0;
+    bool overlay = e.integers.count(135) > 0;
+    if (phase == 1) {
+        began_ = true;
+        return true;
+    }
+    if (phase == 2) return true;
+    if (phase != 4 || !began_) return true;
+    began_ = false;
+    int direction = 0;  // +1 right (to the next Space), -1 left
+    if (overlay) {
+        std::int64_t code = intField(e, 135);
+        direction = code == 1 ? 1 : code == 4 ? -1 : 0;
+        if (world_.overlay() != Overlay::missionControl) direction = 0;
+    } else if (newest) {
+        double p = doubleField(e, 124);
+        direction = p < 0 ? 1 : p > 0 ? -1 : 0;  // the newest form's sign is reversed
+    } else {
+        double p = doubleField(e, 124);
+        direction = p > 0 ? 1 : p < 0 ? -1 : 0;
+    }
+    if (direction != 0) swipe(direction, e.location);
+    return true;
+}
+
+void GestureDecoder::swipe(int direction, std::optional<Point> location) {
+    ++swipes_;
+    const auto& displays = world_.displays();
+    if (displays.empty()) return;
+    std::size_t d = world_.activeDisplay();
+    if (location) {
+        for (std::size_t i = 0; i < displays.size(); ++i)
+            if (displays[i].frame.contains(*location)) d = i;
+    }
+    auto& spaces = displays[d].spaces;
+    auto now = ferrow::MainQueue::shared().now();
+    std::size_t from = 0;
+    for (std::size_t i = 0; i < spaces.size(); ++i)
+        if (spaces[i].id == displays[d].currentSpace) from = i;
+    if (auto it = pending_.find(d); it != pending_.end() && it->second.second > now) from = it->second.first;
+    long target = static_cast<long>(from) + direction;
+    if (target < 0 || target >= static_cast<long>(spaces.size())) return;  // the Dock bounces at the ends
+    std::uint64_t space = spaces[static_cast<std::size_t>(target)].id;
+    ferrow::Nanos lands = now + ferrow::ms(world_.spaceSwitchLatencyMs);
+    pending_[d] = {static_cast<std::size_t>(target), lands};
+    if (world_.spaceSwitchLatencyMs <= 0) {
+        world_.switchSpace(d, space);
+        return;
+    }
+    ferrow::mainAsyncAfter(world_.spaceSwitchLatencyMs, [this, d, space] { world_.switchSpace(d, space); });
+}
+
+SimWindowServer::SimWindowServer(SimWorld& world) : world_(world), gestures_(world) {
+    using namespace platform;
+    hotKeys_[27] = {50, flag::command, true};
+    for (int n = 0; n < 16; ++n) {
+        static const std::uint16_t digits[] = {18, 19, 20, 21, 23, 22, 26, 28, 25, 29};
+        hotKeys_[118 + n] = {n < 10 ? digits[n] : std::uint16_t(0), flag::control, n < 4};
+    }
+    hotKeys_[79] = {123, flag::control, true};
+    hotKeys_[81] = {124, flag::control, true};
+    subscription_ = world_.changes.subscribe([this](const WorldChange& c) { onChange(c); });
+}
+SimWindowServer::~SimWindowServer() = default;
+
+std::optional<std::vector<platform::DisplaySpaces>> SimWindowServer::managedDisplaySpaces() {
+    if (world_.faults.noWindowServer) return std::nullopt;
+    std::vector<platform::DisplaySpaces> out;
+    for (auto& d : world_.displays()) {
+        platform::DisplaySpaces ds;
+        ds.displayIdentifier = d.uuid;
+        for (auto& s : d.spaces) {
+            platform::SpaceEntry e{s.id, s.fullscreen ? 4 : 0};
+            ds.spaces.push_back(e);
+            if (s.id == d.currentSpace) ds.currentSpace = e;
+        }
+        out.push_back(std::move(ds));
+    }
+    return out;
+}
+
+std::optional<std::string> SimWindowServer::activeMenuBarDisplayIdentifier() {
+    if (world_.displays().empty()) return std::nullopt;
+    return world_.displays()[world_.activeDisplay()].uuid;
+}
+
+std::vector<std::uint64_t> SimWindowServer::spacesForWindows(int, const std::vector<std::uint32_t>& windows) {
+    std::vector<std::uint64_t> out;
+    for (auto id : windows)
+        if (const SimWindow* w = world_.window(id))
+            if (std::find(out.begin(), out.end(), w->space) == out.end()) out.push_back(w->space);
+    return out;
+}
+
+std::vector<std::uint32_t> SimWindowServer::windowsOnSpace(std::uint64_t space, int options) {
+    std::vector<std::uint32_t> out;
+    for (auto id : world_.zOrder()) {
+        const SimWindow* w = world_.window(id);
+        if (!w || w->space != space) continue;
+        if (w->minimized && options == 2) continue;
+        out.push_back(id);
+    }
+    return out;
+}
+
+std::optional<std::uint32_t> SimWindowServer::windowOwner(std::uint32_t window) {
+    const SimWindow* w = world_.window(window);
+    if (!w) return std::nullopt;
+    return 0x10000u + static_cast<std::uint32_t>(w->pid);
+}
+
+std::optional<std::int32_t> SimWindowServer::connectionPID(std::uint32_t connection) {
+    if (connection < 0x10000u) return std::nullopt;
+    auto pid = static_cast<std::int32_t>(connection - 0x10000u);
+    if (!world_.appByPid(pid)) return std::nullopt;
+    return pid;
+}
+
+std::optional<std::string> SimWindowServer::windowTitle(std::uint32_t window) {
+    const SimWindow* w = world_.window(window);
+    if (!w) return std::nullopt;
+    return w->title;
+}
+
+std::optional<Rect> SimWindowServer::windowBounds(std::uint32_t window) {
+    const SimWindow* w = world_.window(window);
+    if (!w) return std::nullopt;
+    return w->frame;
+}
+
+std::optional<std::int32_t> SimWindowServer::windowLevel(std::uint32_t window) {
+    const SimWindow* w = world_.window(window);
+    if (!w) return std::nullopt;
+    return w->level;
+}
+
+std::vector<platform::WindowInfo> SimWindowServer::windowList(int option, std::uint32_t relativeTo) {
+    std::vector<platform::WindowInfo> rows;
+    bool onScreenOnly = option & platform::windowlist::onScreenOnly;
+    bool single = option & platform::windowlist::includingWindow;
+    // The Dock's overlay windows while Mission Control (more at layer 20) or App Exposé (equal) shows.
+    if (world_.overlay() != Overlay::none && !single) {
+        int a = world_.overlay() == Overlay::missionControl ? 2 : 1;
+        int b = 1;
+        auto dockRow = [&](std::uint32_t n, int layer) {
+            platform::WindowInfo r;
+            r.number = n;
+            r.ownerName = "Dock";
+            r.layer = layer;
+            r.ownerPID = 90;
+            r.isOnscreen = true;
+            r.bounds = world_.displays().empty() ? Rect{} : world_.displays().front().frame;
+            rows.push_back(r);
+        };
+        for (int i = 0; i < a; ++i) dockRow(90 + i, 20);
+        for (int i = 0; i < b; ++i) dockRow(95 + i, 18);
+    }
+    for (auto id : world_.zOrder()) {
+        if (single && id != relativeTo) continue;
+        const SimWindow* w = world_.window(id);
+        const SimApp* app = w ? world_.appByPid(w->pid) : nullptr;
+        if (!w || !app) continue;
+        bool onScreen = world_.isWindowOnScreen(*w);
+        if (onScreenOnly && !onScreen) continue;
+        platform::WindowInfo r;
+        r.bounds = w->frame;
+        r.number = id;
+        r.ownerName = app->name;
+        r.layer = w->level;
+        r.ownerPID = w->pid;
+        r.isOnscreen = onScreen;
+        r.memoryUsage = 2048;
+        if (world_.permissions.screenRecording) r.name = w->title;
+        rows.push_back(r);
+    }
+    return rows;
+}
+
+std::optional<platform::ProcessSerialNumber> SimWindowServer::processForPID(std::int32_t pid) {
+    if (!world_.appByPid(pid)) return std::nullopt;
+    return platform::ProcessSerialNumber{0, static_cast<std::uint32_t>(pid)};
+}
+
+bool SimWindowServer::setFrontProcessWithOptions(platform::ProcessSerialNumber psn, std::uint32_t window,
+                                                 std::uint32_t) {
+    ++frontCalls_;
+    auto pid = static_cast<std::int32_t>(psn.low);
+    if (!world_.appByPid(pid)) return false;
+    const SimWindow* w = window ? world_.window(window) : nullptr;
+    return world_.activate(pid, w && w->pid == pid ? window : 0);
+}
+
+bool SimWindowServer::postEventRecordTo(platform::ProcessSerialNumber psn, const std::vector<std::uint8_t>& record) {
+    auto pid = static_cast<std::int32_t>(psn.low);
+    int kind = record.size() > 8 ? record[8] : 0;
+    std::uint32_t window = 0;
+    if (record.size() >= 0x40)
+        window = record[0x3C] | (record[0x3D] << 8) | (record[0x3E] << 16) | (std::uint32_t(record[0x3F]) << 24);
+    bool valid = (kind == 1 || kind == 2) && validateKeyWindowRecord(record, kind).empty();
+    records_.push_back({pid, window, valid});
+    if (!valid || !world_.appByPid(pid)) return false;
+    const SimWindow* w = world_.window(window);
+    if (kind == 2 && w && w->pid == pid && world_.isWindowOnVisibleSpace(*w)) world_.raiseWithinApp(window);
+    return true;
+}
+
+bool SimWindowServer::spaceSetFrontPSN(std::uint64_t space, platform::ProcessSerialNumber psn) {
+    return world_.displayIndexOfSpace(space) && world_.appByPid(static_cast<std::int32_t>(psn.low));
+}
+
+bool SimWindowServer::managedDisplaySetCurrentSpace(const std::string& display, std::uint64_t space) {
+    auto d = world_.displayIndexByUUID(display);
+    if (!d) return false;
+    return world_.switchSpace(*d, space);
+}
+
+bool SimWindowServer::moveWindowsToManagedSpace(const std::vector<std::uint32_t>& windows, std::uint64_t space) {
+    bool all = true;
+    for (auto id : windows) all = world_.moveWindowToSpace(id, space) && all;
+    return all;
+}
+
+bool SimWindowServer::bridgedMoveWindows(const std::vector<std::uint32_t>& windows, std::uint64_t space) {
+    if (!world_.bridgedMoveAvailable) return false;
+    return moveWindowsToManagedSpace(windows, space);
+}
+
+bool SimWindowServer::registerNotifyProc(int code, NotifyCallback callback) {
+    notify_.emplace(code, std::move(callback));
+    return true;
+}
+
+std::optional<platform::SymbolicHotKey> SimWindowServer::symbolicHotKeyValue(int hotKey) {
+    auto it = hotKeys_.find(hotKey);
+    if (it == hotKeys_.end()) return std::nullopt;
+    return platform::SymbolicHotKey{it->second.keyCode, it->second.modifiers};
+}
+
+bool SimWindowServer::isSymbolicHotKeyEnabled(int hotKey) {
+    auto it = hotKeys_.find(hotKey);
+    return it != hotKeys_.end() && it->second.enabled;
+}
+
+bool SimWindowServer::setSymbolicHotKeyEnabled(int hotKey, bool enabled) {
+    auto it = hotKeys_.find(hotKey);
+    if (it == hotKeys_.end()) return false;
+    it->second.enabled = enabled;
+    return true;
+}
+
+void SimWindowServer::coreDockSendNotification(const std::string& name) {
+    if (name == "com.apple.expose.awake")
+        world_.setOverlay(world_.overlay() == Overlay::none ? Overlay::missionControl : Overlay::none);
+    else if (name == "com.apple.expose.front.awake")
+        world_.setOverlay(world_.overlay() == Overlay::none ? Overlay::appExpose : Overlay::none);
+}
+
+std::vector<platform::WindowImage> SimWindowServer::captureWindows(const std::vector<std::uint32_t>& windows,
+                                                                   std::uint32_t) {
+    std::vector<platform::WindowImage> out;
+    if (!world_.permissions.screenRecording) return out;
+    for (auto id : windows) {
+        const SimWindow* w = world_.window(id);
+        if (!w) continue;
+        platform::WindowImage img;
+        img.width = std::max(1, static_cast<int>(w->frame.width / 8));
+        img.height = std::max(1, static_cast<int>(w->frame.height / 8));
+        img.rgba.assign(static_cast<std::size_t>(img.width * img.height * 4), static_cast<std::uint8_t>(id & 0xFF));
+        out.push_back(std::move(img));
+    }
+    return out;
+}
+
+void SimWindowServer::onChange(const WorldChange& c) {
+    int code = c.kind == WorldChange::Kind::windowCreated ? 1325
+               : c.kind == WorldChange::Kind::windowClosed ? 1326
+                                                           : 0;
+    if (!code || notify_.count(code) == 0) return;
+    std::vector<std::uint8_t> payload(16, 0);
+    for (int i = 0; i < 4; ++i) payload[8 + i] = static_cast<std::uint8_t>((c.window >> (8 * i)) & 0xFF);
+    auto range = notify_.equal_range(code);
+    for (auto it = range.first; it != range.second; ++it) {
+        auto cb = it->second;
+        ferrow::mainAsync([cb, code, payload] { cb(code, payload); });
+    }
+}
+
+}  // namespace zelk::sim

@@ -1,0 +1,552 @@
+#include "platform/sim/SimWorld.h"
+
+#include <algorithm>
+
+#include "support/MainQueue.h"
+
+namespace zelk::sim {
+
+SimWorld::SimWorld() {
+    SimApp self;
+    self.bundleID = kOwnBundleID;
+    self.name = "zelk";
+    self.path = "/Applications/zelk.app";
+    self.kind = AppKind::accessory;
+    self.installed = false;  // not offered by the catalogue of the simulated folders
+    self.running = true;
+    self.pid = kOwnPID;
+    apps_.push_back(self);
+}
+
+void SimWorld::addDisplay(SimDisplay display) {
+    if (display.uuid.empty()) display.uuid = "SIM-DISPLAY-" + std::to_string(display.id);
+    if (display.currentSpace == 0 && !display.spaces.empty()) display.currentSpace = display.spaces.front().id;
+    displays_.push_back(std::move(display));
+}
+
+SimApp& SimWorld::addApp(SimApp app) {
+    if (app.identity.inode == 0) {
+        app.identity.device = 1;
+        app.identity.inode = 100000 + apps_.size();
+        app.identity.modified = 1700000000;
+    }
+    apps_.push_back(std::move(app));
+    return apps_.back();
+}
+
+std::int32_t SimWorld::nextPid() {
+    std::int32_t pid;
+    do {
+        pid = ++pidCounter_;
+    } while (appByPid(pid));
+    return pid;
+}
+
+std::uint32_t SimWorld::nextWindowID() {
+    std::uint32_t id;
+    do {
+        id = ++windowCounter_;
+    } while (windows_.count(id));
+    return id;
+}
+
+void SimWorld::startRunning(const std::string& bundleID, std::int32_t pid, bool hidden,
+                            const std::vector<SimWindow>& windows) {
+    SimApp* a = app(bundleID);
+    if (!a) return;
+    a->running = true;
+    a->pid = pid > 0 ? pid : nextPid();
+    a->hidden = hidden;
+    a->launchDate = ferrow::MainQueue::shared().clock().wallSeconds() - 3600;
+    for (const auto& w : windows) {
+        SimWindow copy = w;
+        copy.pid = a->pid;
+        if (copy.id == 0) copy.id = nextWindowID();
+        if (copy.space == 0 && !displays_.empty()) copy.space = displays_.front().currentSpace;
+        windows_[copy.id] = copy;
+        a->windowOrder.push_back(copy.id);
+        zOrder_.push_back(copy.id);
+        windowCounter_ = std::max(windowCounter_, copy.id);
+    }
+    if (!a->windowOrder.empty()) a->focusedWindow = a->windowOrder.front();
+    if (std::find(activationOrder_.begin(), activationOrder_.end(), a->pid) == activationOrder_.end())
+        activationOrder_.push_back(a->pid);
+}
+
+void SimWorld::setFrontmost(const std::string& bundleID, std::uint32_t focused) {
+    SimApp* a = app(bundleID);
+    if (!a || !a->running) return;
+    frontPid_ = a->pid;
+    if (focused && windows_.count(focused) && windows_[focused].pid == a->pid) {
+        a->focusedWindow = focused;
+        auto& order = a->windowOrder;
+        order.erase(std::remove(order.begin(), order.end(), focused), order.end());
+        order.insert(order.begin(), focused);
+        bringToFront(focused);
+        if (auto d = displayIndexOfSpace(windows_[focused].space)) activeDisplay_ = *d;
+    }
+    noteActivation(a->pid);
+    lastFocusPid_ = frontPid_;
+    lastFocusWindow_ = focusedWindow();
+}
+
+SimApp* SimWorld::app(const std::string& bundleID) {
+    for (auto& a : apps_)
+        if (a.bundleID == bundleID) return &a;
+    return nullptr;
+}
+
+SimApp* SimWorld::appByPid(std::int32_t pid) {
+    if (pid <= 0) return nullptr;
+    for (auto& a : apps_)
+        if (a.running && a.pid == pid) return &a;
+    return nullptr;
+}
+
+const SimApp* SimWorld::appByPid(std::int32_t pid) const { return const_cast<SimWorld*>(this)->appByPid(pid); }
+
+SimWindow* SimWorld::window(std::uint32_t id) {
+    auto it = windows_.find(id);
+    return it == windows_.end() ? nullptr : &it->second;
+}
+const SimWindow* SimWorld::window(std::uint32_t id) const { return const_cast<SimWorld*>(this)->window(id); }
+
+std::optional<std::size_t> SimWorld::displayIndexOfSpace(std::uint64_t space) const {
+    for (std::size_t i = 0; i < displays_.size(); ++i)
+        for (auto& s : displays_[i].spaces)
+            if (s.id == space) return i;
+    return std::nullopt;
+}
+
+std::optional<std::size_t> SimWorld::displayIndexById(std::uint32_t id) const {
+    for (std::size_t i = 0; i < displays_.size(); ++i)
+        if (displays_[i].id == id) return i;
+    return std::nullopt;
+}
+
+std::optional<std::size_t> SimWorld::displayIndexByUUID(const std::string& uuid) const {
+    for (std::size_t i = 0; i < displays_.size(); ++i)
+        if (displays_[i].uuid == uuid) return i;
+    return std::nullopt;
+}
+
+std::uint64_t SimWorld::activeSpace() const {
+    if (displays_.empty()) return 0;
+    return displays_[std::min(activeDisplay_, displays_.size() - 1)].currentSpace;
+}
+
+bool SimWorld::isWindowOnVisibleSpace(const SimWindow& w) const {
+    auto d = displayIndexOfSpace(w.space);
+    return d && displays_[*d].currentSpace == w.space;
+}
+
+bool SimWorld::isWindowOnScreen(const SimWindow& w) const {
+    if (w.minimized || !isWindowOnVisibleSpace(w)) return false;
+    const SimApp* a = appByPid(w.pid);
+    return a && !a->hidden;
+}
+
+std::uint32_t SimWorld::focusedWindow() const {
+    const SimApp* a = appByPid(frontPid_);
+    if (!a || a->hidden || !a->focusedWindow) return 0;
+    const SimWindow* w = window(a->focusedWindow);
+    if (!w || w->minimized || !isWindowOnVisibleSpace(*w)) return 0;
+    return w->id;
+}
+
+platform::RunningApp SimWorld::describe(const SimApp& a) const {
+    platform::RunningApp r;
+    r.pid = a.pid;
+    r.bundleID = a.bundleID;
+    r.name = a.name;
+    r.bundlePath = a.path;
+    r.executablePath = a.path + "/Contents/MacOS/" + a.name;
+    r.activationPolicy = a.kind == AppKind::regular     ? platform::ActivationPolicy::regular
+                         : a.kind == AppKind::accessory ? platform::ActivationPolicy::accessory
+                                                        : platform::ActivationPolicy::prohibited;
+    r.hidden = a.hidden;
+    r.terminated = !a.running;
+    r.finishedLaunching = true;
+    r.launchDate = a.launchDate;
+    r.executableIdentity = a.identity;
+    return r;
+}
+
+std::vector<platform::RunningApp> SimWorld::runningApps() const {
+    std::vector<platform::RunningApp> out;
+    for (auto& a : apps_)
+        if (a.running) out.push_back(describe(a));
+    return out;
+}
+
+std::optional<platform::RunningApp> SimWorld::runningApp(std::int32_t pid) const {
+    const SimApp* a = appByPid(pid);
+    if (!a) return std::nullopt;
+    return describe(*a);
+}
+
+void SimWorld::bringToFront(std::uint32_t id) {
+    zOrder_.erase(std::remove(zOrder_.begin(), zOrder_.end(), id), zOrder_.end());
+    zOrder_.insert(zOrder_.begin(), id);
+}
+
+void SimWorld::noteActivation(std::int32_t pid) {
+    activationOrder_.erase(std::remove(activationOrder_.begin(), activationOrder_.end(), pid),
+                           activationOrder_.end());
+    activationOrder_.insert(activationOrder_.begin(), pid);
+}
+
+void SimWorld::checkFocus() {
+    std::uint32_t w = focusedWindow();
+    if (frontPid_ == lastFocusPid_ && w == lastFocusWindow_) return;
+    lastFocusPid_ = frontPid_;
+    lastFocusWindow_ = w;
+    WorldChange c{WorldChange::Kind::focus};
+    c.pid = frontPid_;
+    if (const SimApp* a = appByPid(frontPid_)) c.bundleID = a->bundleID;
+    c.window = w;
+    emit(c);
+}
+
+bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID) {
+    SimApp* a = appByPid(pid);
+    if (!a || a->kind == AppKind::background) return false;
+    if (a->hidden) {
+        a->hidden = false;
+        emit({WorldChange::Kind::unhide, pid, a->bundleID});
+    }
+    if (windowID) {
+        SimWindow* w = window(windowID);
+        if (w && w->pid == pid) {
+            a->focusedWindow = windowID;
+            auto& order = a->windowOrder;
+            order.erase(std::remove(order.begin(), order.end(), windowID), order.end());
+            order.insert(order.begin(), windowID);
+        }
+    }
+    if (!a->focusedWindow || !window(a->focusedWindow) || window(a->focusedWindow)->minimized) {
+        a->focusedWindow = 0;
+        for (auto id : a->windowOrder)
+            if (!window(id)->minimized) {
+                a->focusedWindow = id;
+                break;
+            }
+    }
+    // With no window on a shown Space, the system switches to the Space of the app's focused window.
+    if (SimWindow* target = window(a->focusedWindow)) {
+        bool anyVisible = isWindowOnVisibleSpace(*target) || windowID == 0;
+        if (windowID == 0) {
+            anyVisible = std::any_of(a->windowOrder.begin(), a->windowOrder.end(), [&](std::uint32_t id) {
+                const SimWindow* w = window(id);
+                return w && !w->minimized && isWindowOnVisibleSpace(*w);
+            });
+            if (anyVisible && !isWindowOnVisibleSpace(*target)) {
+                for (auto id : a->windowOrder) {
+                    const SimWindow* w = window(id);
+                    if (w && !w->minimized && isWindowOnVisibleSpace(*w)) {
+                        a->focusedWindow = id;
+                        break;
+                    }
+                }
+            }
+        }
+        target = window(a->focusedWindow);
+        if (!isWindowOnVisibleSpace(*target)) {
+            if (auto d = displayIndexOfSpace(target->space)) switchSpace(*d, target->space);
+        }
+        if (auto d = displayIndexOfSpace(target->space)) activeDisplay_ = *d;
+    }
+    bool changed = frontPid_ != pid;
+    frontPid_ = pid;
+    noteActivation(pid);
+    // The app's windows come forward, keeping their own order.
+    for (auto it = a->windowOrder.rbegin(); it != a->windowOrder.rend(); ++it) bringToFront(*it);
+    if (changed) emit({WorldChange::Kind::activate, pid, a->bundleID});
+    checkFocus();
+    return true;
+}
+
+bool SimWorld::raiseWithinApp(std::uint32_t id) {
+    SimWindow* w = window(id);
+    if (!w) return false;
+    SimApp* a = appByPid(w->pid);
+    if (!a) return false;
+    a->focusedWindow = id;
+    auto& order = a->windowOrder;
+    order.erase(std::remove(order.begin(), order.end(), id), order.end());
+    order.insert(order.begin(), id);
+    bringToFront(id);
+    checkFocus();
+    return true;
+}
+
+void SimWorld::chooseNextFront(std::int32_t leaving) {
+    for (auto pid : activationOrder_) {
+        if (pid == leaving) continue;
+        SimApp* a = appByPid(pid);
+        if (!a || a->hidden || a->kind != AppKind::regular) continue;
+        frontPid_ = pid;
+        noteActivation(pid);
+        emit({WorldChange::Kind::activate, pid, a->bundleID});
+        return;
+    }
+    frontPid_ = 0;
+}
+
+bool SimWorld::hide(std::int32_t pid) {
+    SimApp* a = appByPid(pid);
+    if (!a || a->hidden) return false;
+    a->hidden = true;
+    emit({WorldChange::Kind::hide, pid, a->bundleID});
+    if (frontPid_ == pid) chooseNextFront(pid);
+    checkFocus();
+    return true;
+}
+
+bool SimWorld::unhide(std::int32_t pid) {
+    SimApp* a = appByPid(pid);
+    if (!a || !a->hidden) return false;
+    a->hidden = false;
+    emit({WorldChange::Kind::unhide, pid, a->bundleID});
+    checkFocus();
+    return true;
+}
+
+void SimWorld::removeWindow(std::uint32_t id, bool emitClosed) {
+    auto it = windows_.find(id);
+    if (it == windows_.end()) return;
+    std::int32_t pid = it->second.pid;
+    windows_.erase(it);
+    zOrder_.erase(std::remove(zOrder_.begin(), zOrder_.end(), id), zOrder_.end());
+    if (SimApp* a = appByPid(pid)) {
+        auto& order = a->windowOrder;
+        order.erase(std::remove(order.begin(), order.end(), id), order.end());
+        if (a->focusedWindow == id) a->focusedWindow = order.empty() ? 0 : order.front();
+    }
+    if (emitClosed) {
+        WorldChange c{WorldChange::Kind::windowClosed, pid};
+        c.window = id;
+        emit(c);
+    }
+}
+
+bool SimWorld::terminate(std::int32_t pid, bool crash) {
+    SimApp* a = appByPid(pid);
+    if (!a || pid == kOwnPID) return false;
+    (void)crash;
+    std::vector<std::uint32_t> ids = a->windowOrder;
+    for (auto id : ids) removeWindow(id, true);
+    std::string bundle = a->bundleID;
+    a->running = false;
+    a->hidden = false;
+    a->focusedWindow = 0;
+    a->pid = 0;
+    activationOrder_.erase(std::remove(activationOrder_.begin(), activationOrder_.end(), pid),
+                           activationOrder_.end());
+    emit({WorldChange::Kind::terminate, pid, bundle});
+    if (frontPid_ == pid) chooseNextFront(pid);
+    checkFocus();
+    return true;
+}
+
+bool SimWorld::launch(const std::string& bundleID, bool activates,
+                      std::function<void(std::optional<std::int32_t>)> done) {
+    SimApp* a = app(bundleID);
+    if (!a || (!a->installed && !a->running)) return false;
+    if (a->running) {
+        if (activates) activate(a->pid);
+        if (done) done(a->pid);
+        return true;
+    }
+    WorldChange c{WorldChange::Kind::launch, 0, bundleID};
+    c.flag = activates;
+    emit(c);
+    if (a->launching) return true;
+    a->launching = true;
+    ferrow::mainAsyncAfter(a->launchDelayMs, [this, bundleID, activates, done] {
+        SimApp* app = this->app(bundleID);
+        if (!app) return;
+        app->launching = false;
+        if (faults.launchFails.count(bundleID)) {
+            if (done) done(std::nullopt);
+            return;
+        }
+        app->running = true;
+        app->pid = nextPid();
+        app->hidden = false;
+        app->launchDate = ferrow::MainQueue::shared().clock().wallSeconds();
+        activationOrder_.push_back(app->pid);
+        emit({WorldChange::Kind::appRunning, app->pid, bundleID});
+        std::vector<WindowTemplate> templates = app->windowsOnLaunch;
+        if (templates.empty() && app->kind == AppKind::regular) templates.push_back({0, app->name});
+        std::int32_t pid = app->pid;
+        for (auto& t : templates) {
+            SimWindow w;
+            w.id = t.id ? t.id : 0;
+            w.title = t.title;
+            w.frame = t.frame;
+            w.space = t.space ? t.space : (displays_.empty() ? 0 : displays_[activeDisplay_].currentSpace);
+            openWindow(bundleID, w);
+        }
+        if (activates) activate(pid);
+        if (done) done(pid);
+    });
+    return true;
+}
+
+std::uint32_t SimWorld::openWindow(const std::string& bundleID, SimWindow w) {
+    SimApp* a = app(bundleID);
+    if (!a || !a->running) return 0;
+    if (w.id == 0 || windows_.count(w.id)) w.id = nextWindowID();
+    windowCounter_ = std::max(windowCounter_, w.id);
+    w.pid = a->pid;
+    if (w.space == 0 && !displays_.empty()) w.space = displays_[activeDisplay_].currentSpace;
+    windows_[w.id] = w;
+    a->windowOrder.insert(a->windowOrder.begin(), w.id);
+    a->focusedWindow = w.id;
+    bringToFront(w.id);
+    WorldChange c{WorldChange::Kind::windowCreated, a->pid, bundleID};
+    c.window = w.id;
+    c.frame = w.frame;
+    c.space = w.space;
+    c.text1 = w.title;
+    emit(c);
+    checkFocus();
+    return w.id;
+}
+
+bool SimWorld::closeWindow(std::uint32_t id) {
+    if (!window(id)) return false;
+    removeWindow(id, true);
+    checkFocus();
+    return true;
+}
+
+bool SimWorld::retitle(std::uint32_t id, const std::string& title) {
+    SimWindow* w = window(id);
+    if (!w || w->title == title) return w != nullptr;
+    w->title = title;
+    WorldChange c{WorldChange::Kind::windowTitle, w->pid};
+    c.window = id;
+    c.text1 = title;
+    emit(c);
+    return true;
+}
+
+bool SimWorld::setMinimized(std::uint32_t id, bool minimized) {
+    SimWindow* w = window(id);
+    if (!w) return false;
+    if (w->minimized == minimized) return true;
+    w->minimized = minimized;
+    SimApp* a = appByPid(w->pid);
+    WorldChange c{WorldChange::Kind::windowMinimized, w->pid};
+    c.window = id;
+    c.flag = minimized;
+    emit(c);
+    if (a) {
+        if (minimized && a->focusedWindow == id) {
+            a->focusedWindow = 0;
+            for (auto other : a->windowOrder)
+                if (!window(other)->minimized) {
+                    a->focusedWindow = other;
+                    break;
+                }
+        } else if (!minimized) {
+            a->focusedWindow = id;
+            bringToFront(id);
+        }
+    }
+    checkFocus();
+    return true;
+}
+
+bool SimWorld::setFrame(std::uint32_t id, Rect frame) {
+    SimWindow* w = window(id);
+    if (!w) return false;
+    if (w->frame == frame) return true;
+    w->frame = frame;
+    WorldChange c{WorldChange::Kind::windowFrame, w->pid};
+    c.window = id;
+    c.frame = frame;
+    emit(c);
+    return true;
+}
+
+bool SimWorld::moveWindowToSpace(std::uint32_t id, std::uint64_t space) {
+    SimWindow* w = window(id);
+    if (!w || !displayIndexOfSpace(space)) return false;
+    if (w->space == space) return true;
+    w->space = space;
+    WorldChange c{WorldChange::Kind::windowSpace, w->pid};
+    c.window = id;
+    c.space = space;
+    emit(c);
+    checkFocus();
+    return true;
+}
+
+bool SimWorld::switchSpace(std::size_t index, std::uint64_t space) {
+    if (index >= displays_.size()) return false;
+    auto& d = displays_[index];
+    if (std::none_of(d.spaces.begin(), d.spaces.end(), [&](const SimSpace& s) { return s.id == space; }))
+        return false;
+    activeDisplay_ = index;
+    if (d.currentSpace == space) return true;
+    d.currentSpace = space;
+    WorldChange c{WorldChange::Kind::space};
+    c.display = d.id;
+    c.space = space;
+    emit(c);
+    // The topmost window on the Space now shown takes focus, as after a swipe.
+    for (auto id : zOrder_) {
+        const SimWindow* w = window(id);
+        if (!w || w->space != space || !isWindowOnScreen(*w)) continue;
+        SimApp* a = appByPid(w->pid);
+        if (!a || a->kind != AppKind::regular) continue;
+        if (SimApp* front = appByPid(frontPid_)) {
+            // The front app keeps focus when it has a window here.
+            for (auto fid : front->windowOrder) {
+                const SimWindow* fw = window(fid);
+                if (fw && fw->space == space && isWindowOnScreen(*fw)) {
+                    front->focusedWindow = fid;
+                    checkFocus();
+                    return true;
+                }
+            }
+        }
+        a->focusedWindow = id;
+        if (frontPid_ != a->pid) {
+            frontPid_ = a->pid;
+            noteActivation(a->pid);
+            emit({WorldChange::Kind::activate, a->pid, a->bundleID});
+        }
+        break;
+    }
+    checkFocus();
+    return true;
+}
+
+void SimWorld::warpPointer(Point p) {
+    pointer_ = p;
+    WorldChange c{WorldChange::Kind::pointer};
+    c.point = p;
+    emit(c);
+}
+
+void SimWorld::postNotification(const std::string& id, const std::string& title, const std::string& body) {
+    WorldChange c{WorldChange::Kind::notification};
+    c.text1 = id;
+    c.text2 = title;
+    c.text3 = body;
+    emit(c);
+}
+
+void SimWorld::setOverlay(Overlay overlay) {
+    if (overlay_ == overlay) return;
+    overlay_ = overlay;
+    WorldChange c{WorldChange::Kind::overlay};
+    c.text1 = overlay == Overlay::none ? "none" : overlay == Overlay::missionControl ? "missionControl" : "appExpose";
+    emit(c);
+}
+
+}  // namespace zelk::sim

@@ -1,0 +1,235 @@
+#pragma once
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/Geometry.h"
+#include "platform/Workspace.h"
+#include "support/Clock.h"
+#include "support/Observable.h"
+
+namespace zelk::sim {
+
+enum class AppKind { regular, accessory, background };
+
+struct SimWindow {
+    std::uint32_t id = 0;
+    std::int32_t pid = 0;
+    std::string title;
+    Rect frame;
+    std::uint64_t space = 0;
+    bool minimized = false;
+    std::int32_t level = 0;
+    std::string role = "AXWindow";
+    std::string subrole = "AXStandardWindow";
+};
+
+// A window an app opens when it launches.
+struct WindowTemplate {
+    std::uint32_t id = 0;  // 0: the world picks one
+    std::string title;
+    Rect frame{100, 100, 1000, 700};
+    std::uint64_t space = 0;  // 0: the current Space of the main display
+};
+
+struct SimApp {
+    std::string bundleID;
+    std::string name;
+    std::string path;
+    AppKind kind = AppKind::regular;
+    int launchDelayMs = 200;
+    bool installed = true;
+    std::vector<WindowTemplate> windowsOnLaunch;  // empty: one window named after the app
+    platform::FileIdentity identity;
+
+    // Running state.
+    bool running = false;
+    std::int32_t pid = 0;
+    bool hidden = false;
+    double launchDate = 0;
+    std::vector<std::uint32_t> windowOrder;  // front first
+    std::uint32_t focusedWindow = 0;
+    bool launching = false;
+};
+
+struct SimSpace {
+    std::uint64_t id = 0;
+    bool fullscreen = false;
+};
+
+struct SimDisplay {
+    std::uint32_t id = 0;
+    std::string name;
+    std::string uuid;
+    Rect frame;
+    double menuBarHeight = 25;
+    bool builtin = false;
+    std::vector<SimSpace> spaces;
+    std::uint64_t currentSpace = 0;
+};
+
+enum class Overlay { none, missionControl, appExpose };
+
+// Everything that happened on the desktop, whoever caused it; the trace and the backends' notifications
+// are made from these.
+struct WorldChange {
+    enum class Kind {
+        launch,       // a launch started: bundle, activates
+        appRunning,   // the launched app runs: pid, bundle
+        terminate,    // an app ended: pid, bundle (crash too)
+        hide,
+        unhide,
+        activate,     // the frontmost app changed: pid
+        focus,        // frontmost app or its focused window changed: pid, window (0: none)
+        windowCreated,
+        windowClosed,
+        windowTitle,
+        windowFrame,
+        windowSpace,
+        windowMinimized,
+        space,        // a display now shows a Space: display, space
+        pointer,      // a warp: point
+        notification, // a user notification: id, title, body
+        overlay,      // Mission Control or App Exposé appeared or left
+    };
+    Kind kind;
+    std::int32_t pid = 0;
+    std::string bundleID;
+    std::uint32_t window = 0;
+    bool flag = false;  // activates, minimized
+    std::uint32_t display = 0;
+    std::uint64_t space = 0;
+    Rect frame;
+    Point point;
+    std::string text1, text2, text3;
+};
+
+struct Permissions {
+    bool accessibility = true;
+    bool screenRecording = true;
+};
+
+struct Faults {
+    std::set<std::string> axTimeout;     // bundle ids whose accessibility hangs until the time-out
+    std::set<std::string> launchFails;   // bundle ids whose launch fails
+    bool tapDead = false;                // the tap silently stops seeing events
+    std::optional<std::int32_t> secureInputPID;
+    bool screenLocked = false;
+    bool noWindowServer = false;
+};
+
+// The simulated desktop: displays and Spaces, installed and running apps, their windows, focus.
+// Operations are what the system does in response to a request or a user action; each reports what
+// changed through `changes`. Time comes from the main queue's clock.
+class SimWorld {
+public:
+    static constexpr std::int32_t kOwnPID = 999;
+    static constexpr const char* kOwnBundleID = "com.ferrowlabs.zelk";
+
+    SimWorld();
+
+    // Set-up (before the program starts).
+    void addDisplay(SimDisplay display);
+    SimApp& addApp(SimApp app);
+    // Starts an app as already running, with its windows.
+    void startRunning(const std::string& bundleID, std::int32_t pid, bool hidden,
+                      const std::vector<SimWindow>& windows);
+    void setFrontmost(const std::string& bundleID, std::uint32_t focusedWindow);
+
+    // Queries.
+    const std::vector<SimDisplay>& displays() const { return displays_; }
+    std::vector<SimApp>& apps() { return apps_; }
+    const std::vector<SimApp>& apps() const { return apps_; }
+    SimApp* app(const std::string& bundleID);
+    SimApp* appByPid(std::int32_t pid);
+    const SimApp* appByPid(std::int32_t pid) const;
+    SimWindow* window(std::uint32_t id);
+    const SimWindow* window(std::uint32_t id) const;
+    const std::map<std::uint32_t, SimWindow>& windows() const { return windows_; }
+    std::vector<std::uint32_t> zOrder() const { return zOrder_; }  // front first
+    std::int32_t frontPid() const { return frontPid_; }
+    std::uint32_t focusedWindow() const;
+    std::optional<std::size_t> displayIndexOfSpace(std::uint64_t space) const;
+    std::optional<std::size_t> displayIndexById(std::uint32_t id) const;
+    std::optional<std::size_t> displayIndexByUUID(const std::string& uuid) const;
+    std::size_t activeDisplay() const { return activeDisplay_; }
+    std::uint64_t activeSpace() const;
+    // On a Space its display shows now.
+    bool isWindowOnVisibleSpace(const SimWindow& w) const;
+    bool isWindowOnScreen(const SimWindow& w) const;
+    std::vector<platform::RunningApp> runningApps() const;
+    std::optional<platform::RunningApp> runningApp(std::int32_t pid) const;
+    platform::RunningApp describe(const SimApp& app) const;
+
+    // What the system does.
+    // The app comes to the front with its focused window; a hidden app unhides. With `window` set,
+    // that window is focused. When the window lies on a Space no display shows, its display switches.
+    bool activate(std::int32_t pid, std::uint32_t window = 0);
+    // The window becomes its app's focused window and front within the app (the app stays where it is).
+    bool raiseWithinApp(std::uint32_t window);
+    bool hide(std::int32_t pid);
+    bool unhide(std::int32_t pid);
+    bool terminate(std::int32_t pid, bool crash = false);
+    // Starts a launch; the app runs after its launch delay (or fails). Returns false when not installed.
+    bool launch(const std::string& bundleID, bool activates, std::function<void(std::optional<std::int32_t>)> done = {});
+    std::uint32_t openWindow(const std::string& bundleID, SimWindow window);
+    bool closeWindow(std::uint32_t id);
+    bool retitle(std::uint32_t id, const std::string& title);
+    bool setMinimized(std::uint32_t id, bool minimized);
+    bool setFrame(std::uint32_t id, Rect frame);
+    bool moveWindowToSpace(std::uint32_t id, std::uint64_t space);
+    bool switchSpace(std::size_t displayIndex, std::uint64_t space);
+    void warpPointer(Point p);
+    Point pointer() const { return pointer_; }
+    void postNotification(const std::string& id, const std::string& title, const std::string& body);
+    void setOverlay(Overlay overlay);
+    Overlay overlay() const { return overlay_; }
+
+    Permissions permissions;
+    Faults faults;
+    std::string keyboardLayout = "qwerty";
+    int osMajorVersion = 15;
+    int spaceSwitchLatencyMs = 0;
+    bool bridgedMoveAvailable = true;
+
+    ferrow::Signal<WorldChange> changes;
+
+    // Keys delivered to apps (passed by the tap): for tests.
+    struct ReceivedKey {
+        std::int32_t pid;
+        std::uint16_t keyCode;
+        bool down;
+        std::uint64_t flags;
+    };
+    std::vector<ReceivedKey> receivedKeys;
+
+    std::uint32_t nextWindowID();
+
+private:
+    void emit(WorldChange change) { changes.emit(change); }
+    void checkFocus();
+    void bringToFront(std::uint32_t window);
+    void removeWindow(std::uint32_t id, bool emitClosed);
+    std::int32_t nextPid();
+    void chooseNextFront(std::int32_t leaving);
+    void noteActivation(std::int32_t pid);
+
+    std::vector<SimDisplay> displays_;
+    std::vector<SimApp> apps_;
+    std::map<std::uint32_t, SimWindow> windows_;
+    std::vector<std::uint32_t> zOrder_;
+    std::vector<std::int32_t> activationOrder_;  // most recent first
+    std::int32_t frontPid_ = 0;
+    std::size_t activeDisplay_ = 0;
+    Point pointer_{720, 450};
+    Overlay overlay_ = Overlay::none;
+    std::int32_t pidCounter_ = 500;
+    std::uint32_t windowCounter_ = 5000;
+    std::int32_t lastFocusPid_ = -1;
+    std::uint32_t lastFocusWindow_ = 0;
+};
+
+}  // namespace zelk::sim

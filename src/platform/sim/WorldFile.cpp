@@ -1,0 +1,240 @@
+#include "platform/sim/WorldFile.h"
+
+#include <fmt/format.h>
+
+#include "platform/sim/SimKeyboardLayout.h"
+#include "support/Yaml.h"
+
+namespace zelk::sim {
+
+using nlohmann::json;
+
+namespace {
+
+struct Reader {
+    std::string& error;
+    bool fail(const std::string& path, const std::string& what) {
+        if (error.empty()) error = path + ": " + what;
+        return false;
+    }
+    bool rect(const json& v, const std::string& path, Rect& out) {
+        if (!v.is_array() || v.size() != 4) return fail(path, "expected [x, y, w, h]");
+        for (auto& n : v)
+            if (!n.is_number()) return fail(path, "expected [x, y, w, h]");
+        out = {v[0].get<double>(), v[1].get<double>(), v[2].get<double>(), v[3].get<double>()};
+        return true;
+    }
+    template <typename T>
+    bool number(const json& obj, const char* key, const std::string& path, T& out) {
+        if (!obj.contains(key) || obj[key].is_null()) return true;
+        if (!obj[key].is_number()) return fail(path + "." + key, "expected a number");
+        out = obj[key].get<T>();
+        return true;
+    }
+    bool boolean(const json& obj, const char* key, const std::string& path, bool& out) {
+        if (!obj.contains(key) || obj[key].is_null()) return true;
+        if (!obj[key].is_boolean()) return fail(path + "." + key, "expected true or false");
+        out = obj[key].get<bool>();
+        return true;
+    }
+    bool string(const json& obj, const char* key, const std::string& path, std::string& out, bool required = false) {
+        if (!obj.contains(key) || obj[key].is_null()) return required ? fail(path + "." + key, "missing") : true;
+        if (!obj[key].is_string()) return fail(path + "." + key, "expected a string");
+        out = obj[key].get<std::string>();
+        return true;
+    }
+};
+
+bool readWindow(Reader& r, const json& w, const std::string& path, SimWindow& out) {
+    if (!w.is_object()) return r.fail(path, "expected a mapping");
+    if (!r.number(w, "id", path, out.id)) return false;
+    if (!r.string(w, "title", path, out.title)) return false;
+    if (w.contains("frame") && !r.rect(w["frame"], path + ".frame", out.frame)) return false;
+    if (!r.number(w, "space", path, out.space)) return false;
+    if (!r.boolean(w, "minimized", path, out.minimized)) return false;
+    if (!r.number(w, "level", path, out.level)) return false;
+    if (!r.string(w, "subrole", path, out.subrole)) return false;
+    if (!r.string(w, "role", path, out.role)) return false;
+    return true;
+}
+
+}  // namespace
+
+bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std::string& error) {
+    error.clear();
+    Reader r{error};
+    if (!world.is_object()) return r.fail("world", "expected a mapping");
+    SimWorld& w = desktop.world();
+
+    if (world.contains("permissions") && !world["permissions"].is_null()) {
+        const json& p = world["permissions"];
+        if (!p.is_object()) return r.fail("permissions", "expected a mapping");
+        if (!r.boolean(p, "accessibility", "permissions", w.permissions.accessibility)) return false;
+        if (!r.boolean(p, "screenRecording", "permissions", w.permissions.screenRecording)) return false;
+    }
+    if (!r.string(world, "keyboardLayout", "world", w.keyboardLayout)) return false;
+    if (!SimKeyboardLayout::isKnown(w.keyboardLayout))
+        return r.fail("keyboardLayout", "unknown layout '" + w.keyboardLayout + "' (qwerty, dvorak or azerty)");
+    if (!r.number(world, "osMajorVersion", "world", w.osMajorVersion)) return false;
+    if (!r.number(world, "spaceSwitchLatencyMs", "world", w.spaceSwitchLatencyMs)) return false;
+
+    // Displays.
+    json displays = world.value("displays", json());
+    if (displays.is_null()) displays = json::array({json{{"id", 1}}});
+    if (!displays.is_array() || displays.empty()) return r.fail("displays", "expected a non-empty list");
+    std::set<std::uint64_t> spaceIDs;
+    double nextX = 0;
+    for (std::size_t i = 0; i < displays.size(); ++i) {
+        const json& d = displays[i];
+        std::string path = fmt::format("displays[{}]", i);
+        if (!d.is_object()) return r.fail(path, "expected a mapping");
+        SimDisplay display;
+        display.id = static_cast<std::uint32_t>(i + 1);
+        if (!r.number(d, "id", path, display.id)) return false;
+        display.name = i == 0 ? "Built-in Retina Display" : fmt::format("Display {}", display.id);
+        if (!r.string(d, "name", path, display.name)) return false;
+        if (!r.string(d, "uuid", path, display.uuid)) return false;
+        display.builtin = display.name.find("Built-in") != std::string::npos;
+        if (!r.boolean(d, "builtin", path, display.builtin)) return false;
+        display.frame = {nextX, 0, 1440, 900};
+        if (d.contains("frame") && !r.rect(d["frame"], path + ".frame", display.frame)) return false;
+        nextX = display.frame.maxX();
+        if (!r.number(d, "menuBarHeight", path, display.menuBarHeight)) return false;
+        json spaces = d.value("spaces", json());
+        if (spaces.is_null()) spaces = json::array({json{{"id", 1 + 100 * i}}});
+        if (!spaces.is_array() || spaces.empty()) return r.fail(path + ".spaces", "expected a non-empty list");
+        for (std::size_t s = 0; s < spaces.size(); ++s) {
+            std::string spath = fmt::format("{}.spaces[{}]", path, s);
+            SimSpace space;
+            if (spaces[s].is_number_unsigned() || spaces[s].is_number_integer()) {
+                space.id = spaces[s].get<std::uint64_t>();
+            } else {
+                if (!spaces[s].is_object() || !spaces[s].contains("id"))
+                    return r.fail(spath, "expected {id: N}");
+                if (!r.number(spaces[s], "id", spath, space.id)) return false;
+                if (!r.boolean(spaces[s], "fullscreen", spath, space.fullscreen)) return false;
+            }
+            if (!spaceIDs.insert(space.id).second) return r.fail(spath, fmt::format("Space {} listed twice", space.id));
+            display.spaces.push_back(space);
+        }
+        if (!r.number(d, "currentSpace", path, display.currentSpace)) return false;
+        if (display.currentSpace && std::none_of(display.spaces.begin(), display.spaces.end(),
+                                                 [&](const SimSpace& s) { return s.id == display.currentSpace; }))
+            return r.fail(path + ".currentSpace", fmt::format("no Space {} on this display", display.currentSpace));
+        w.addDisplay(display);
+    }
+
+    // Apps.
+    if (!world.contains("apps")) return r.fail("apps", "missing");
+    const json& apps = world["apps"];
+    if (!apps.is_array() && !apps.is_null()) return r.fail("apps", "expected a list");
+    std::set<std::uint32_t> windowIDs;
+    struct Running {
+        std::string bundle;
+        std::int32_t pid;
+        bool hidden;
+        std::vector<SimWindow> windows;
+    };
+    std::vector<Running> running;
+    std::set<std::string> bundles;
+    for (std::size_t i = 0; apps.is_array() && i < apps.size(); ++i) {
+        const json& a = apps[i];
+        std::string path = fmt::format("apps[{}]", i);
+        if (!a.is_object()) return r.fail(path, "expected a mapping");
+        SimApp app;
+        if (!r.string(a, "bundleID", path, app.bundleID, true)) return false;
+        if (!bundles.insert(app.bundleID).second) return r.fail(path + ".bundleID", "listed twice");
+        app.name = app.bundleID;
+        if (!r.string(a, "name", path, app.name)) return false;
+        app.path = "/Applications/" + app.name + ".app";
+        if (!r.string(a, "path", path, app.path)) return false;
+        std::string kind = "regular";
+        if (!r.string(a, "kind", path, kind)) return false;
+        if (kind == "regular") app.kind = AppKind::regular;
+        else if (kind == "accessory") app.kind = AppKind::accessory;
+        else if (kind == "background") app.kind = AppKind::background;
+        else return r.fail(path + ".kind", "expected regular, accessory or background");
+        if (!r.number(a, "launchDelayMs", path, app.launchDelayMs)) return false;
+        if (!r.boolean(a, "installed", path, app.installed)) return false;
+        if (a.contains("windowsOnLaunch") && a["windowsOnLaunch"].is_array()) {
+            for (std::size_t k = 0; k < a["windowsOnLaunch"].size(); ++k) {
+                SimWindow tw;
+                if (!readWindow(r, a["windowsOnLaunch"][k], fmt::format("{}.windowsOnLaunch[{}]", path, k), tw))
+                    return false;
+                WindowTemplate t{tw.id, tw.title, tw.frame, tw.space};
+                if (t.title.empty()) t.title = app.name;
+                app.windowsOnLaunch.push_back(t);
+            }
+        }
+        if (a.contains("running") && !a["running"].is_null()) {
+            const json& run = a["running"];
+            std::string rpath = path + ".running";
+            if (!run.is_object()) return r.fail(rpath, "expected a mapping");
+            Running rec{app.bundleID, 0, false, {}};
+            if (!r.number(run, "pid", rpath, rec.pid)) return false;
+            if (!r.boolean(run, "hidden", rpath, rec.hidden)) return false;
+            const json wins = run.value("windows", json::array());
+            if (!wins.is_array()) return r.fail(rpath + ".windows", "expected a list");
+            for (std::size_t k = 0; k < wins.size(); ++k) {
+                std::string wpath = fmt::format("{}.windows[{}]", rpath, k);
+                SimWindow win;
+                win.frame = {0, 25, 1000, 700};
+                if (!readWindow(r, wins[k], wpath, win)) return false;
+                if (win.title.empty() && !wins[k].contains("title")) win.title = app.name;
+                if (win.id && !windowIDs.insert(win.id).second)
+                    return r.fail(wpath + ".id", fmt::format("window {} listed twice", win.id));
+                if (win.space && !spaceIDs.count(win.space))
+                    return r.fail(wpath + ".space", fmt::format("no Space {}", win.space));
+                rec.windows.push_back(win);
+            }
+            running.push_back(rec);
+        }
+        w.addApp(app);
+    }
+    for (auto& rec : running) w.startRunning(rec.bundle, rec.pid, rec.hidden, rec.windows);
+
+    std::string frontmost;
+    if (!r.string(world, "frontmost", "world", frontmost)) return false;
+    std::uint32_t focused = 0;
+    if (!r.number(world, "focusedWindow", "world", focused)) return false;
+    if (!frontmost.empty()) {
+        SimApp* app = w.app(frontmost);
+        if (!app || !app->running) return r.fail("frontmost", "'" + frontmost + "' is not a running app");
+        if (focused && (!w.window(focused) || w.window(focused)->pid != app->pid))
+            return r.fail("focusedWindow", fmt::format("window {} is not a window of {}", focused, frontmost));
+        w.setFrontmost(frontmost, focused);
+    } else {
+        for (auto& app : w.apps())
+            if (app.running && app.kind == AppKind::regular) {
+                w.setFrontmost(app.bundleID, 0);
+                break;
+            }
+    }
+
+    if (world.contains("settings") && !world["settings"].is_null()) {
+        if (!world["settings"].is_object()) return r.fail("settings", "expected a mapping");
+        extras.settings = world["settings"];
+    }
+    if (world.contains("configFile") && !world["configFile"].is_null()) {
+        if (!world["configFile"].is_string()) return r.fail("configFile", "expected YAML text");
+        extras.configFile = world["configFile"].get<std::string>();
+    }
+    if (world.contains("faults") && world["faults"].is_object()) {
+        for (auto& b : world["faults"].value("axTimeout", json::array())) w.faults.axTimeout.insert(b.get<std::string>());
+        for (auto& b : world["faults"].value("launchFails", json::array()))
+            w.faults.launchFails.insert(b.get<std::string>());
+    }
+    return true;
+}
+
+bool loadWorldText(const std::string& text, SimDesktop& desktop, WorldExtras& extras, std::string& error) {
+    ferrow::YamlError yamlError;
+    auto value = ferrow::parseYaml(text, &yamlError);
+    if (!value) {
+        error = fmt::format("line {}: {}", yamlError.line, yamlError.message);
+        return false;
+    }
+    return loadWorld(*value, desktop, extras, error);
+}
+
+}  // namespace zelk::sim
