@@ -22,8 +22,7 @@ const std::set<std::string> kKinds{"flags",      "keyDown",    "keyUp",   "tap",
 
 bool parseReplayScript(const json& list, ReplayScript& script, std::string& error) {
     script = ReplayScript{};
-    if (list.is_null()) return true;
-    if (!list.is_array()) {
+    if (!list.is_array() && !list.is_null()) {
         error = "script: expected a list of events";
         return false;
     }
@@ -33,7 +32,7 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
         std::size_t seq;
     };
     std::vector<Ordered> ordered;
-    for (std::size_t i = 0; i < list.size(); ++i) {
+    for (std::size_t i = 0; list.is_array() && i < list.size(); ++i) {
         const json& e = list[i];
         auto fail = [&](const std::string& why) {
             error = fmt::format("event {}: {}", i + 1, why);
@@ -69,7 +68,8 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
         if ((kind == "launch" || kind == "quit" || kind == "crash" || kind == "activate" || kind == "hide" ||
              kind == "unhide") && !ev.value.is_string())
             return fail(kind + ": expected a bundle identifier");
-        if ((kind == "closeWindow" || kind == "minimize" || kind == "unminimize") && !ev.value.is_number_unsigned())
+        if ((kind == "closeWindow" || kind == "minimize" || kind == "unminimize") &&
+            !(ev.value.is_number_integer() && ev.value.get<std::int64_t>() >= 0))
             return fail(kind + ": expected a window id");
         if ((kind == "openWindow" || kind == "retitle" || kind == "switchSpace" || kind == "command" ||
              kind == "setting" || kind == "fault" || kind == "pointer") && !ev.value.is_object())

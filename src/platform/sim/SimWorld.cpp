@@ -252,7 +252,7 @@ bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID) {
         }
         target = window(a->focusedWindow);
         if (!isWindowOnVisibleSpace(*target)) {
-            if (auto d = displayIndexOfSpace(target->space)) switchSpace(*d, target->space);
+            if (auto d = displayIndexOfSpace(target->space)) switchSpace(*d, target->space, false);
         }
         if (auto d = displayIndexOfSpace(target->space)) activeDisplay_ = *d;
     }
@@ -485,7 +485,7 @@ bool SimWorld::moveWindowToSpace(std::uint32_t id, std::uint64_t space) {
     return true;
 }
 
-bool SimWorld::switchSpace(std::size_t index, std::uint64_t space) {
+bool SimWorld::switchSpace(std::size_t index, std::uint64_t space, bool focusTopmost) {
     if (index >= displays_.size()) return false;
     auto& d = displays_[index];
     if (std::none_of(d.spaces.begin(), d.spaces.end(), [&](const SimSpace& s) { return s.id == space; }))
@@ -497,7 +497,7 @@ bool SimWorld::switchSpace(std::size_t index, std::uint64_t space) {
     c.display = d.id;
     c.space = space;
     emit(c);
-    // The topmost window on the Space now shown takes focus, as after a swipe.
+    if (!focusTopmost) return true;
     for (auto id : zOrder_) {
         const SimWindow* w = window(id);
         if (!w || w->space != space || !isWindowOnScreen(*w)) continue;

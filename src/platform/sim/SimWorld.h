@@ -181,7 +181,8 @@ public:
     bool setMinimized(std::uint32_t id, bool minimized);
     bool setFrame(std::uint32_t id, Rect frame);
     bool moveWindowToSpace(std::uint32_t id, std::uint64_t space);
-    bool switchSpace(std::size_t displayIndex, std::uint64_t space);
+    // With `focusTopmost`, the topmost window of the Space shown takes focus, as after a swipe.
+    bool switchSpace(std::size_t displayIndex, std::uint64_t space, bool focusTopmost = true);
     void warpPointer(Point p);
     Point pointer() const { return pointer_; }
     void postNotification(const std::string& id, const std::string& title, const std::string& body);

@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "ReplayRunner.h"
+#include "ReplayScript.h"
+
+using namespace zelk::agent;
+using nlohmann::json;
+
+namespace {
+
+const char* kWorld = R"(
+displays:
+  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}, {id: 2}], currentSpace: 1}
+apps:
+  - bundleID: com.apple.Safari
+    name: Safari
+    launchDelayMs: 300
+    running: {pid: 101, windows: [{id: 1001, title: "Apple", frame: [0, 25, 1200, 800], space: 1}]}
+  - bundleID: com.apple.mail
+    name: Mail
+    running: {pid: 102, windows: [{id: 1011, title: "Inbox", space: 2}]}
+  - bundleID: com.apple.Notes
+    name: Notes
+    launchDelayMs: 250
+frontmost: com.apple.Safari
+focusedWindow: 1001
+)";
+
+std::vector<json> replay(const std::string& world, const std::string& script, bool keepLogs = false) {
+    std::stringstream out;
+    ReplayOptions options;
+    options.jsonTrace = &out;
+    std::string error;
+    EXPECT_EQ(ReplayRunner().run(world, script, options, error), 0) << error;
+    std::vector<json> events;
+    std::string line;
+    while (std::getline(out, line)) {
+        auto e = json::parse(line);
+        if (!keepLogs && e["kind"] == "log") continue;
+        events.push_back(e);
+    }
+    return events;
+}
+
+// The events of the given kinds, each as "t kind field=value ...", for compact golden comparison.
+std::vector<std::string> summary(const std::vector<json>& events, std::set<std::string> kinds) {
+    std::vector<std::string> out;
+    for (auto& e : events) {
+        std::string kind = e["kind"];
+        if (!kinds.count(kind)) continue;
+        std::string s = e["t"].dump() + " " + kind;
+        for (auto& [k, v] : e.items())
+            if (k != "t" && k != "kind") s += " " + k + "=" + (v.is_string() ? v.get<std::string>() : v.dump());
+        out.push_back(s);
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST(Replay, WorldEventsAppearInTheTraceInTimeOrder) {
+    auto events = replay(kWorld, R"(
+- {at: 100, launch: com.apple.Notes}
+- {at: 1000, switchSpace: {display: 1, space: 2}}
+- {at: 1500, activate: com.apple.Safari}
+- {at: 2000, openWindow: {bundleID: com.apple.mail, id: 77, title: "Draft", frame: [10, 20, 300, 200], space: 2}}
+- {at: 2100, retitle: {id: 77, title: "Re: lunch"}}
+- {at: 2200, closeWindow: 77}
+- {at: 3000, quit: com.apple.Notes}
+- {at: 3500, end: true}
+)");
+    std::vector<std::string> expected{
+        R"(100 launch activates=true bundleID=com.apple.Notes)",
+        R"(350 window bundleID=com.apple.Notes created=true frame=[100.0,100.0,1000.0,700.0] id=5001 space=1 title=Notes)",
+        R"(350 focus bundleID=com.apple.Notes pid=501 windowID=5001)",
+        R"(1000 space display=1 space=2)",
+        R"(1000 focus bundleID=com.apple.mail pid=102 windowID=1011)",
+        R"(1500 space display=1 space=1)",
+        R"(1500 focus bundleID=com.apple.Safari pid=101 windowID=1001)",
+        R"(2000 window bundleID=com.apple.mail created=true frame=[10.0,20.0,300.0,200.0] id=77 space=2 title=Draft)",
+        R"(2100 window id=77 title=Re: lunch)",
+        R"(2200 window closed=true id=77)",
+        R"(3000 window closed=true id=5001)",
+        R"(3000 terminate bundleID=com.apple.Notes)",
+    };
+    EXPECT_EQ(summary(events, {"launch", "window", "focus", "space", "terminate"}), expected);
+}
+
+TEST(Replay, KeysAreTracedWithTheirAnswerAndTapsReleaseTenMsLater) {
+    auto events = replay(kWorld, R"(
+- {at: 100, tap: h}
+- {at: 200, keyDown: j, repeat: true}
+- {at: 5000, end: true}
+)");
+    auto keys = summary(events, {"key"});
+    ASSERT_EQ(keys.size(), 3u);
+    EXPECT_EQ(keys[0].substr(0, 4), "100 ");
+    EXPECT_NE(keys[0].find("key=h"), std::string::npos);
+    EXPECT_NE(keys[0].find("down=true"), std::string::npos);
+    EXPECT_EQ(keys[1].substr(0, 4), "110 ");
+    EXPECT_NE(keys[1].find("down=false"), std::string::npos);
+    EXPECT_NE(keys[2].find("repeat=true"), std::string::npos);
+    for (auto& k : keys) EXPECT_NE(k.find("action=passed"), std::string::npos);  // bare typing
+}
+
+TEST(Replay, ScriptEventsThatCannotApplyAreNotedAndTheRunGoesOn) {
+    auto events = replay(kWorld, R"(
+- {at: 10, quit: com.example.nothing}
+- {at: 20, closeWindow: 4242}
+- {at: 30, activate: com.apple.mail}
+)");
+    auto notes = summary(events, {"script"});
+    ASSERT_EQ(notes.size(), 2u);
+    EXPECT_NE(notes[0].find("not running"), std::string::npos);
+    EXPECT_EQ(summary(events, {"focus"}).size(), 1u);
+    // Without an end the run stops 5 s after the last event.
+    double lastT = events.back()["t"].get<double>();
+    EXPECT_LE(lastT, 5030);
+}
+
+TEST(Replay, AnHourOfVirtualTimeRuns) {
+    std::string script;
+    for (int minute = 0; minute < 60; ++minute) {
+        script += "- {at: " + std::to_string(minute * 60000) + ", activate: com.apple.mail}\n";
+        script += "- {at: " + std::to_string(minute * 60000 + 30000) + ", activate: com.apple.Safari}\n";
+    }
+    script += "- {at: 3600000, end: true}\n";
+    auto events = replay(kWorld, script);
+    EXPECT_EQ(summary(events, {"focus"}).size(), 120u);
+}
+
+TEST(ReplayScript, RejectsBadScriptsWithTheEventNumber) {
+    ReplayScript s;
+    std::string error;
+    EXPECT_FALSE(parseReplayScript(std::string("- {at: 10, tap: s}\n- {at: 5, tap: d}\n"), s, error));
+    EXPECT_EQ(error, "event 2: 'at' 5 goes back in time (previous 10)");
+    EXPECT_FALSE(parseReplayScript(std::string("- {at: 1, keyDown: banana}\n"), s, error));
+    EXPECT_EQ(error, "event 1: unknown key 'banana'");
+    EXPECT_FALSE(parseReplayScript(std::string("- {at: 1, dance: true}\n"), s, error));
+    EXPECT_EQ(error, "event 1: unknown event 'dance'");
+    EXPECT_FALSE(parseReplayScript(std::string("- {at: 1, flags: [leftPinky]}\n"), s, error));
+    EXPECT_FALSE(parseReplayScript(std::string("- {tap: s}\n"), s, error));
+    EXPECT_TRUE(parseReplayScript(std::string(""), s, error));
+    EXPECT_EQ(s.endMs, 5000);
+}
+
+TEST(ReplayCli, UnreadableWorldOrScriptExitsTwoWithOneLine) {
+    std::string dir = ::testing::TempDir();
+    std::ofstream(dir + "/bad-world.yaml") << "apps: [\n";
+    std::ofstream(dir + "/script.yaml") << "- {at: 0, activate: com.apple.mail}\n- {at: 10, end: true}\n";
+    std::string cmd = std::string(ZELKD_PATH) + " --world " + dir + "/bad-world.yaml --replay " + dir +
+                      "/script.yaml --trace " + dir + "/t.jsonl 2>" + dir + "/err.txt";
+    int status = std::system(cmd.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+    std::ifstream err(dir + "/err.txt");
+    std::string line;
+    std::getline(err, line);
+    EXPECT_EQ(line.rfind("zelkd: world: line", 0), 0u) << line;
+    EXPECT_FALSE(std::getline(err, line));
+
+    std::ofstream(dir + "/good-world.yaml") << kWorld;
+    cmd = std::string(ZELKD_PATH) + " --world " + dir + "/good-world.yaml --replay " + dir +
+          "/script.yaml --trace " + dir + "/t.jsonl";
+    EXPECT_EQ(WEXITSTATUS(std::system(cmd.c_str())), 0);
+    std::ifstream trace(dir + "/t.jsonl");
+    ASSERT_TRUE(std::getline(trace, line));
+    EXPECT_TRUE(json::parse(line).contains("t"));
+}
