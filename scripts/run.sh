@@ -6,4 +6,8 @@ cd "$(dirname "$0")/.."
 bash scripts/deps.sh
 cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DZELK_BENCH=OFF >/dev/null
 cmake --build build/release -j "$(nproc)" --target zelkd zelk
+if [ $# -eq 0 ]; then
+    build/release/app/zelkd --demo
+    echo
+fi
 exec build/release/app/zelkd "$@"
