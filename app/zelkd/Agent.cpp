@@ -1,13 +1,17 @@
 #include "Agent.h"
 
 #include "input/AppDelegate.h"
+#include "input/InputManager.h"
 
 namespace zelk::agent {
 
-Agent::Agent() : delegate_(std::make_unique<AppDelegate>()) {}
+Agent::Agent(bool commandService)
+    : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})) {}
 
 Agent::~Agent() {
     if (running()) terminate();
+    delegate_.reset();
+    InputManager::reset();
 }
 
 void Agent::start() {

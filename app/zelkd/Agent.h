@@ -14,7 +14,8 @@ namespace zelk::agent {
 // requests that don't come through the socket (the replay bench).
 class Agent {
 public:
-    Agent();
+    // `commandService`: listen on the socket (the live agent); the replay bench feeds commands itself.
+    explicit Agent(bool commandService = false);
     ~Agent();
     Agent(const Agent&) = delete;
     Agent& operator=(const Agent&) = delete;

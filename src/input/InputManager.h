@@ -1,0 +1,166 @@
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "input/InputSettings.h"
+#include "input/TapHealth.h"
+#include "input/TriggerSets.h"
+#include "platform/EventTap.h"
+#include "support/MainQueue.h"
+#include "support/Observable.h"
+
+namespace zelk {
+
+class HotkeyRouter;
+
+// Trigger state: which modifiers are down, which trigger set is pressed, and whether a key event goes
+// on to the frontmost app or stops here. Owns the event tap and its filter. Main thread, except the
+// filter, which runs on the tap thread.
+class InputManager {
+public:
+    InputManager();
+    ~InputManager();
+    InputManager(const InputManager&) = delete;
+    InputManager& operator=(const InputManager&) = delete;
+
+    static InputManager& shared();
+    static void reset();
+
+    // Tap life cycle.
+    void startKeyTap();
+    void stopKeyTap();
+    void startFlagsChangedMonitors();
+    bool tapRunning() const { return tapRunning_; }
+
+    // The tap callback: bare typing returns at once; everything else hops to the main thread.
+    platform::TapDecision tapCallback(const platform::KeyEvent& event);
+    // The main-thread body of the tap.
+    platform::TapDecision handleKeyEvent(const platform::KeyEvent& event);
+    void handleFlagsChanged(const TriggerList& keys);
+    void capsLockChanged(bool held);
+    void flagsMonitorEvent(std::uint64_t flags);
+    void updateWindowCycleHotkey();
+    void suspendForOverlay();
+    void resumeAfterOverlay();
+
+    // Settings mirror; re-read when a settings key changes.
+    const InputSettings& settings() const { return settings_; }
+    void reloadSettings();
+
+    // Derived values.
+    bool assignKeyCollides() const;
+    bool hideOnFocusKeyCollides() const;
+    bool stageKeyCollides() const;
+    bool assignTriggerEnabled() const;
+    bool hideOnFocusTriggerEnabled() const;
+    bool stageTriggerEnabled() const;
+    bool capsLockIsTrigger() const;
+    bool capsLockInAnySet() const;
+
+    // Observable trigger state.
+    ferrow::Observable<bool> rightCommand, ralt, rshift, rctrl, lcmd, lalt, lctrl, lshift, fn, capsLock;
+    ferrow::Observable<TriggerList> flags;
+    ferrow::Observable<bool> appTriggerKeysPressed{false}, windowTriggerKeysPressed{false},
+        stageTriggerKeysPressed{false};
+    // Times are uptime nanoseconds, so the 0.25 s and 0.3 s boundaries compare exactly.
+    std::optional<ferrow::Nanos> appTriggerKeyPressTime, windowTriggerKeyPressTime, stageTriggerKeyPressTime;
+    bool appTriggerKeyUsedDuringHold = false, windowTriggerKeyUsedDuringHold = false,
+         stageTriggerKeyUsedDuringHold = false;
+    std::optional<ferrow::Nanos> lastAppTriggerTapTime;
+    bool appTriggerTapContaminated = false;
+    TriggerList prevTriggerKeys;
+    bool shiftReverseTapArmed = false;
+    std::optional<std::string> focusedBundleIDAtTriggerPress;
+    ferrow::Nanos currentKeydownEventTS = 0;
+
+    // Caps lock and hyperkey.
+    bool capsLockHeld = false;
+    std::optional<ferrow::Nanos> capsLockPressedAt;
+    bool capsLockStateBeforePress = false;
+    bool capsLockUsedAsModifier = false;
+    TriggerList hyperkeyModifierFlags;
+    std::uint64_t capsLockClearGeneration = 0;
+
+    // Take-over of Cmd-Tab and Cmd-backtick.
+    bool hijackCommandHeld = false;
+    TriggerList hijackCommandBase;
+    std::uint16_t windowCycleHotkeyKeyCode = 50;
+    bool didDisableWindowCycleHotkey = false;
+
+    // The two views of modifier changes, for the dead-tap check.
+    ferrow::Nanos lastGlobalFlagsChangedAt = 0, lastTapFlagsChangedAt = 0;
+    std::uint64_t lastGlobalFlagsChanged = 0, lastTapFlagsChanged = 0;
+    ferrow::WorkItem flagsChangedCheckWorkItem;
+    std::optional<ferrow::Nanos> lastTapDisableLogAt;
+    std::string lastLoggedTriggerDesc;
+
+    // Hold bookkeeping read by routing.
+    bool pickCommittedByMouseDuringHold = false;
+    bool cycleLatchArmed = false;
+    std::optional<std::string> keyDownDispatchedRouteLetter;
+    bool graceTargetsAlreadyFocusedAction = false;
+    bool alreadyFocusedActionFiredThisHold = false;
+    std::optional<ferrow::Nanos> lastKeypressDuringHoldEventTS;
+    bool stickySearchSupersededByHold = false;
+    bool stickyToggleHidden = false;
+
+    // Surfaces this state machine drives; the panel keeps its own state.
+    bool tabCycling = false;
+    std::optional<std::string> tabCycleScopeOverride;
+    std::optional<std::string> latchedSurface;  // "app", "window", "tabCycle", "appCycle"
+    bool overlayVisible = false;
+    bool searchActive = false;
+    std::optional<std::string> appSwitcherCycleSelectedID;
+    std::string cmdTabFilterBuffer;
+
+    bool isLatched() const { return latchedSurface.has_value(); }
+    bool tapSeesBareKeys() const { return tapSeesBareKeys_.load(std::memory_order_relaxed); }
+    void refreshTapSeesBareKeys();
+
+    // Routing of key downs and the commit at trigger up (the router fills these).
+    void setRouter(HotkeyRouter* router) { router_ = router; }
+    HotkeyRouter* router() const { return router_; }
+
+    // Panel operations; the panel itself is drawn elsewhere.
+    std::function<void(bool immediate)> showOSDHook;
+    std::function<void()> hideOSDHook;
+    std::function<void()> resetTabCycleHook;
+    std::function<void()> unlatchHook;
+    std::function<void()> latchTabCycleHook;
+    std::function<void()> enterWindowSearchHook;
+    std::function<void(bool reverse)> stepSelectionReverseHook;
+    std::function<void(bool reverse, std::optional<std::string> scope)> handleTabCycleHook;
+    void showOSD(bool immediate = false);
+    void hideOSD();
+    void resetTabCycle();
+    void unlatch();
+
+    TapHealth& health() { return *health_; }
+    std::size_t flagsChangeCount() const { return flagsChangeCount_; }
+
+private:
+    bool isPaused() const;
+    void clearCapsLockState();
+    void capsLockTapToggle();
+    bool takeOverAtKeyDown(const platform::KeyEvent& event, const TriggerList& keys);
+    ferrow::Nanos now() const;
+    std::optional<std::string> focusedBundleID() const;
+
+    InputSettings settings_;
+    std::atomic<bool> tapSeesBareKeys_{true};
+    bool tapRunning_ = false;
+    bool monitorsStarted_ = false;
+    bool capsLockMonitorStarted_ = false;
+    HotkeyRouter* router_ = nullptr;
+    std::unique_ptr<TapHealth> health_;
+    std::size_t flagsChangeCount_ = 0;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace zelk
