@@ -75,10 +75,8 @@ void SimEventTap::changeCapsLock(bool held) {
     if (held) {
         ferrow::mainAsyncAfter(kCapsLockFlipDelayMs, [this] { capsLockOn_ = !capsLockOn_; });
     }
-    if (capsLockCallback_) {
-        auto cb = capsLockCallback_;
-        ferrow::mainAsync([cb, held] { cb(held); });
-    }
+    // The HID layer sees the key before any event is made from it.
+    if (capsLockCallback_) capsLockCallback_(held);
 }
 
 void SimEventTap::setHeldModifiers(const std::vector<std::string>& names) {
@@ -105,7 +103,11 @@ void SimEventTap::setHeldModifiers(const std::vector<std::string>& names) {
     for (auto& k : modifierKeys()) {
         if (held_.count(k.name) && !wanted.count(k.name)) {
             held_.erase(k.name);
-            if (std::string(k.name) == "capsLock") changeCapsLock(false);
+            // Caps lock makes its one flags change on the press, when the lock toggles.
+            if (std::string(k.name) == "capsLock") {
+                changeCapsLock(false);
+                continue;
+            }
             sendChange(k);
         }
     }
