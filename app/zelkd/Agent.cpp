@@ -2,14 +2,18 @@
 
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
+#include "input/KeyRouter.h"
+#include "Wiring.h"
 
 namespace zelk::agent {
 
 Agent::Agent(bool commandService)
-    : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})) {}
+    : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})),
+      router_(std::make_unique<KeyRouter>(InputManager::shared(), makeRoutingServices())) {}
 
 Agent::~Agent() {
     if (running()) terminate();
+    router_.reset();
     delegate_.reset();
     InputManager::reset();
 }

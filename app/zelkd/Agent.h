@@ -6,6 +6,7 @@
 
 namespace zelk {
 class AppDelegate;
+class KeyRouter;
 }
 
 namespace zelk::agent {
@@ -25,11 +26,13 @@ public:
     // Quit: the termination handler, in its order.
     void terminate();
     bool running() const { return started_ && !terminated_; }
+    KeyRouter& router() { return *router_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::json handleCommand(const nlohmann::json& request);
 
 private:
     std::unique_ptr<AppDelegate> delegate_;
+    std::unique_ptr<KeyRouter> router_;
     bool started_ = false;
     bool terminated_ = false;
 };

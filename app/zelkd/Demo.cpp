@@ -4,26 +4,39 @@ namespace zelk::agent {
 
 const std::string& demoScript() {
     static const std::string text = R"YAML(
-# Plain typing goes straight to the app in front.
+# Plain typing goes straight to the app in front, without a stop in zelk.
 - {at: 500, tap: h}
 - {at: 520, tap: i}
-# Hold right Command and press S: Safari is already in front.
-- {at: 1000, flags: [rightCommand]}
-- {at: 1100, tap: s}
-- {at: 1300, flags: []}
 # Hold right Command and press M: Mail comes to the front.
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: m}
+- {at: 1300, flags: []}
+# Right Command + S: back to Safari.
 - {at: 2000, flags: [rightCommand]}
-- {at: 2100, tap: m}
+- {at: 2100, tap: s}
 - {at: 2300, flags: []}
-# Something happens outside zelk: the user clicks Terminal, then swipes to Space 2.
-- {at: 3000, activate: com.apple.Terminal}
-- {at: 3500, switchSpace: {display: 1, space: 2}}
-# A new app starts, and opens a second window.
-- {at: 4000, launch: com.apple.iCal}
-- {at: 5000, openWindow: {bundleID: com.apple.Safari, id: 1003, title: "Release notes", frame: [100, 100, 900, 700], space: 2}}
-# The command line tool asks what is running.
-- {at: 6000, command: {command: status}}
-- {at: 7000, end: true}
+# The same again while Safari is in front: the already-focused action hides it.
+- {at: 3000, flags: [rightCommand]}
+- {at: 3100, tap: s}
+- {at: 3300, flags: []}
+# A letter that reaches no app goes on to the app in front.
+- {at: 4000, flags: [rightCommand]}
+- {at: 4100, tap: q}
+- {at: 4300, flags: []}
+# Right Command + minus hides every app; pressed again it brings them back.
+- {at: 5000, flags: [rightCommand]}
+- {at: 5100, tap: minus}
+- {at: 5300, flags: []}
+- {at: 6000, flags: [rightCommand]}
+- {at: 6100, tap: minus}
+- {at: 6300, flags: []}
+# Things happen outside zelk: a click on Terminal, a swipe to Space 2, an app starting.
+- {at: 7000, activate: com.apple.Terminal}
+- {at: 7500, switchSpace: {display: 1, space: 2}}
+- {at: 8000, launch: com.apple.iCal}
+# The command line tool asks how things stand.
+- {at: 9000, command: {command: status}}
+- {at: 10000, end: true}
 )YAML";
     return text;
 }

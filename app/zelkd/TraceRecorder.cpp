@@ -41,6 +41,21 @@ void TraceRecorder::record(json event) {
     if (t == std::floor(t)) line["t"] = static_cast<std::int64_t>(t);
     else line["t"] = t;
     for (auto& [k, v] : event.items()) line[k] = v;
+    bool isKey = line["kind"] == "key" || line["kind"] == "flags";
+    if (!isKey && desktop_.eventTap().inCallback()) {
+        heldBack_.push_back(std::move(line));
+        return;
+    }
+    write(std::move(line));
+    if (isKey) {
+        auto held = std::move(heldBack_);
+        heldBack_.clear();
+        for (auto& h : held) write(std::move(h));
+    }
+}
+
+void TraceRecorder::write(json line) {
+    double t = line["t"].get<double>();
     if (json_) *json_ << line.dump(-1, ' ', false, json::error_handler_t::replace) << '\n';
     if (text_) {
         std::string words = describe(line);
@@ -152,6 +167,7 @@ std::string TraceRecorder::describe(const json& e) const {
         return "keys   " + (parts.empty() ? std::string("all modifiers released") : "holding " + ferrow::join(parts, " + "));
     }
     if (kind == "focus") {
+        if (e.value("bundleID", "").empty()) return "focus  nothing in front";
         std::string text = "focus  " + appName(e.value("bundleID", "")) + " focused";
         if (e.contains("windowID")) {
             if (auto* w = desktop_.world().window(e["windowID"].get<std::uint32_t>()))

@@ -48,6 +48,9 @@ private:
     bool keep_ = false;
     ferrow::LogLevel minimumLog_ = ferrow::LogLevel::debug;
     std::vector<nlohmann::json> kept_;
+    // What happened while the tap callback ran comes after the key event it answered.
+    std::vector<nlohmann::json> heldBack_;
+    void write(nlohmann::json line);
     ferrow::Subscription worldSub_, keySub_;
     int logToken_ = 0;
 };

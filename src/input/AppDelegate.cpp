@@ -146,6 +146,8 @@ void AppDelegate::recomputeKeyLists() {
         appSwitchKeys_.push_back(*key);
         windowSwitchKeys_.push_back(*key);
     }
+    input.appSwitchKeys = appSwitchKeys_;
+    input.windowSwitchKeys = windowSwitchKeys_;
 }
 
 void AppDelegate::setUpObservers() {

@@ -119,6 +119,10 @@ public:
     std::optional<std::string> appSwitcherCycleSelectedID;
     std::string cmdTabFilterBuffer;
 
+    bool osdHidden = true;  // no panel shows
+    // Keys bound for the application and window triggers (alphanumerics less the special keys).
+    std::vector<Key> appSwitchKeys, windowSwitchKeys;
+
     bool isLatched() const { return latchedSurface.has_value(); }
     bool tapSeesBareKeys() const { return tapSeesBareKeys_.load(std::memory_order_relaxed); }
     void refreshTapSeesBareKeys();

@@ -59,7 +59,14 @@ const std::vector<std::string>& InputSettings::keys() {
         "enableHideOnFocusHotkey", "enableSelectionActionHotkeys", "doubleTapSearchOpenWindows",
         "stickyAppSwitcher",  "stickyAppSwitcherScope", "hijackCommandTab",         "enableWindowCycleKey",
         "hijackWindowCycleHotkey", "windowCycleKey",    "enableTabCycle",           "capsLockTapToggles",
-        "warnOnSecureInput",  "tactoraEnabled",         "tactoraHideOSDWhenShown"};
+        "warnOnSecureInput",  "tactoraEnabled",         "tactoraHideOSDWhenShown",
+        "activationMode", "whenAlreadyFocusedAction", "adaptiveFollowupGraceMs", "staticBreakoutThresholdMs",
+        "showAppSwitcher", "windowSwitchOSDDelay", "spaceMode", "minimizeKey", "specialKey", "exposeKey",
+        "windowMinimizeKey", "windowSpecialKey", "stageSpecialKey", "stageMinimizeKey", "stageRepositionKey",
+        "prevSpaceKey", "nextSpaceKey", "enableHideAndSettingsKeys", "enableWindowSpecialKeys", "alwaysHideOthers",
+        "hideOnlyFocusedAppOnMinus", "minimizeOnlyFocusedWindowOnMinus", "enableStickySpaceSearch",
+        "enableAdjacentSpaceSwitching", "enableWindowMoveToSpaceShortcut", "enableStageMoveToSpaceShortcut",
+        "exposeOverlay", "focusOnKeyUp", "switcherAppsOnly"};
     return k;
 }
 
@@ -88,7 +95,66 @@ InputSettings InputSettings::load() {
     readBool("warnOnSecureInput", s.warnOnSecureInput);
     readBool("tactoraEnabled", s.tactoraEnabled);
     readBool("tactoraHideOSDWhenShown", s.tactoraHideOSDWhenShown);
+
+    if (auto v = stored("activationMode")) {
+        std::string m = v->is_string() ? v->get<std::string>() : "";
+        if (v->is_number_integer()) m = v->get<int>() == 0 ? "onPress" : v->get<int>() == 1 ? "onRelease" : v->get<int>() == 2 ? "adaptive" : "";
+        if (m == "onPress") s.activationMode = ActivationMode::onPress;
+        else if (m == "onRelease") s.activationMode = ActivationMode::onRelease;
+        else if (m == "adaptive") s.activationMode = ActivationMode::adaptive;
+    }
+    if (auto v = stored("whenAlreadyFocusedAction")) {
+        static const std::pair<const char*, int> names[] = {{"hide", 0}, {"expose", 1}, {"cycleWindows", 3}, {"doNothing", 4}};
+        if (v->is_number_integer()) {
+            int raw = v->get<int>();
+            if (raw == 0 || raw == 1 || raw == 3 || raw == 4) s.whenAlreadyFocusedAction = raw;
+        } else if (v->is_string()) {
+            for (auto& [name, raw] : names)
+                if (v->get<std::string>() == name) s.whenAlreadyFocusedAction = raw;
+        }
+    }
+    if (auto v = stored("spaceMode"); v && v->is_string()) {
+        if (v->get<std::string>() == "multi") s.spaceMode = SpaceMode::multi;
+        else if (v->get<std::string>() == "single") s.spaceMode = SpaceMode::single;
+    }
+    auto readInt = [](const char* key, int& out) {
+        auto v = stored(key);
+        if (v && v->is_number_integer()) out = v->get<int>();
+    };
+    readInt("adaptiveFollowupGraceMs", s.adaptiveFollowupGraceMs);
+    readInt("staticBreakoutThresholdMs", s.staticBreakoutThresholdMs);
+    readInt("windowSwitchOSDDelay", s.windowSwitchOSDDelay);
+    readBool("showAppSwitcher", s.showAppSwitcher);
+    readKey("minimizeKey", s.hideKey);
+    readKey("specialKey", s.actionKey);
+    readKey("exposeKey", s.exposeKey);
+    readKey("windowMinimizeKey", s.windowMinimizeKey);
+    readKey("windowSpecialKey", s.windowAssignKey);
+    readKey("stageSpecialKey", s.stageAssignKey);
+    readKey("stageMinimizeKey", s.stageCloseKey);
+    readKey("stageRepositionKey", s.stageRepositionKey);
+    readKey("prevSpaceKey", s.prevSpaceKey);
+    readKey("nextSpaceKey", s.nextSpaceKey);
+    readBool("enableHideAndSettingsKeys", s.enableHideAndActionKeys);
+    readBool("enableWindowSpecialKeys", s.enableWindowMinimizeAndAssignKeys);
+    readBool("alwaysHideOthers", s.alwaysHideOthers);
+    readBool("hideOnlyFocusedAppOnMinus", s.hideOnlyFocusedAppOnMinus);
+    readBool("minimizeOnlyFocusedWindowOnMinus", s.minimizeOnlyFocusedWindowOnMinus);
+    readBool("enableStickySpaceSearch", s.enableStickySpaceSearch);
+    readBool("enableAdjacentSpaceSwitching", s.enableAdjacentSpaceSwitching);
+    readBool("enableWindowMoveToSpaceShortcut", s.enableWindowMoveToSpaceShortcut);
+    readBool("enableStageMoveToSpaceShortcut", s.enableStageMoveToSpaceShortcut);
+    readBool("exposeOverlay", s.exposeOverlay);
+    readBool("focusOnKeyUp", s.focusOnKeyUp);
+    readBool("switcherAppsOnly", s.switcherAppsOnly);
     return s;
 }
 
+}  // namespace zelk
+
+namespace zelk {
+std::int64_t InputSettings::staticBreakoutThresholdNanos() const {
+    if (staticBreakoutThresholdMs >= 1) return static_cast<std::int64_t>(staticBreakoutThresholdMs) * 1'000'000;
+    return showAppSwitcher ? 500'000'000 : 250'000'000;
+}
 }  // namespace zelk

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <set>
 #include <string>
 #include <vector>
@@ -33,6 +34,43 @@ struct InputSettings {
     bool warnOnSecureInput = true;
     bool tactoraEnabled = false;
     bool tactoraHideOSDWhenShown = true;
+
+    // Routing.
+    enum class ActivationMode { onPress, onRelease, adaptive };
+    enum class SpaceMode { single, multi };
+    ActivationMode activationMode = ActivationMode::adaptive;
+    int whenAlreadyFocusedAction = 0;  // raw: hide 0, expose 1, cycleWindows 3, doNothing 4
+    int adaptiveFollowupGraceMs = 150;
+    int staticBreakoutThresholdMs = 0;
+    bool showAppSwitcher = false;
+    int windowSwitchOSDDelay = 150;
+    SpaceMode spaceMode = SpaceMode::single;
+    Key hideKey = Key::minus;             // minimizeKey
+    Key actionKey = Key::equal;           // specialKey
+    Key exposeKey = Key::period;
+    Key windowMinimizeKey = Key::minus;
+    Key windowAssignKey = Key::equal;     // windowSpecialKey
+    Key stageAssignKey = Key::equal;      // stageSpecialKey
+    Key stageCloseKey = Key::minus;       // stageMinimizeKey
+    Key stageRepositionKey = Key::section;
+    Key prevSpaceKey = Key::leftBracket;
+    Key nextSpaceKey = Key::rightBracket;
+    bool enableHideAndActionKeys = true;  // enableHideAndSettingsKeys
+    bool enableWindowMinimizeAndAssignKeys = true;  // enableWindowSpecialKeys
+    bool alwaysHideOthers = false;
+    bool hideOnlyFocusedAppOnMinus = false;
+    bool minimizeOnlyFocusedWindowOnMinus = true;
+    bool enableStickySpaceSearch = true;
+    bool enableAdjacentSpaceSwitching = false;
+    bool enableWindowMoveToSpaceShortcut = true;
+    bool enableStageMoveToSpaceShortcut = false;
+    bool exposeOverlay = true;
+    bool focusOnKeyUp = false;
+    bool switcherAppsOnly = false;
+
+    // The breakout threshold in nanoseconds: the setting when at least 1 ms, else 0.5 s with the app
+    // panel on and 0.25 s with it off.
+    std::int64_t staticBreakoutThresholdNanos() const;
 
     // The settings keys this snapshot reads.
     static const std::vector<std::string>& keys();

@@ -63,7 +63,9 @@ TapDecision SimEventTap::deliver(const KeyEvent& event) {
     TapDecision decision = TapDecision::pass;
     if (reaches) {
         ++callbacks_;
+        inCallback_ = true;
         decision = callback_(event);
+        inCallback_ = false;
     }
     if (decision == TapDecision::pass && event.type != EventType::flagsChanged)
         world_.receivedKeys.push_back({world_.frontPid(), event.keyCode, event.type == EventType::keyDown, event.flags});

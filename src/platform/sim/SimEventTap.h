@@ -60,6 +60,8 @@ public:
     // Every event the keyboard produced, with the tap's answer.
     ferrow::Signal<Seen> events;
     std::uint64_t callbackCount() const { return callbacks_; }
+    // True while the tap callback runs for an event the keyboard made.
+    bool inCallback() const { return inCallback_; }
 
 private:
     std::uint64_t currentFlags() const;
@@ -74,6 +76,7 @@ private:
     std::function<void(bool)> capsLockCallback_;
     std::vector<std::function<void(std::uint64_t)>> flagsMonitors_;
     std::uint64_t callbacks_ = 0;
+    bool inCallback_ = false;
 };
 
 }  // namespace zelk::sim

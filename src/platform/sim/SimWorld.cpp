@@ -210,7 +210,8 @@ void SimWorld::checkFocus() {
 
 bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID) {
     SimApp* a = appByPid(pid);
-    if (!a || a->kind == AppKind::background) return false;
+    // An agent comes to the front only by activating itself (after turning into a regular app).
+    if (!a || a->kind == AppKind::background || (a->kind == AppKind::accessory && pid != kOwnPID)) return false;
     if (a->hidden) {
         a->hidden = false;
         emit({WorldChange::Kind::unhide, pid, a->bundleID});

@@ -1,0 +1,103 @@
+#pragma once
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "input/HotkeyRouter.h"
+#include "input/InputManager.h"
+#include "input/RoutingServices.h"
+#include "support/MainQueue.h"
+#include "support/Observable.h"
+
+namespace zelk {
+
+class AppDelegate;
+
+// What one key does while a trigger is held: the ordered chain of tests (the first that matches claims
+// the key), the three activation modes with their grace, the typed search's entry points, and the
+// commit when the trigger comes up. Also the hotkey operations the chain calls. Main thread.
+class KeyRouter final : public HotkeyRouter {
+public:
+    KeyRouter(InputManager& input, RoutingServices services);
+    ~KeyRouter() override;
+
+    platform::TapDecision routeKeyDown(Key key, const platform::KeyEvent& event, const TriggerList& keys,
+                                       bool isAutoRepeat) override;
+    void commitOnTriggerUp() override;
+    void cancelForOverlay() override;
+
+    // Hotkey operations.
+    void onPrimaryHotkey(Key key);
+    void onSecondaryHotkey(Key key);
+    void onSecondaryRightShiftHotkey(Key key);
+    void onRightShiftHotkey(Key key);
+    void onAssignHotkey(Key key);
+    void onHideOnFocusHotkey(Key key);
+    bool onSpecialHotkey();
+    void saveStageHotkey();
+    void activateLetter(const std::string& letter, bool hideOthers);
+
+    // The typed search.
+    void appendToSearch(Key key, bool repeat);
+    void backspaceSearch(bool repeat);
+    void leaveSearch();
+    void enterWindowSearch();
+
+    // State.
+    ferrow::Observable<std::string> searchBuffer;
+    ferrow::Observable<bool> searchWindowsOnly{false};
+    bool forceSearchMode = false;
+    std::optional<std::string> pinPickQuery;
+    bool lastSearchEditWasBackspace = false;
+    bool searchSelectionTouched = false;
+    ferrow::WorkItem searchDebounceWork;
+    ferrow::WorkItem adaptiveGraceTimer;
+    bool adaptiveGraceActive = false;
+    bool graceIsStaticLaunch = false;
+    bool cycleWindowsRequestsTabCycleOSD = false;
+    std::function<void()> pendingActivation;
+    bool typedOverLearned = false;
+    bool adaptiveBias = false;
+    ferrow::WorkItem onKeyUpFocuser;
+
+    // The hide key's state (kept on the delegate in spirit: the list hidden by the hide key).
+    std::vector<RoutedApp> appsThatWereHidden;
+    bool hidingAll = false;
+    ferrow::WorkItem hideAllAppsDecaying;
+
+    bool searchActive() const { return input_.searchActive; }
+    RoutingServices& services() { return services_; }
+    std::size_t routedCount() const { return routed_; }
+
+private:
+    using Decision = platform::TapDecision;
+    Decision route(Key key, const TriggerList& keys, bool repeat);
+    Decision letterCommit(Key key, const std::string& letter, bool repeat);
+    void markUsed();
+    bool shouldDeferForAdaptive(Key key, const std::string& letter, const std::optional<RoutedAssignment>& a,
+                                bool alreadyFocused) const;
+    void cancelGrace(bool commit);
+    void graceExpired();
+    void armStaticLaunchGrace(const std::string& letter, bool hideOthers);
+    void runPending();
+    void dropPending() { pendingActivation = nullptr; }
+    bool focusAssignedApp(const RoutedApp& app, bool hideOthers, const std::optional<RoutedAssignment>& a);
+    void runAlreadyFocusedAction(const RoutedApp& app, const std::optional<RoutedAssignment>& a);
+    void hideKeyAction();
+    std::optional<RoutedAssignment> assignmentFor(const std::string& letter) const;
+    bool isIgnored(Key key) const;
+    bool appSwitchKeysHold(Key key) const;
+    bool windowSwitchKeysHold(Key key) const;
+    bool digitsAreAssigned() const;
+    bool breakoutGap() const;
+    bool isSingleLetterQuery() const;
+    ferrow::Nanos now() const { return ferrow::MainQueue::shared().now(); }
+
+    InputManager& input_;
+    RoutingServices services_;
+    std::size_t routed_ = 0;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace zelk

@@ -1,0 +1,57 @@
+#include "input/RoutingServices.h"
+
+#include "support/Log.h"
+
+namespace zelk {
+
+namespace {
+template <typename R, typename... A>
+void orDefault(std::function<R(A...)>& f, const char* name, R answer) {
+    if (f) return;
+    f = [name, answer](A...) {
+        ferrow::Log::debug("routing: {} not available yet", name);
+        return answer;
+    };
+}
+template <typename... A>
+void orNothing(std::function<void(A...)>& f, const char* name) {
+    if (f) return;
+    f = [name](A...) { ferrow::Log::debug("routing: {} not available yet", name); };
+}
+}  // namespace
+
+void RoutingServices::fillDefaults() {
+    orDefault(staticAssignment, "staticAssignment", std::optional<RoutedAssignment>{});
+    orDefault(dynamicAssignment, "dynamicAssignment", std::optional<RoutedAssignment>{});
+    orDefault(nearestRunningApp, "nearestRunningApp", std::optional<RoutedApp>{});
+    orDefault(letterIsAmbiguating, "ambiguatingQueryLetters", false);
+    orDefault(learnedAppFor, "learnedAppFor", std::optional<RoutedApp>{});
+    orDefault(letterReachesLaunchable, "letterReachesLaunchable", false);
+    orDefault(launchApp, "launch", false);
+    orDefault(windowCount, "windowCount", 0);
+    orDefault(assignLetter, "assign", false);
+    orDefault(focusApp, "focusAssignedApp", false);
+    orDefault(cycleToNextWindow, "cycleWindows", false);
+    orDefault(focusLastFocusedWindow, "focusLastFocusedWindow", false);
+    orDefault(focusPreviousWindowInCurrentApp, "focusPreviousWindowInCurrentApp", false);
+    orDefault(minimizeFocusedApp, "minimize", false);
+    orDefault(minimizeOthersOfFocusedApp, "minimizeOthers", false);
+    orDefault(focusWindowByKey, "window keys", false);
+    orDefault(switchToSpace, "switchToSpace", false);
+    orDefault(switchAdjacentSpace, "adjacent Space", false);
+    orDefault(moveFocusedWindowToSpace, "moveFocusedWindowToSpace", false);
+    orDefault(moveFocusedWindowToPreviousSpace, "moveFocusedWindowToPreviousSpace", false);
+    orDefault(moveFocusedWindowAdjacent, "moveFocusedWindowAdjacent", false);
+    orNothing(runSearch, "search");
+    orNothing(stepPanel, "panel step");
+    orDefault(runSelectionAction, "selection actions", false);
+    orDefault(toggleOverview, "overview", false);
+    orNothing(latchSearch, "latched search");
+    orDefault(activateStage, "activateStage", false);
+    orDefault(saveStage, "saveStage", false);
+    orDefault(closeActiveStage, "closeActiveStage", false);
+    orDefault(repositionActiveStage, "repositionActiveStage", false);
+    orDefault(specialHotkey, "onSpecialHotkey", false);
+}
+
+}  // namespace zelk

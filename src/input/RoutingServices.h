@@ -1,0 +1,76 @@
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zelk {
+
+// An application as the router sees it.
+struct RoutedApp {
+    std::string bundleID;
+    std::string name;
+    std::int32_t pid = 0;  // 0: not running
+    bool running() const { return pid > 0; }
+};
+
+// What already-focused action a letter's app gets: raw values of the setting.
+enum class FocusedAction { hide = 0, expose = 1, cycleWindows = 3, doNothing = 4, followGlobal = 5 };
+
+struct RoutedAssignment {
+    std::string key;
+    RoutedApp app;
+    bool isStatic = false;
+    FocusedAction action = FocusedAction::followGlobal;
+    bool launchIfNotRunning = true;
+};
+
+// The operations the router calls in other subsystems. Each has a default that does nothing and says
+// so (answering false), so the router works before every subsystem is in place; the agent wires the
+// real ones.
+struct RoutingServices {
+    // Applications and their letters.
+    std::function<std::optional<RoutedAssignment>(const std::string& letter)> staticAssignment;
+    std::function<std::optional<RoutedAssignment>(const std::string& letter)> dynamicAssignment;
+    std::function<std::optional<RoutedApp>(const std::string& letter)> nearestRunningApp;
+    std::function<bool(const std::string& letter)> letterIsAmbiguating;  // begins more than one learned query
+    std::function<std::optional<RoutedApp>(const std::string& query)> learnedAppFor;
+    std::function<bool(const std::string& letter)> letterReachesLaunchable;
+    std::function<bool(const std::string& bundleID)> launchApp;  // a static assignment's app that isn't running
+    std::function<int(const std::string& bundleID)> windowCount;
+    std::function<bool(const RoutedApp&, const std::string& key)> assignLetter;  // the assign trigger
+
+    // Focus and windows.
+    std::function<bool(const RoutedApp&, bool hideOthers)> focusApp;
+    std::function<bool(const RoutedApp&)> cycleToNextWindow;
+    std::function<bool()> focusLastFocusedWindow;
+    std::function<bool()> focusPreviousWindowInCurrentApp;
+    std::function<bool(bool onlyFocused)> minimizeFocusedApp;  // window trigger + minimize key
+    std::function<bool()> minimizeOthersOfFocusedApp;
+    std::function<bool(const std::string& key)> focusWindowByKey;  // window trigger + a window key
+
+    // Spaces.
+    std::function<bool(int index)> switchToSpace;  // 1-based
+    std::function<bool(int delta)> switchAdjacentSpace;
+    std::function<bool(int index)> moveFocusedWindowToSpace;
+    std::function<bool()> moveFocusedWindowToPreviousSpace;
+    std::function<bool(int delta)> moveFocusedWindowAdjacent;
+
+    // Panels, cycle, search, overview, stages.
+    std::function<void(const std::string& query)> runSearch;
+    std::function<void(bool reverse)> stepPanel;
+    std::function<bool(const std::string& key)> runSelectionAction;
+    std::function<bool()> toggleOverview;
+    std::function<void(const std::string& surface)> latchSearch;
+    std::function<bool(const std::string& key)> activateStage;
+    std::function<bool()> saveStage;
+    std::function<bool()> closeActiveStage;
+    std::function<bool()> repositionActiveStage;
+    std::function<bool()> specialHotkey;  // the action key opens the menu
+
+    // Fills every empty entry with its "did nothing" default.
+    void fillDefaults();
+};
+
+}  // namespace zelk
