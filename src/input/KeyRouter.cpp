@@ -611,8 +611,11 @@ void KeyRouter::commitOnTriggerUp() {
         input_.pickCommittedByMouseDuringHold = false;
         return;
     } else if (input_.searchActive) {
-        // The search's own commit belongs to the panel's rows; what waits here is kept when that commit
-        // had nothing to act on.
+        // Typing on past the letter hands the decision to the search's highlighted row. While the
+        // buffer still holds only the letter that stored an activation, that activation stands: a
+        // search commit that had nothing to act on must not swallow it.
+        bool typedOn = searchBuffer.get() != input_.keyDownDispatchedRouteLetter.value_or(searchBuffer.get());
+        if (services_.commitSearchSelection() || typedOn) dropPending();
         leaveSearch();
     }
     runPending();

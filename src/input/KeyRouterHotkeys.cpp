@@ -43,6 +43,7 @@ void KeyRouter::onPrimaryHotkey(Key key) {
     // On release (and a launch that waits), the activation is stored for the trigger's release.
     if (s.activationMode == Mode::onRelease || launchPending) {
         runPending();
+        input_.keyDownDispatchedRouteLetter = letter;
         pendingActivation = [this, letter, hideOthers] { activateLetter(letter, hideOthers); };
         return;
     }

@@ -43,6 +43,7 @@ void RoutingServices::fillDefaults() {
     orDefault(moveFocusedWindowToPreviousSpace, "moveFocusedWindowToPreviousSpace", false);
     orDefault(moveFocusedWindowAdjacent, "moveFocusedWindowAdjacent", false);
     orNothing(runSearch, "search");
+    orDefault(commitSearchSelection, "search commit", false);
     orNothing(stepPanel, "panel step");
     orDefault(runSelectionAction, "selection actions", false);
     orDefault(toggleOverview, "overview", false);

@@ -59,6 +59,8 @@ struct RoutingServices {
 
     // Panels, cycle, search, overview, stages.
     std::function<void(const std::string& query)> runSearch;
+    // Acts on the highlighted search row at trigger up; false when there was nothing to act on.
+    std::function<bool()> commitSearchSelection;
     std::function<void(bool reverse)> stepPanel;
     std::function<bool(const std::string& key)> runSelectionAction;
     std::function<bool()> toggleOverview;

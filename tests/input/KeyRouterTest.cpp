@@ -1,0 +1,273 @@
+#include "AgentFixture.h"
+#include "input/KeyRouter.h"
+
+using namespace zelk;
+using zelk::testing::AgentFixture;
+using zelk::testing::kBasicWorld;
+
+namespace {
+
+// A world where Notes is installed but not running, to be launched by a static letter.
+const char* kRouteWorld = R"(
+displays:
+  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}, {id: 2}], currentSpace: 1}
+apps:
+  - bundleID: com.apple.Safari
+    name: Safari
+    running: {pid: 101, windows: [{id: 1001, title: "Apple", space: 1}, {id: 1002, title: "News", space: 1}]}
+  - bundleID: com.apple.mail
+    name: Mail
+    running: {pid: 102, windows: [{id: 1011, title: "Inbox", space: 1}]}
+  - bundleID: com.apple.Notes
+    name: Notes
+    launchDelayMs: 200
+frontmost: com.apple.Safari
+focusedWindow: 1001
+)";
+
+struct RouterFixture : AgentFixture {
+    std::map<std::string, std::string> statics;  // letter -> bundle
+    std::vector<std::string> calls;
+
+    void begin(const nlohmann::json& settings = nlohmann::json::object()) {
+        start(kRouteWorld, settings);
+        auto& sv = agent->router().services();
+        sv.staticAssignment = [this](const std::string& letter) -> std::optional<RoutedAssignment> {
+            auto it = statics.find(letter);
+            if (it == statics.end()) return std::nullopt;
+            auto* app = world().app(it->second);
+            RoutedAssignment a;
+            a.key = letter;
+            a.isStatic = true;
+            a.app = {app->bundleID, app->name, app->running ? app->pid : 0};
+            return a;
+        };
+        sv.windowCount = [this](const std::string& bundle) {
+            auto* app = world().app(bundle);
+            return app ? static_cast<int>(app->windowOrder.size()) : 0;
+        };
+        sv.launchApp = [this](const std::string& bundle) {
+            calls.push_back("launch " + bundle);
+            return world().launch(bundle, true);
+        };
+        sv.cycleToNextWindow = [this](const RoutedApp& app) {
+            calls.push_back("cycle " + app.bundleID);
+            return true;
+        };
+        sv.switchToSpace = [this](int index) {
+            calls.push_back("space " + std::to_string(index));
+            return true;
+        };
+        sv.focusLastFocusedWindow = [this] {
+            calls.push_back("focusLast");
+            return true;
+        };
+    }
+    std::string front() {
+        auto* a = world().appByPid(world().frontPid());
+        return a ? a->bundleID : "";
+    }
+    std::size_t passedKeys() { return desktop.world().receivedKeys.size(); }
+};
+
+}  // namespace
+
+TEST_F(RouterFixture, OnPressFocusesAtKeyDownAndSwallowsTheLetter) {
+    begin({{"activationMode", "onPress"}});
+    hold({"rightCommand"});
+    desktop.eventTap().key(Key::m, true, false);
+    EXPECT_EQ(front(), "com.apple.mail");
+    EXPECT_EQ(passedKeys(), 0u);
+    EXPECT_TRUE(logs->contains("tap keyDown: key=m triggers=[R⌘]"));
+    EXPECT_TRUE(logs->contains("onPrimaryHotkey: ENTRY key=m low=m"));
+    desktop.eventTap().key(Key::m, false, false);
+    EXPECT_EQ(passedKeys(), 1u);  // the key up of a swallowed down passes
+    hold({});
+}
+
+TEST_F(RouterFixture, OnReleaseActsAtTriggerUpAndEscapeCancels) {
+    begin({{"activationMode", "onRelease"}});
+    hold({"rightCommand"});
+    press(Key::m);
+    EXPECT_EQ(front(), "com.apple.Safari");  // nothing at key down
+    hold({});
+    EXPECT_EQ(front(), "com.apple.mail");
+    // A static letter too, and Escape drops it.
+    statics["n"] = "com.apple.mail";
+    world().activate(world().app("com.apple.Safari")->pid);
+    hold({"rightCommand"});
+    press(Key::n);
+    press(Key::escape);
+    hold({});
+    runFor(1000);
+    EXPECT_EQ(front(), "com.apple.Safari");
+}
+
+TEST_F(RouterFixture, AdaptiveWaitsTheGraceForAnAppWithTwoWindowsThenCommits) {
+    statics["s"] = "com.apple.Safari";
+    begin({{"adaptiveFollowupGraceMs", 150}});
+    world().activate(world().app("com.apple.mail")->pid);
+    hold({"rightCommand"});
+    press(Key::s);
+    EXPECT_EQ(front(), "com.apple.mail");
+    runFor(149);
+    EXPECT_EQ(front(), "com.apple.mail");
+    runFor(1);
+    EXPECT_EQ(front(), "com.apple.Safari");  // the grace ran out: committed
+    hold({});
+    // One window, not ambiguous: at key down, no grace.
+    statics["m"] = "com.apple.mail";
+    hold({"rightCommand"});
+    press(Key::m);
+    EXPECT_EQ(front(), "com.apple.mail");
+    hold({});
+}
+
+TEST_F(RouterFixture, AdaptiveGraceCommitsAtTriggerUp) {
+    statics["s"] = "com.apple.Safari";
+    begin();
+    world().activate(world().app("com.apple.mail")->pid);
+    hold({"rightCommand"});
+    press(Key::s);
+    runFor(50);
+    hold({});
+    EXPECT_EQ(front(), "com.apple.Safari");
+}
+
+TEST_F(RouterFixture, SameLetterDuringAlreadyFocusedGraceRunsTheActionOnce) {
+    statics["s"] = "com.apple.Safari";
+    begin({{"whenAlreadyFocusedAction", 3}});  // cycleWindows
+    hold({"rightCommand"});
+    press(Key::s);  // Safari is in front with two windows: the already-focused action waits
+    EXPECT_TRUE(calls.empty());
+    runFor(20);
+    press(Key::s);  // the same letter: the action at once
+    EXPECT_EQ(calls, std::vector<std::string>{"cycle com.apple.Safari"});
+    EXPECT_TRUE(input().alreadyFocusedActionFiredThisHold);
+    runFor(500);
+    hold({});
+    EXPECT_EQ(calls, std::vector<std::string>{"cycle com.apple.Safari"});
+}
+
+TEST_F(RouterFixture, AlreadyFocusedActionHidesByDefault) {
+    begin({{"activationMode", "onPress"}});
+    hold({"rightCommand"});
+    press(Key::s);
+    hold({});
+    EXPECT_TRUE(world().app("com.apple.Safari")->hidden);
+    EXPECT_TRUE(logs->contains("Hiding assigned com.apple.Safari"));
+}
+
+TEST_F(RouterFixture, StaticLaunchWaitsForTheBreakoutThreshold) {
+    statics["n"] = "com.apple.Notes";
+    begin();  // threshold setting 0 and the panel off: 0.25 s
+    hold({"rightCommand"});
+    press(Key::n);
+    runFor(249);
+    EXPECT_TRUE(calls.empty());
+    runFor(1);
+    EXPECT_EQ(calls, std::vector<std::string>{"launch com.apple.Notes"});
+    hold({});
+    runFor(300);
+    EXPECT_EQ(front(), "com.apple.Notes");
+}
+
+TEST_F(RouterFixture, AQuickSecondKeyBeforeTheThresholdDoesNotLaunch) {
+    statics["n"] = "com.apple.Notes";
+    begin();
+    hold({"rightCommand"});
+    press(Key::n);
+    runFor(240);
+    press(Key::o);  // inside 0.25 s: the letter turns into a search
+    hold({});
+    runFor(1000);
+    EXPECT_TRUE(calls.empty());
+    EXPECT_FALSE(world().app("com.apple.Notes")->running);
+}
+
+TEST_F(RouterFixture, ASlowSecondKeyLaunchesFirst) {
+    statics["n"] = "com.apple.Notes";
+    begin({{"staticBreakoutThresholdMs", 100}});
+    hold({"rightCommand"});
+    press(Key::n);
+    runFor(99);
+    EXPECT_TRUE(calls.empty());
+    runFor(1);  // the timer at the configured threshold
+    EXPECT_EQ(calls.size(), 1u);
+    hold({});
+}
+
+TEST_F(RouterFixture, DigitsFollowTheSpaceMode) {
+    statics["2"] = "com.apple.mail";
+    begin({{"activationMode", "onPress"}});
+    hold({"rightCommand"});
+    press(Key::two);  // single mode: a plain assignment
+    EXPECT_EQ(front(), "com.apple.mail");
+    press(Key::zero);  // no assignment for 0: the last focused window
+    EXPECT_EQ(calls, std::vector<std::string>{"focusLast"});
+    hold({});
+    desktop.settings().write("spaceMode", "multi");
+    hold({"rightCommand"});
+    press(Key::two);
+    hold({});
+    EXPECT_EQ(calls.back(), "space 2");
+}
+
+TEST_F(RouterFixture, HideKeyHidesAllAndThenRestoresExactlyThose) {
+    begin();
+    world().hide(world().app("com.apple.mail")->pid);  // hidden before: not ours to bring back
+    hold({"rightCommand"});
+    press(Key::minus);
+    hold({});
+    EXPECT_TRUE(world().app("com.apple.Safari")->hidden);
+    EXPECT_EQ(front(), "com.ferrowlabs.zelk");
+    hold({"rightCommand"});
+    press(Key::minus);
+    hold({});
+    EXPECT_FALSE(world().app("com.apple.Safari")->hidden);
+    EXPECT_TRUE(world().app("com.apple.mail")->hidden);
+    EXPECT_TRUE(agent->router().appsThatWereHidden.empty());
+}
+
+TEST_F(RouterFixture, HideKeySwitchedOffReachesTheApp) {
+    begin({{"enableHideAndSettingsKeys", false}});
+    hold({"rightCommand"});
+    press(Key::minus);
+    hold({});
+    EXPECT_FALSE(world().app("com.apple.Safari")->hidden);
+    EXPECT_EQ(passedKeys(), 2u);
+}
+
+TEST_F(RouterFixture, UnboundLetterPassesAndMarksTheHoldUsed) {
+    begin();
+    hold({"rightCommand"});
+    press(Key::q);
+    EXPECT_EQ(passedKeys(), 2u);
+    EXPECT_TRUE(input().appTriggerKeyUsedDuringHold);
+    hold({});
+}
+
+TEST_F(RouterFixture, AutoRepeatLetsLettersOnAndSwallowsTheRest) {
+    begin({{"activationMode", "onPress"}});
+    hold({"rightCommand"});
+    desktop.eventTap().key(Key::minus, true, true);  // a repeated non-letter under a trigger
+    EXPECT_EQ(passedKeys(), 0u);
+    EXPECT_EQ(front(), "com.apple.Safari");
+    desktop.eventTap().key(Key::m, true, true);  // a repeated letter goes on
+    EXPECT_EQ(front(), "com.apple.mail");
+    hold({});
+}
+
+TEST_F(RouterFixture, WindowTriggerMinimizeKeyIsReachable) {
+    begin();
+    bool minimized = false;
+    agent->router().services().minimizeFocusedApp = [&](bool onlyFocused) {
+        minimized = onlyFocused;
+        return true;
+    };
+    hold({"ralt"});
+    press(Key::minus);
+    hold({});
+    EXPECT_TRUE(minimized);
+    EXPECT_EQ(passedKeys(), 1u);  // only the key up
+}
