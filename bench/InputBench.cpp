@@ -43,9 +43,11 @@ void BM_TapFilterBareKey(benchmark::State& state) {
     e.type = zelk::platform::EventType::keyDown;
     e.keyCode = 0;  // "a", no modifiers
     auto hopsBefore = ferrow::MainQueue::shared().syncCount();
-    for (auto _ : state) benchmark::DoNotOptimize(input.tapCallback(e));
-    state.counters["mainThreadHopsPerKey"] = benchmark::Counter(
-        static_cast<double>(ferrow::MainQueue::shared().syncCount() - hopsBefore), benchmark::Counter::kAvgIterations);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(input.tapCallback(e));
+    state.counters["mainThreadHopsPerKey"] =
+        benchmark::Counter(static_cast<double>(ferrow::MainQueue::shared().syncCount() - hopsBefore),
+                           benchmark::Counter::kAvgIterations);
     state.SetLabel(state.range(0) ? "caps lock in a trigger set" : "caps lock in no set");
 }
 BENCHMARK(BM_TapFilterBareKey)->Arg(0)->Arg(1);
@@ -70,7 +72,8 @@ void BM_KeyDownToDecision(benchmark::State& state) {
     e.type = zelk::platform::EventType::keyDown;
     e.keyCode = 12;  // q: reaches no app, so the whole chain runs and nothing changes the desktop
     e.flags = zelk::platform::flag::rcmd | zelk::platform::flag::command;
-    for (auto _ : state) benchmark::DoNotOptimize(input.tapCallback(e));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(input.tapCallback(e));
 }
 BENCHMARK(BM_KeyDownToDecision);
 

@@ -11,8 +11,10 @@ static void BM_ReplayHourOfVirtualTime(benchmark::State& state) {
     std::string script;
     for (int i = 0; i < 3600; ++i) {
         script += "- {at: " + std::to_string(i * 1000) + ", tap: h}\n";
-        if (i % 60 == 0) script += "- {at: " + std::to_string(i * 1000 + 500) + ", activate: com.apple.mail}\n";
-        if (i % 60 == 30) script += "- {at: " + std::to_string(i * 1000 + 500) + ", activate: com.apple.Safari}\n";
+        if (i % 60 == 0)
+            script += "- {at: " + std::to_string(i * 1000 + 500) + ", activate: com.apple.mail}\n";
+        if (i % 60 == 30)
+            script += "- {at: " + std::to_string(i * 1000 + 500) + ", activate: com.apple.Safari}\n";
     }
     script += "- {at: 3600000, end: true}\n";
     ferrow::Log::setConsole(false);

@@ -1,9 +1,9 @@
 #include "Agent.h"
 
+#include "Wiring.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
-#include "Wiring.h"
 
 namespace zelk::agent {
 
@@ -31,6 +31,8 @@ void Agent::terminate() {
     delegate_->applicationWillTerminate();
 }
 
-nlohmann::json Agent::handleCommand(const nlohmann::json& request) { return delegate_->handleCommand(request); }
+nlohmann::json Agent::handleCommand(const nlohmann::json& request) {
+    return delegate_->handleCommand(request);
+}
 
 }  // namespace zelk::agent

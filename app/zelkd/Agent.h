@@ -7,14 +7,14 @@
 namespace zelk {
 class AppDelegate;
 class KeyRouter;
-}
+}  // namespace zelk
 
 namespace zelk::agent {
 
 // The program as one unit: its life cycle on the installed platform, and the entry for command
 // requests that don't come through the socket (the replay bench).
 class Agent {
-public:
+  public:
     // `commandService`: listen on the socket (the live agent); the replay bench feeds commands itself.
     explicit Agent(bool commandService = false);
     ~Agent();
@@ -30,7 +30,7 @@ public:
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::json handleCommand(const nlohmann::json& request);
 
-private:
+  private:
     std::unique_ptr<AppDelegate> delegate_;
     std::unique_ptr<KeyRouter> router_;
     bool started_ = false;

@@ -16,7 +16,7 @@ namespace {
 
 // Applies one script event to the world (or the program, for commands).
 class EventApplier {
-public:
+  public:
     EventApplier(sim::SimDesktop& desktop, Agent& agent, TraceRecorder& trace)
         : desktop_(desktop), world_(desktop.world()), agent_(agent), trace_(trace) {}
 
@@ -25,14 +25,17 @@ public:
         const std::string& k = e.kind;
         if (k == "flags") {
             std::vector<std::string> names;
-            for (auto& n : v) names.push_back(n.get<std::string>());
+            for (auto& n : v)
+                names.push_back(n.get<std::string>());
             desktop_.eventTap().setHeldModifiers(names);
         } else if (k == "keyDown" || k == "keyUp") {
             auto key = keyFromName(v.get<std::string>());
             if (!desktop_.eventTap().key(*key, k == "keyDown", e.repeat))
-                note(e, fmt::format("the {} layout has no key for '{}'", world_.keyboardLayout, v.get<std::string>()));
+                note(e, fmt::format("the {} layout has no key for '{}'", world_.keyboardLayout,
+                                    v.get<std::string>()));
         } else if (k == "launch") {
-            if (!world_.launch(v.get<std::string>(), true)) note(e, "no installed app " + v.get<std::string>());
+            if (!world_.launch(v.get<std::string>(), true))
+                note(e, "no installed app " + v.get<std::string>());
         } else if (k == "quit" || k == "crash") {
             withApp(e, [&](sim::SimApp& app) { world_.terminate(app.pid, k == "crash"); });
         } else if (k == "activate") {
@@ -47,15 +50,16 @@ public:
             w.title = v.value("title", "");
             w.space = v.value("space", std::uint64_t(0));
             if (v.contains("frame") && v["frame"].is_array() && v["frame"].size() == 4)
-                w.frame = {v["frame"][0].get<double>(), v["frame"][1].get<double>(), v["frame"][2].get<double>(),
-                           v["frame"][3].get<double>()};
+                w.frame = {v["frame"][0].get<double>(), v["frame"][1].get<double>(),
+                           v["frame"][2].get<double>(), v["frame"][3].get<double>()};
             else
                 w.frame = {100, 100, 1000, 700};
             if (!world_.openWindow(v.value("bundleID", ""), w)) note(e, "openWindow: app is not running");
         } else if (k == "closeWindow") {
             if (!world_.closeWindow(v.get<std::uint32_t>())) note(e, "closeWindow: no such window");
         } else if (k == "minimize" || k == "unminimize") {
-            if (!world_.setMinimized(v.get<std::uint32_t>(), k == "minimize")) note(e, k + ": no such window");
+            if (!world_.setMinimized(v.get<std::uint32_t>(), k == "minimize"))
+                note(e, k + ": no such window");
         } else if (k == "retitle") {
             if (!world_.retitle(v.value("id", 0u), v.value("title", ""))) note(e, "retitle: no such window");
         } else if (k == "switchSpace") {
@@ -68,13 +72,14 @@ public:
             trace_.record(json{{"kind", "reply"}, {"response", agent_.handleCommand(v)}});
         } else if (k == "setting") {
             auto* store = platform::Platform::current().settings;
-            for (auto& [key, value] : v.items()) store->write(key, value);
+            for (auto& [key, value] : v.items())
+                store->write(key, value);
         } else if (k == "fault") {
             fault(e, v);
         }
     }
 
-private:
+  private:
     template <typename F>
     void withApp(const ReplayEvent& e, F&& f) {
         sim::SimApp* app = world_.app(e.value.get<std::string>());
@@ -87,28 +92,39 @@ private:
 
     void fault(const ReplayEvent& e, const json& v) {
         for (auto& [name, value] : v.items()) {
-            if (name == "axTimeout" && value.is_string()) world_.faults.axTimeout.insert(value.get<std::string>());
-            else if (name == "axRecover" && value.is_string()) world_.faults.axTimeout.erase(value.get<std::string>());
-            else if (name == "launchFails" && value.is_string()) world_.faults.launchFails.insert(value.get<std::string>());
+            if (name == "axTimeout" && value.is_string())
+                world_.faults.axTimeout.insert(value.get<std::string>());
+            else if (name == "axRecover" && value.is_string())
+                world_.faults.axTimeout.erase(value.get<std::string>());
+            else if (name == "launchFails" && value.is_string())
+                world_.faults.launchFails.insert(value.get<std::string>());
             else if (name == "tapDisabled" && value.is_boolean()) {
                 if (value.get<bool>()) desktop_.eventTap().disableBySystem(false);
             } else if (name == "tapDisabledByUserInput" && value.is_boolean()) {
                 if (value.get<bool>()) desktop_.eventTap().disableBySystem(true);
-            } else if (name == "tapDead" && value.is_boolean()) world_.faults.tapDead = value.get<bool>();
+            } else if (name == "tapDead" && value.is_boolean())
+                world_.faults.tapDead = value.get<bool>();
             else if (name == "permission" && value.is_object()) {
-                world_.permissions.accessibility = value.value("accessibility", world_.permissions.accessibility);
-                world_.permissions.screenRecording = value.value("screenRecording", world_.permissions.screenRecording);
+                world_.permissions.accessibility =
+                    value.value("accessibility", world_.permissions.accessibility);
+                world_.permissions.screenRecording =
+                    value.value("screenRecording", world_.permissions.screenRecording);
             } else if (name == "secureInput") {
-                if (value.is_number_integer()) world_.faults.secureInputPID = value.get<std::int32_t>();
-                else world_.faults.secureInputPID.reset();
-            } else if (name == "screenLocked" && value.is_boolean()) world_.faults.screenLocked = value.get<bool>();
-            else if (name == "noWindowServer" && value.is_boolean()) world_.faults.noWindowServer = value.get<bool>();
+                if (value.is_number_integer())
+                    world_.faults.secureInputPID = value.get<std::int32_t>();
+                else
+                    world_.faults.secureInputPID.reset();
+            } else if (name == "screenLocked" && value.is_boolean())
+                world_.faults.screenLocked = value.get<bool>();
+            else if (name == "noWindowServer" && value.is_boolean())
+                world_.faults.noWindowServer = value.get<bool>();
             else if (name == "overlay" && value.is_string()) {
                 std::string s = value.get<std::string>();
                 world_.setOverlay(s == "missionControl" ? sim::Overlay::missionControl
                                   : s == "appExpose"    ? sim::Overlay::appExpose
                                                         : sim::Overlay::none);
-            } else note(e, "fault: unknown fault '" + name + "'");
+            } else
+                note(e, "fault: unknown fault '" + name + "'");
         }
     }
 
@@ -125,8 +141,8 @@ private:
 
 }  // namespace
 
-int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYaml, const ReplayOptions& options,
-                      std::string& error) {
+int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYaml,
+                      const ReplayOptions& options, std::string& error) {
     ReplayScript script;
     if (!parseReplayScript(scriptYaml, script, error)) {
         error = "script: " + error;
@@ -141,7 +157,8 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
         ferrow::MainQueue::reset();
         return 2;
     }
-    for (auto& [key, value] : extras.settings.items()) desktop.settings().write(key, value);
+    for (auto& [key, value] : extras.settings.items())
+        desktop.settings().write(key, value);
     platform::Platform::install(desktop.platform());
 
     const ferrow::Nanos start = clock->now();
@@ -150,7 +167,8 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
         TraceRecorder trace(desktop, start);
         trace.setJsonOutput(options.jsonTrace);
         trace.setTextOutput(options.textTrace);
-        if (!options.textShowsDebugLogs && !options.jsonTrace) trace.setMinimumLogLevel(ferrow::LogLevel::info);
+        if (!options.textShowsDebugLogs && !options.jsonTrace)
+            trace.setMinimumLogLevel(ferrow::LogLevel::info);
         Agent agent;
         agent.start();
         EventApplier applier(desktop, agent, trace);

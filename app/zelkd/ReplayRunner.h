@@ -20,7 +20,7 @@ struct ReplayOptions {
 // an event runs first), and the run stops at the script's end. Returns 0, or 2 with `error` set for a
 // world or script that can't be read.
 class ReplayRunner {
-public:
+  public:
     int run(const std::string& worldYaml, const std::string& scriptYaml, const ReplayOptions& options,
             std::string& error);
 };

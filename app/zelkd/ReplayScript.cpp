@@ -14,10 +14,10 @@ namespace zelk::agent {
 using nlohmann::json;
 
 namespace {
-const std::set<std::string> kKinds{"flags",      "keyDown",    "keyUp",   "tap",         "launch",  "quit",
-                                   "crash",      "activate",   "openWindow", "closeWindow", "retitle", "switchSpace",
-                                   "command",    "setting",    "fault",   "end",         "minimize", "unminimize",
-                                   "pointer",    "hide",       "unhide"};
+const std::set<std::string> kKinds{
+    "flags",    "keyDown",    "keyUp",       "tap",        "launch",      "quit",    "crash",
+    "activate", "openWindow", "closeWindow", "retitle",    "switchSpace", "command", "setting",
+    "fault",    "end",        "minimize",    "unminimize", "pointer",     "hide",    "unhide"};
 }
 
 bool parseReplayScript(const json& list, ReplayScript& script, std::string& error) {
@@ -48,7 +48,8 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
         std::string kind;
         for (auto& [k, _] : e.items())
             if (k != "at" && k != "repeat") {
-                if (!kind.empty()) return fail(fmt::format("two events in one entry ('{}' and '{}')", kind, k));
+                if (!kind.empty())
+                    return fail(fmt::format("two events in one entry ('{}' and '{}')", kind, k));
                 kind = k;
             }
         if (kind.empty()) return fail("no event");
@@ -57,7 +58,8 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
         if (kind == "keyDown" || kind == "keyUp" || kind == "tap") {
             if (!ev.value.is_string() || !keyFromName(ev.value.get<std::string>()) ||
                 keyFromName(ev.value.get<std::string>()) == Key::none)
-                return fail(fmt::format("unknown key '{}'", ev.value.is_string() ? ev.value.get<std::string>() : ev.value.dump()));
+                return fail(fmt::format("unknown key '{}'", ev.value.is_string() ? ev.value.get<std::string>()
+                                                                                 : ev.value.dump()));
         }
         if (kind == "flags") {
             if (!ev.value.is_array()) return fail("flags: expected a list of modifier names");
@@ -66,13 +68,15 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
                     return fail(fmt::format("flags: unknown modifier {}", f.dump()));
         }
         if ((kind == "launch" || kind == "quit" || kind == "crash" || kind == "activate" || kind == "hide" ||
-             kind == "unhide") && !ev.value.is_string())
+             kind == "unhide") &&
+            !ev.value.is_string())
             return fail(kind + ": expected a bundle identifier");
         if ((kind == "closeWindow" || kind == "minimize" || kind == "unminimize") &&
             !(ev.value.is_number_integer() && ev.value.get<std::int64_t>() >= 0))
             return fail(kind + ": expected a window id");
         if ((kind == "openWindow" || kind == "retitle" || kind == "switchSpace" || kind == "command" ||
-             kind == "setting" || kind == "fault" || kind == "pointer") && !ev.value.is_object())
+             kind == "setting" || kind == "fault" || kind == "pointer") &&
+            !ev.value.is_object())
             return fail(kind + ": expected a mapping");
         if (kind == "end") {
             script.endsExplicitly = true;
@@ -94,7 +98,8 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
     std::stable_sort(ordered.begin(), ordered.end(), [](const Ordered& a, const Ordered& b) {
         return a.event.atMs != b.event.atMs ? a.event.atMs < b.event.atMs : a.seq < b.seq;
     });
-    for (auto& o : ordered) script.events.push_back(o.event);
+    for (auto& o : ordered)
+        script.events.push_back(o.event);
     if (!script.endsExplicitly) {
         std::int64_t lastAt = script.events.empty() ? 0 : script.events.back().atMs;
         script.endMs = lastAt + 5000;

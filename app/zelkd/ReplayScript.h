@@ -12,8 +12,8 @@ struct ReplayEvent {
     std::int64_t atMs = 0;
     std::string kind;
     nlohmann::json value;
-    bool repeat = false;  // keyDown/keyUp: auto-repeat
-    std::size_t line = 0; // position in the script, for messages
+    bool repeat = false;   // keyDown/keyUp: auto-repeat
+    std::size_t line = 0;  // position in the script, for messages
 };
 
 struct ReplayScript {

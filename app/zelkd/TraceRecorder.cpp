@@ -20,16 +20,20 @@ std::string formatTraceTime(double ms) {
     return fmt::format("{:02}:{:02}.{:03}", m, s, rest);
 }
 
-TraceRecorder::TraceRecorder(sim::SimDesktop& desktop, ferrow::Nanos start) : desktop_(desktop), start_(start) {
+TraceRecorder::TraceRecorder(sim::SimDesktop& desktop, ferrow::Nanos start)
+    : desktop_(desktop), start_(start) {
     worldSub_ = desktop_.world().changes.subscribe([this](const sim::WorldChange& c) { onChange(c); });
     keySub_ = desktop_.eventTap().events.subscribe([this](const sim::SimEventTap::Seen& s) { onKey(s); });
     logToken_ = ferrow::Log::addSink([this](ferrow::LogLevel level, std::string_view message) {
         if (level < minimumLog_) return;
-        record(json{{"kind", "log"}, {"level", ferrow::logLevelName(level)}, {"message", std::string(message)}});
+        record(
+            json{{"kind", "log"}, {"level", ferrow::logLevelName(level)}, {"message", std::string(message)}});
     });
 }
 
-TraceRecorder::~TraceRecorder() { ferrow::Log::removeSink(logToken_); }
+TraceRecorder::~TraceRecorder() {
+    ferrow::Log::removeSink(logToken_);
+}
 
 double TraceRecorder::elapsedMs() const {
     return static_cast<double>(ferrow::MainQueue::shared().now() - start_) / 1e6;
@@ -38,9 +42,12 @@ double TraceRecorder::elapsedMs() const {
 void TraceRecorder::record(json event) {
     double t = elapsedMs();
     json line = json::object();
-    if (t == std::floor(t)) line["t"] = static_cast<std::int64_t>(t);
-    else line["t"] = t;
-    for (auto& [k, v] : event.items()) line[k] = v;
+    if (t == std::floor(t))
+        line["t"] = static_cast<std::int64_t>(t);
+    else
+        line["t"] = t;
+    for (auto& [k, v] : event.items())
+        line[k] = v;
     bool isKey = line["kind"] == "key" || line["kind"] == "flags";
     if (!isKey && desktop_.eventTap().inCallback()) {
         heldBack_.push_back(std::move(line));
@@ -50,7 +57,8 @@ void TraceRecorder::record(json event) {
     if (isKey) {
         auto held = std::move(heldBack_);
         heldBack_.clear();
-        for (auto& h : held) write(std::move(h));
+        for (auto& h : held)
+            write(std::move(h));
     }
 }
 
@@ -77,8 +85,10 @@ void TraceRecorder::onKey(const sim::SimEventTap::Seen& seen) {
     }
     if (e.type != EventType::keyDown && e.type != EventType::keyUp) return;
     json event{{"kind", "key"}, {"down", e.type == EventType::keyDown}, {"action", action}};
-    if (auto k = desktop_.eventTap().key(e.keyCode)) event["key"] = std::string(keyName(*k));
-    else event["key"] = nullptr;
+    if (auto k = desktop_.eventTap().key(e.keyCode))
+        event["key"] = std::string(keyName(*k));
+    else
+        event["key"] = nullptr;
     event["keyCode"] = e.keyCode;
     if (e.autorepeat) event["repeat"] = true;
     record(std::move(event));
@@ -88,10 +98,18 @@ void TraceRecorder::onChange(const sim::WorldChange& c) {
     using K = sim::WorldChange::Kind;
     auto frame = [](const Rect& r) { return json::array({r.x, r.y, r.width, r.height}); };
     switch (c.kind) {
-        case K::launch: record({{"kind", "launch"}, {"bundleID", c.bundleID}, {"activates", c.flag}}); break;
-        case K::hide: record({{"kind", "hide"}, {"bundleID", c.bundleID}}); break;
-        case K::unhide: record({{"kind", "unhide"}, {"bundleID", c.bundleID}}); break;
-        case K::terminate: record({{"kind", "terminate"}, {"bundleID", c.bundleID}}); break;
+        case K::launch:
+            record({{"kind", "launch"}, {"bundleID", c.bundleID}, {"activates", c.flag}});
+            break;
+        case K::hide:
+            record({{"kind", "hide"}, {"bundleID", c.bundleID}});
+            break;
+        case K::unhide:
+            record({{"kind", "unhide"}, {"bundleID", c.bundleID}});
+            break;
+        case K::terminate:
+            record({{"kind", "terminate"}, {"bundleID", c.bundleID}});
+            break;
         case K::focus: {
             json e{{"kind", "focus"}, {"bundleID", c.bundleID}, {"pid", c.pid}};
             if (c.window) e["windowID"] = c.window;
@@ -99,22 +117,44 @@ void TraceRecorder::onChange(const sim::WorldChange& c) {
             break;
         }
         case K::windowCreated:
-            record({{"kind", "window"}, {"id", c.window}, {"created", true}, {"bundleID", c.bundleID},
-                    {"title", c.text1}, {"frame", frame(c.frame)}, {"space", c.space}});
+            record({{"kind", "window"},
+                    {"id", c.window},
+                    {"created", true},
+                    {"bundleID", c.bundleID},
+                    {"title", c.text1},
+                    {"frame", frame(c.frame)},
+                    {"space", c.space}});
             break;
-        case K::windowClosed: record({{"kind", "window"}, {"id", c.window}, {"closed", true}}); break;
-        case K::windowTitle: record({{"kind", "window"}, {"id", c.window}, {"title", c.text1}}); break;
-        case K::windowFrame: record({{"kind", "window"}, {"id", c.window}, {"frame", frame(c.frame)}}); break;
-        case K::windowSpace: record({{"kind", "window"}, {"id", c.window}, {"space", c.space}}); break;
-        case K::windowMinimized: record({{"kind", "window"}, {"id", c.window}, {"minimized", c.flag}}); break;
-        case K::space: record({{"kind", "space"}, {"display", c.display}, {"space", c.space}}); break;
-        case K::pointer: record({{"kind", "pointer"}, {"x", c.point.x}, {"y", c.point.y}}); break;
+        case K::windowClosed:
+            record({{"kind", "window"}, {"id", c.window}, {"closed", true}});
+            break;
+        case K::windowTitle:
+            record({{"kind", "window"}, {"id", c.window}, {"title", c.text1}});
+            break;
+        case K::windowFrame:
+            record({{"kind", "window"}, {"id", c.window}, {"frame", frame(c.frame)}});
+            break;
+        case K::windowSpace:
+            record({{"kind", "window"}, {"id", c.window}, {"space", c.space}});
+            break;
+        case K::windowMinimized:
+            record({{"kind", "window"}, {"id", c.window}, {"minimized", c.flag}});
+            break;
+        case K::space:
+            record({{"kind", "space"}, {"display", c.display}, {"space", c.space}});
+            break;
+        case K::pointer:
+            record({{"kind", "pointer"}, {"x", c.point.x}, {"y", c.point.y}});
+            break;
         case K::notification:
             record({{"kind", "notification"}, {"id", c.text1}, {"title", c.text2}, {"body", c.text3}});
             break;
-        case K::overlay: record({{"kind", "overlay"}, {"state", c.text1}}); break;
+        case K::overlay:
+            record({{"kind", "overlay"}, {"state", c.text1}});
+            break;
         case K::activate:
-        case K::appRunning: break;
+        case K::appRunning:
+            break;
     }
 }
 
@@ -138,10 +178,16 @@ std::string TraceRecorder::spaceLabel(std::uint64_t space) const {
 
 namespace {
 std::string modifierSymbol(const std::string& name) {
-    static const std::map<std::string, std::string> symbols{
-        {"rightCommand", "right ⌘"}, {"lcmd", "left ⌘"},   {"ralt", "right ⌥"},   {"lalt", "left ⌥"},
-        {"rctrl", "right ⌃"},        {"lctrl", "left ⌃"}, {"rshift", "right ⇧"}, {"lshift", "left ⇧"},
-        {"fn", "fn"},                {"capsLock", "⇪"}};
+    static const std::map<std::string, std::string> symbols{{"rightCommand", "right ⌘"},
+                                                            {"lcmd", "left ⌘"},
+                                                            {"ralt", "right ⌥"},
+                                                            {"lalt", "left ⌥"},
+                                                            {"rctrl", "right ⌃"},
+                                                            {"lctrl", "left ⌃"},
+                                                            {"rshift", "right ⇧"},
+                                                            {"lshift", "left ⇧"},
+                                                            {"fn", "fn"},
+                                                            {"capsLock", "⇪"}};
     auto it = symbols.find(name);
     return it == symbols.end() ? name : it->second;
 }
@@ -154,8 +200,10 @@ std::string TraceRecorder::describe(const json& e) const {
         std::vector<std::string> parts;
         for (auto& m : sim::modifierKeys())
             if (desktop_.eventTap().heldModifiers().count(m.name)) parts.push_back(modifierSymbol(m.name));
-        std::string key = e["key"].is_string() ? e["key"].get<std::string>() : fmt::format("code {}", e.value("keyCode", 0));
-        if (key.size() == 1) key = ferrow::toLowerAscii(key), key[0] = static_cast<char>(std::toupper(key[0]));
+        std::string key = e["key"].is_string() ? e["key"].get<std::string>()
+                                               : fmt::format("code {}", e.value("keyCode", 0));
+        if (key.size() == 1)
+            key = ferrow::toLowerAscii(key), key[0] = static_cast<char>(std::toupper(key[0]));
         parts.push_back(key);
         std::string text = "key    " + ferrow::join(parts, " + ");
         if (e.value("repeat", false)) text += " (repeat)";
@@ -163,8 +211,10 @@ std::string TraceRecorder::describe(const json& e) const {
     }
     if (kind == "flags") {
         std::vector<std::string> parts;
-        for (auto& k : e["keys"]) parts.push_back(modifierSymbol(k.get<std::string>()));
-        return "keys   " + (parts.empty() ? std::string("all modifiers released") : "holding " + ferrow::join(parts, " + "));
+        for (auto& k : e["keys"])
+            parts.push_back(modifierSymbol(k.get<std::string>()));
+        return "keys   " + (parts.empty() ? std::string("all modifiers released")
+                                          : "holding " + ferrow::join(parts, " + "));
     }
     if (kind == "focus") {
         if (e.value("bundleID", "").empty()) return "focus  nothing in front";
@@ -178,7 +228,8 @@ std::string TraceRecorder::describe(const json& e) const {
         return text;
     }
     if (kind == "launch")
-        return "launch " + appName(e.value("bundleID", "")) + (e.value("activates", false) ? " starting" : " starting in the background");
+        return "launch " + appName(e.value("bundleID", "")) +
+               (e.value("activates", false) ? " starting" : " starting in the background");
     if (kind == "hide") return "hide   " + appName(e.value("bundleID", "")) + " hidden";
     if (kind == "unhide") return "unhide " + appName(e.value("bundleID", "")) + " shown again";
     if (kind == "terminate") return "quit   " + appName(e.value("bundleID", "")) + " quit";
@@ -189,16 +240,21 @@ std::string TraceRecorder::describe(const json& e) const {
     }
     if (kind == "window") {
         std::string id = std::to_string(e.value("id", 0));
-        if (e.value("created", false)) return fmt::format("window \"{}\" opened ({})", e.value("title", ""), id);
+        if (e.value("created", false))
+            return fmt::format("window \"{}\" opened ({})", e.value("title", ""), id);
         if (e.value("closed", false)) return "window " + id + " closed";
         if (e.contains("title")) return fmt::format("window {} renamed \"{}\"", id, e.value("title", ""));
-        if (e.contains("minimized")) return "window " + id + (e["minimized"].get<bool>() ? " minimized" : " restored");
-        if (e.contains("space")) return "window " + id + " moved to " + spaceLabel(e["space"].get<std::uint64_t>());
+        if (e.contains("minimized"))
+            return "window " + id + (e["minimized"].get<bool>() ? " minimized" : " restored");
+        if (e.contains("space"))
+            return "window " + id + " moved to " + spaceLabel(e["space"].get<std::uint64_t>());
         if (e.contains("frame")) return "window " + id + " moved to " + e["frame"].dump();
         return "";
     }
-    if (kind == "pointer") return fmt::format("pointer warped to {}, {}", e.value("x", 0.0), e.value("y", 0.0));
-    if (kind == "notification") return fmt::format("banner \"{}\": {}", e.value("title", ""), e.value("body", ""));
+    if (kind == "pointer")
+        return fmt::format("pointer warped to {}, {}", e.value("x", 0.0), e.value("y", 0.0));
+    if (kind == "notification")
+        return fmt::format("banner \"{}\": {}", e.value("title", ""), e.value("body", ""));
     if (kind == "overlay") return "overlay " + e.value("state", "");
     if (kind == "panel")
         return e.value("visible", false) ? "panel  " + e.value("view", "") + " shown" : "panel  hidden";

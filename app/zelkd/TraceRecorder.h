@@ -16,7 +16,7 @@ namespace zelk::agent {
 // Writes what happened on the simulated desktop, whoever caused it, as trace events: JSON lines
 // ({"t": ms, "kind": ...}) and/or one readable line per event.
 class TraceRecorder {
-public:
+  public:
     TraceRecorder(sim::SimDesktop& desktop, ferrow::Nanos start);
     ~TraceRecorder();
     TraceRecorder(const TraceRecorder&) = delete;
@@ -34,7 +34,7 @@ public:
     void record(nlohmann::json event);
     double elapsedMs() const;
 
-private:
+  private:
     void onChange(const sim::WorldChange& change);
     void onKey(const sim::SimEventTap::Seen& seen);
     std::string describe(const nlohmann::json& event) const;

@@ -6,7 +6,9 @@
 namespace zelk::agent {
 
 namespace {
-platform::Workspace* workspace() { return platform::Platform::current().workspace; }
+platform::Workspace* workspace() {
+    return platform::Platform::current().workspace;
+}
 
 std::optional<RoutedApp> runningByBundle(const std::string& bundleID) {
     if (auto* ws = workspace())
@@ -25,7 +27,8 @@ RoutingServices makeRoutingServices() {
         if (!ws) return std::nullopt;
         for (auto& app : ws->runningApplications()) {
             if (app.activationPolicy != platform::ActivationPolicy::regular || app.name.empty()) continue;
-            if (ferrow::toLowerAscii(app.name.substr(0, 1)) == letter) return RoutedApp{app.bundleID, app.name, app.pid};
+            if (ferrow::toLowerAscii(app.name.substr(0, 1)) == letter)
+                return RoutedApp{app.bundleID, app.name, app.pid};
         }
         return std::nullopt;
     };

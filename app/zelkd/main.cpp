@@ -1,7 +1,7 @@
 // zelkd: the zelk agent. With no options it runs on the embedded simulated desktop; --replay runs a
 // whole scripted session on a virtual clock and writes its trace.
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <csignal>
 #include <fstream>
@@ -43,7 +43,8 @@ int runLive(const std::string& worldYaml, const std::string& worldName) {
         std::cerr << "zelkd: world: " << error << "\n";
         return 2;
     }
-    for (auto& [key, value] : extras.settings.items()) desktop.settings().write(key, value);
+    for (auto& [key, value] : extras.settings.items())
+        desktop.settings().write(key, value);
     platform::Platform::install(desktop.platform());
     std::cout << fmt::format(
         "zelkd: running on the simulated desktop ({}: {} displays, {} apps).\n"
@@ -75,12 +76,16 @@ int main(int argc, char** argv) {
     CLI::App app{"zelkd: the zelk agent, on the simulated desktop"};
     std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile;
     bool demo = false, verbose = false;
-    app.add_option("--world", worldPath, "World file (YAML) to run on instead of the embedded default desktop");
+    app.add_option("--world", worldPath,
+                   "World file (YAML) to run on instead of the embedded default desktop");
     app.add_option("--replay", replayPath, "Replay this script (YAML) on a virtual clock, then exit");
-    app.add_option("--trace", tracePath, "Write the replay's trace here (default: readable lines on the terminal)");
-    app.add_option("--trace-format", traceFormat, "Trace format: json (JSON lines) or text (one readable line per event)")
+    app.add_option("--trace", tracePath,
+                   "Write the replay's trace here (default: readable lines on the terminal)");
+    app.add_option("--trace-format", traceFormat,
+                   "Trace format: json (JSON lines) or text (one readable line per event)")
         ->check(CLI::IsMember({"json", "text"}));
-    app.add_flag("--demo", demo, "Replay the built-in guided tour on the default desktop and show what happens");
+    app.add_flag("--demo", demo,
+                 "Replay the built-in guided tour on the default desktop and show what happens");
     app.add_option("--log-file", logFile, "Also write every log line to this file");
     app.add_flag("-v,--verbose", verbose, "Show debug log lines in readable traces");
     CLI11_PARSE(app, argc, argv);

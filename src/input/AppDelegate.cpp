@@ -22,7 +22,9 @@ constexpr const char* kPermissionTitle = "zelk app switching is now enabled";
 constexpr ferrow::Nanos kChurnWindow = ferrow::seconds(15.0);
 constexpr int kChurnLimit = 5;
 
-platform::SettingsStore* store() { return platform::Platform::current().settings; }
+platform::SettingsStore* store() {
+    return platform::Platform::current().settings;
+}
 
 template <typename T>
 T readSetting(const std::string& key, T fallback) {
@@ -47,7 +49,9 @@ Key readKeySetting(const std::string& key, Key fallback) {
     return k ? *k : fallback;
 }
 
-std::string describeBundles(const std::vector<std::string>& ids) { return "[" + ferrow::join(ids, ", ") + "]"; }
+std::string describeBundles(const std::vector<std::string>& ids) {
+    return "[" + ferrow::join(ids, ", ") + "]";
+}
 }  // namespace
 
 AppDelegate::AppDelegate() : AppDelegate(Options{}) {}
@@ -57,7 +61,9 @@ AppDelegate::~AppDelegate() {
     if (gShared == this) gShared = nullptr;
 }
 
-AppDelegate* AppDelegate::shared() { return gShared; }
+AppDelegate* AppDelegate::shared() {
+    return gShared;
+}
 
 void AppDelegate::applicationWillFinishLaunching() {
     int from = readSetting<int>("migrationVersion", 0);
@@ -107,7 +113,8 @@ void AppDelegate::applicationDidFinishLaunching() {
             "com.ferrowlabs.zelk.osd", [this](const platform::UserInfo& info) { onOSDNotification(info); }));
     }
     Log::info("applicationDidFinishLaunching: ready, {} running apps, accessibility {}",
-              lastRunningApps_.size(), p.accessibility && p.accessibility->isProcessTrusted() ? "granted" : "pending");
+              lastRunningApps_.size(),
+              p.accessibility && p.accessibility->isProcessTrusted() ? "granted" : "pending");
 }
 
 void AppDelegate::singleInstanceRule() {
@@ -178,12 +185,13 @@ void AppDelegate::setUpObservers() {
                 auto& input = InputManager::shared();
                 input.reloadSettings();  // trigger sets, paused apps: the tap filter follows at once
                 if (key == "ignoredKeys") ignoredKeysDebounce_.call([this] { recomputeKeyLists(); });
-                if (key == "hijackWindowCycleHotkey" || key == "enableWindowCycleKey" || key == "windowCycleKey" ||
-                    key == "ignoredKeys")
+                if (key == "hijackWindowCycleHotkey" || key == "enableWindowCycleKey" ||
+                    key == "windowCycleKey" || key == "ignoredKeys")
                     input.updateWindowCycleHotkey();
             }
-            if (key == "enableHideAndSettingsKeys" || key == "enableWindowSpecialKeys" || key == "minimizeKey" ||
-                key == "specialKey" || key == "windowMinimizeKey" || key == "windowSpecialKey")
+            if (key == "enableHideAndSettingsKeys" || key == "enableWindowSpecialKeys" ||
+                key == "minimizeKey" || key == "specialKey" || key == "windowMinimizeKey" ||
+                key == "windowSpecialKey")
                 recomputeKeyLists();
         }));
     }
@@ -193,11 +201,15 @@ void AppDelegate::runningAppsChanged(const std::vector<platform::RunningApp>& ol
                                      const std::vector<platform::RunningApp>& newApps) {
     Log::info("Different running apps: oldCount={} newCount={}", oldApps.size(), newApps.size());
     std::set<std::string> oldIDs, newIDs;
-    for (auto& a : oldApps) oldIDs.insert(a.bundleID);
-    for (auto& a : newApps) newIDs.insert(a.bundleID);
+    for (auto& a : oldApps)
+        oldIDs.insert(a.bundleID);
+    for (auto& a : newApps)
+        newIDs.insert(a.bundleID);
     std::vector<std::string> added, removed;
-    std::set_difference(newIDs.begin(), newIDs.end(), oldIDs.begin(), oldIDs.end(), std::back_inserter(added));
-    std::set_difference(oldIDs.begin(), oldIDs.end(), newIDs.begin(), newIDs.end(), std::back_inserter(removed));
+    std::set_difference(newIDs.begin(), newIDs.end(), oldIDs.begin(), oldIDs.end(),
+                        std::back_inserter(added));
+    std::set_difference(oldIDs.begin(), oldIDs.end(), newIDs.begin(), newIDs.end(),
+                        std::back_inserter(removed));
     Log::info("Added apps: {}", describeBundles(added));
     Log::info("Removed apps: {}", describeBundles(removed));
     std::vector<std::string> dropped;
@@ -245,14 +257,15 @@ void AppDelegate::startAccessibilityWait(bool prompt, const std::string& title) 
     }
     if (permissionsChecker_) return;  // already waiting
     writeSetting("accessibilityPermissionsNotified", false);
-    permissionsChecker_ = std::make_unique<ferrow::Repeater>("AXPermissionsChecker", ferrow::seconds(2.0), -1, [this, title] {
-        auto* a = platform::Platform::current().accessibility;
-        if (!a || !a->isProcessTrusted()) return;
-        permissionsChecker_->stop();
-        // The repeater is released after this tick has finished.
-        ferrow::mainAsync([this] { permissionsChecker_.reset(); });
-        permissionsGranted(title);
-    });
+    permissionsChecker_ =
+        std::make_unique<ferrow::Repeater>("AXPermissionsChecker", ferrow::seconds(2.0), -1, [this, title] {
+            auto* a = platform::Platform::current().accessibility;
+            if (!a || !a->isProcessTrusted()) return;
+            permissionsChecker_->stop();
+            // The repeater is released after this tick has finished.
+            ferrow::mainAsync([this] { permissionsChecker_.reset(); });
+            permissionsGranted(title);
+        });
 }
 
 void AppDelegate::permissionsGranted(const std::string& title) {
@@ -263,8 +276,10 @@ void AppDelegate::permissionsGranted(const std::string& title) {
     if (readSetting<bool>("accessibilityPermissionsNotified", false)) return;
     writeSetting("accessibilityPermissionsNotified", true);
     std::vector<std::string> names;
-    for (auto k : input.settings().triggerKeys) names.emplace_back(shortReadableStr(k));
-    std::string body = "You can now use " + ferrow::join(names, " + ") + " + letter keys to switch between apps.";
+    for (auto k : input.settings().triggerKeys)
+        names.emplace_back(shortReadableStr(k));
+    std::string body =
+        "You can now use " + ferrow::join(names, " + ") + " + letter keys to switch between apps.";
     if (auto* n = platform::Platform::current().notifications)
         n->postUserNotification("accessibilityPermissionsListener", title, body);
 }

@@ -21,7 +21,7 @@ namespace zelk {
 // run, the watch on running apps, the wait for the accessibility permission, the reopen rules and the
 // termination handler.
 class AppDelegate {
-public:
+  public:
     struct Options {
         bool startCommandService = true;  // the replay bench feeds commands itself
     };
@@ -84,7 +84,7 @@ public:
     bool osdHidden = true;
     int popoverRequests = 0;
 
-private:
+  private:
     void singleInstanceRule();
     void setUpObservers();
     void onOSDNotification(const std::map<std::string, std::string>& userInfo);

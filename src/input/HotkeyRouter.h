@@ -7,10 +7,10 @@ namespace zelk {
 
 // What one key does while a trigger is held, and the commit when the trigger comes up.
 class HotkeyRouter {
-public:
+  public:
     virtual ~HotkeyRouter() = default;
-    virtual platform::TapDecision routeKeyDown(Key key, const platform::KeyEvent& event, const TriggerList& keys,
-                                               bool isAutoRepeat) = 0;
+    virtual platform::TapDecision routeKeyDown(Key key, const platform::KeyEvent& event,
+                                               const TriggerList& keys, bool isAutoRepeat) = 0;
     virtual void commitOnTriggerUp() = 0;
     // The stage trigger went down: show the stage panel when stages exist.
     virtual void showStagePanelIfAny() {}

@@ -40,9 +40,13 @@ InputManager& InputManager::shared() {
     return *slot();
 }
 
-void InputManager::reset() { slot().reset(); }
+void InputManager::reset() {
+    slot().reset();
+}
 
-ferrow::Nanos InputManager::now() const { return ferrow::MainQueue::shared().now(); }
+ferrow::Nanos InputManager::now() const {
+    return ferrow::MainQueue::shared().now();
+}
 
 void InputManager::reloadSettings() {
     settings_ = InputSettings::load();
@@ -69,7 +73,8 @@ bool InputManager::assignTriggerEnabled() const {
     return settings_.enableAssignHotkey && !settings_.assignKeyTriggerKeys.empty() && !assignKeyCollides();
 }
 bool InputManager::hideOnFocusTriggerEnabled() const {
-    return settings_.enableHideOnFocusHotkey && !settings_.hideOnFocusTriggerKeys.empty() && !hideOnFocusKeyCollides();
+    return settings_.enableHideOnFocusHotkey && !settings_.hideOnFocusTriggerKeys.empty() &&
+           !hideOnFocusKeyCollides();
 }
 bool InputManager::stageTriggerEnabled() const {
     return !settings_.stageTriggerKeys.empty() && !stageKeyCollides();
@@ -128,7 +133,8 @@ void InputManager::startKeyTap() {
     auto& p = platform::Platform::current();
     if (!p.eventTap) return;
     if (!capsLockMonitorStarted_) {
-        capsLockMonitorStarted_ = p.eventTap->startCapsLockMonitor([this](bool held) { capsLockChanged(held); });
+        capsLockMonitorStarted_ =
+            p.eventTap->startCapsLockMonitor([this](bool held) { capsLockChanged(held); });
     }
     if (tapRunning_) return;
     if (!p.eventTap->createTap([this](const KeyEvent& e) { return tapCallback(e); })) return;
@@ -167,9 +173,10 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
         ferrow::Nanos t = now();
         if (!lastTapDisableLogAt || t - *lastTapDisableLogAt >= kTapDisableLogInterval) {
             lastTapDisableLogAt = t;
-            std::string reason = event.type == EventType::tapDisabledByTimeout
-                                     ? "timeout (tap callback exceeded the system budget, main thread likely stalled)"
-                                     : "user input (Secure Keyboard Entry engaged by " + health_->holderDescription() + ")";
+            std::string reason =
+                event.type == EventType::tapDisabledByTimeout
+                    ? "timeout (tap callback exceeded the system budget, main thread likely stalled)"
+                    : "user input (Secure Keyboard Entry engaged by " + health_->holderDescription() + ")";
             ferrow::Log::info("key tap disabled by {}, re-enabling", reason);
         }
         if (p.eventTap) p.eventTap->enableTap(true);
@@ -178,8 +185,10 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
 
     TriggerList keys = without(triggersFromEventFlags(event.flags), TriggerKey::capsLock);
     if (capsLockHeld) {
-        if (hyperkeyModifierFlags.empty()) keys.push_back(TriggerKey::capsLock);
-        else keys = hyperkeyModifierFlags;
+        if (hyperkeyModifierFlags.empty())
+            keys.push_back(TriggerKey::capsLock);
+        else
+            keys = hyperkeyModifierFlags;
     }
 
     if (event.type == EventType::flagsChanged) {
@@ -220,7 +229,8 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
 }
 
 bool InputManager::takeOverAtKeyDown(const KeyEvent& event, const TriggerList& keys) {
-    if (appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get()) return false;
+    if (appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get())
+        return false;
     if (keys.empty() || !std::all_of(keys.begin(), keys.end(), isCommandOrShift)) return false;
     bool reverse = contains(keys, TriggerKey::lshift) || contains(keys, TriggerKey::rshift);
     auto key = platform::Platform::current().eventTap->key(event.keyCode);
@@ -234,7 +244,8 @@ bool InputManager::takeOverAtKeyDown(const KeyEvent& event, const TriggerList& k
     if (!cmdTab && !windowCycle) return false;
     hijackCommandHeld = true;
     hijackCommandBase = withoutShifts(keys);
-    if (handleTabCycleHook) handleTabCycleHook(reverse, cmdTab ? std::nullopt : std::optional<std::string>("sameApp"));
+    if (handleTabCycleHook)
+        handleTabCycleHook(reverse, cmdTab ? std::nullopt : std::optional<std::string>("sameApp"));
     return true;
 }
 
@@ -259,8 +270,9 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
     flags = keys;
 
     // 2. Matches.
-    bool windowMatch = !s.windowTriggerKeys.empty() &&
-                       (sameSet(keys, s.windowTriggerKeys) || sameSet(keys, plus(s.windowTriggerKeys, TriggerKey::rshift)));
+    bool windowMatch =
+        !s.windowTriggerKeys.empty() &&
+        (sameSet(keys, s.windowTriggerKeys) || sameSet(keys, plus(s.windowTriggerKeys, TriggerKey::rshift)));
     bool appMatch = !s.triggerKeys.empty() &&
                     (sameSet(keys, s.triggerKeys) || sameSet(keys, plus(s.triggerKeys, TriggerKey::rshift)) ||
                      sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift)));
@@ -270,10 +282,12 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
     // 3. The application trigger.
     bool appDown;
     TriggerList noShift = withoutShifts(keys);
-    if (hijackCommandHeld && sameSet(noShift, {TriggerKey::lcmd, TriggerKey::rightCommand}) && noShift.size() == 2) {
+    if (hijackCommandHeld && sameSet(noShift, {TriggerKey::lcmd, TriggerKey::rightCommand}) &&
+        noShift.size() == 2) {
         appDown = false;
     } else {
-        appDown = appMatch || actionMatch || (hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys)) ||
+        appDown = appMatch || actionMatch ||
+                  (hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys)) ||
                   (assignTriggerEnabled() && sameSet(keys, s.assignKeyTriggerKeys));
     }
 
@@ -316,8 +330,10 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
         if (!done) {
             bool cleanTap = appTriggerKeyPressTime && now() - *appTriggerKeyPressTime < kDoubleTapWindow &&
                             !appTriggerKeyUsedDuringHold && !appTriggerTapContaminated;
-            if (cleanTap) lastAppTriggerTapTime = now();
-            else lastAppTriggerTapTime.reset();
+            if (cleanTap)
+                lastAppTriggerTapTime = now();
+            else
+                lastAppTriggerTapTime.reset();
             appTriggerKeyPressTime.reset();
             if (s.stickyAppSwitcher && cycleLatchArmed && tabCycling && !tabCycleScopeOverride &&
                 !pickCommittedByMouseDuringHold) {
@@ -364,9 +380,12 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
     // 8. Take-over of the command keys.
     TriggerList base = withoutShifts(keys);
     bool wanted = s.hijackCommandTab || (s.enableWindowCycleKey && s.hijackWindowCycleHotkey);
-    bool anyTrigger = appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get();
-    bool baseFits = (base.size() == 1 && (base[0] == TriggerKey::lcmd || base[0] == TriggerKey::rightCommand)) ||
-                    (hijackCommandHeld && base.size() == 2 && sameSet(base, {TriggerKey::lcmd, TriggerKey::rightCommand}));
+    bool anyTrigger =
+        appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get();
+    bool baseFits =
+        (base.size() == 1 && (base[0] == TriggerKey::lcmd || base[0] == TriggerKey::rightCommand)) ||
+        (hijackCommandHeld && base.size() == 2 &&
+         sameSet(base, {TriggerKey::lcmd, TriggerKey::rightCommand}));
     if (wanted && !anyTrigger && !isLatched() && baseFits) {
         if (!hijackCommandHeld) {
             hijackCommandHeld = true;
@@ -463,7 +482,8 @@ void InputManager::capsLockTapToggle() {
 
 void InputManager::flagsMonitorEvent(std::uint64_t f) {
     if (capsLockHeld) {
-        TriggerList mods = without(triggersFromEventFlags(f & platform::flag::monitorMask), TriggerKey::capsLock);
+        TriggerList mods =
+            without(triggersFromEventFlags(f & platform::flag::monitorMask), TriggerKey::capsLock);
         if (!mods.empty()) {
             hyperkeyModifierFlags = mods;
             capsLockUsedAsModifier = true;
@@ -483,8 +503,9 @@ void InputManager::flagsMonitorEvent(std::uint64_t f) {
         if (lastGlobalFlagsChangedAt != stamp) return;
         if (std::abs(lastTapFlagsChangedAt - stamp) <= kDeadTapWindow) return;
         if (!tapRunning_) return;
-        ferrow::Log::info("Event tap not working anymore (NSEvent monitor saw flags the tap did not), restarting: {}",
-                          describeTriggers(triggersFromEventFlags(f)));
+        ferrow::Log::info(
+            "Event tap not working anymore (NSEvent monitor saw flags the tap did not), restarting: {}",
+            describeTriggers(triggersFromEventFlags(f)));
         stopKeyTap();
         startKeyTap();
     });
@@ -498,7 +519,8 @@ void InputManager::updateWindowCycleHotkey() {
     constexpr int kHotKey = 27;
     if (auto value = ws->symbolicHotKeyValue(kHotKey)) windowCycleHotkeyKeyCode = value->keyCode;
     std::string cycleChar(lowQWERTYCharacter(settings_.windowCycleKey));
-    if (settings_.enableWindowCycleKey && settings_.hijackWindowCycleHotkey && !settings_.ignoredKeys.count(cycleChar)) {
+    if (settings_.enableWindowCycleKey && settings_.hijackWindowCycleHotkey &&
+        !settings_.ignoredKeys.count(cycleChar)) {
         if (ws->isSymbolicHotKeyEnabled(kHotKey)) {
             ws->setSymbolicHotKeyEnabled(kHotKey, false);
             didDisableWindowCycleHotkey = true;
@@ -534,7 +556,8 @@ void InputManager::resumeAfterOverlay() {
     overlayVisible = false;
     refreshTapSeesBareKeys();
     auto* tap = platform::Platform::current().eventTap;
-    TriggerList keys = without(triggersFromEventFlags(tap ? tap->sourceFlagsState() : 0), TriggerKey::capsLock);
+    TriggerList keys =
+        without(triggersFromEventFlags(tap ? tap->sourceFlagsState() : 0), TriggerKey::capsLock);
     if (capsLockHeld) keys.push_back(TriggerKey::capsLock);
     handleFlagsChanged(keys);
 }

@@ -23,7 +23,7 @@ class HotkeyRouter;
 // on to the frontmost app or stops here. Owns the event tap and its filter. Main thread, except the
 // filter, which runs on the tap thread.
 class InputManager {
-public:
+  public:
     InputManager();
     ~InputManager();
     InputManager(const InputManager&) = delete;
@@ -148,7 +148,7 @@ public:
     TapHealth& health() { return *health_; }
     std::size_t flagsChangeCount() const { return flagsChangeCount_; }
 
-private:
+  private:
     bool isPaused() const;
     void clearCapsLockState();
     void capsLockTapToggle();

@@ -21,8 +21,10 @@ void readTriggers(const char* key, std::vector<TriggerKey>& out) {
     std::vector<TriggerKey> list;
     for (auto& item : *v) {
         std::optional<TriggerKey> k;
-        if (item.is_number_integer()) k = triggerKeyFromRaw(item.get<int>());
-        else if (item.is_string()) k = triggerKeyFromName(item.get<std::string>());
+        if (item.is_number_integer())
+            k = triggerKeyFromRaw(item.get<int>());
+        else if (item.is_string())
+            k = triggerKeyFromName(item.get<std::string>());
         if (!k) return;  // one bad entry: the whole key reads as its default
         list.push_back(*k);
     }
@@ -53,20 +55,57 @@ void readKey(const char* key, Key& out) {
 }  // namespace
 
 const std::vector<std::string>& InputSettings::keys() {
-    static const std::vector<std::string> k{
-        "triggerKeys",        "windowTriggerKeys",      "assignKeyTriggerKeys",     "hideOnFocusTriggerKeys",
-        "stageTriggerKeys",   "ignoredKeys",            "pauseApps",                "enableAssignHotkey",
-        "enableHideOnFocusHotkey", "enableSelectionActionHotkeys", "doubleTapSearchOpenWindows",
-        "stickyAppSwitcher",  "stickyAppSwitcherScope", "hijackCommandTab",         "enableWindowCycleKey",
-        "hijackWindowCycleHotkey", "windowCycleKey",    "enableTabCycle",           "capsLockTapToggles",
-        "warnOnSecureInput",  "tactoraEnabled",         "tactoraHideOSDWhenShown",
-        "activationMode", "whenAlreadyFocusedAction", "adaptiveFollowupGraceMs", "staticBreakoutThresholdMs",
-        "showAppSwitcher", "windowSwitchOSDDelay", "spaceMode", "minimizeKey", "specialKey", "exposeKey",
-        "windowMinimizeKey", "windowSpecialKey", "stageSpecialKey", "stageMinimizeKey", "stageRepositionKey",
-        "prevSpaceKey", "nextSpaceKey", "enableHideAndSettingsKeys", "enableWindowSpecialKeys", "alwaysHideOthers",
-        "hideOnlyFocusedAppOnMinus", "minimizeOnlyFocusedWindowOnMinus", "enableStickySpaceSearch",
-        "enableAdjacentSpaceSwitching", "enableWindowMoveToSpaceShortcut", "enableStageMoveToSpaceShortcut",
-        "exposeOverlay", "focusOnKeyUp", "switcherAppsOnly"};
+    static const std::vector<std::string> k{"triggerKeys",
+                                            "windowTriggerKeys",
+                                            "assignKeyTriggerKeys",
+                                            "hideOnFocusTriggerKeys",
+                                            "stageTriggerKeys",
+                                            "ignoredKeys",
+                                            "pauseApps",
+                                            "enableAssignHotkey",
+                                            "enableHideOnFocusHotkey",
+                                            "enableSelectionActionHotkeys",
+                                            "doubleTapSearchOpenWindows",
+                                            "stickyAppSwitcher",
+                                            "stickyAppSwitcherScope",
+                                            "hijackCommandTab",
+                                            "enableWindowCycleKey",
+                                            "hijackWindowCycleHotkey",
+                                            "windowCycleKey",
+                                            "enableTabCycle",
+                                            "capsLockTapToggles",
+                                            "warnOnSecureInput",
+                                            "tactoraEnabled",
+                                            "tactoraHideOSDWhenShown",
+                                            "activationMode",
+                                            "whenAlreadyFocusedAction",
+                                            "adaptiveFollowupGraceMs",
+                                            "staticBreakoutThresholdMs",
+                                            "showAppSwitcher",
+                                            "windowSwitchOSDDelay",
+                                            "spaceMode",
+                                            "minimizeKey",
+                                            "specialKey",
+                                            "exposeKey",
+                                            "windowMinimizeKey",
+                                            "windowSpecialKey",
+                                            "stageSpecialKey",
+                                            "stageMinimizeKey",
+                                            "stageRepositionKey",
+                                            "prevSpaceKey",
+                                            "nextSpaceKey",
+                                            "enableHideAndSettingsKeys",
+                                            "enableWindowSpecialKeys",
+                                            "alwaysHideOthers",
+                                            "hideOnlyFocusedAppOnMinus",
+                                            "minimizeOnlyFocusedWindowOnMinus",
+                                            "enableStickySpaceSearch",
+                                            "enableAdjacentSpaceSwitching",
+                                            "enableWindowMoveToSpaceShortcut",
+                                            "enableStageMoveToSpaceShortcut",
+                                            "exposeOverlay",
+                                            "focusOnKeyUp",
+                                            "switcherAppsOnly"};
     return k;
 }
 
@@ -98,13 +137,21 @@ InputSettings InputSettings::load() {
 
     if (auto v = stored("activationMode")) {
         std::string m = v->is_string() ? v->get<std::string>() : "";
-        if (v->is_number_integer()) m = v->get<int>() == 0 ? "onPress" : v->get<int>() == 1 ? "onRelease" : v->get<int>() == 2 ? "adaptive" : "";
-        if (m == "onPress") s.activationMode = ActivationMode::onPress;
-        else if (m == "onRelease") s.activationMode = ActivationMode::onRelease;
-        else if (m == "adaptive") s.activationMode = ActivationMode::adaptive;
+        if (v->is_number_integer())
+            m = v->get<int>() == 0   ? "onPress"
+                : v->get<int>() == 1 ? "onRelease"
+                : v->get<int>() == 2 ? "adaptive"
+                                     : "";
+        if (m == "onPress")
+            s.activationMode = ActivationMode::onPress;
+        else if (m == "onRelease")
+            s.activationMode = ActivationMode::onRelease;
+        else if (m == "adaptive")
+            s.activationMode = ActivationMode::adaptive;
     }
     if (auto v = stored("whenAlreadyFocusedAction")) {
-        static const std::pair<const char*, int> names[] = {{"hide", 0}, {"expose", 1}, {"cycleWindows", 3}, {"doNothing", 4}};
+        static const std::pair<const char*, int> names[] = {
+            {"hide", 0}, {"expose", 1}, {"cycleWindows", 3}, {"doNothing", 4}};
         if (v->is_number_integer()) {
             int raw = v->get<int>();
             if (raw == 0 || raw == 1 || raw == 3 || raw == 4) s.whenAlreadyFocusedAction = raw;
@@ -114,8 +161,10 @@ InputSettings InputSettings::load() {
         }
     }
     if (auto v = stored("spaceMode"); v && v->is_string()) {
-        if (v->get<std::string>() == "multi") s.spaceMode = SpaceMode::multi;
-        else if (v->get<std::string>() == "single") s.spaceMode = SpaceMode::single;
+        if (v->get<std::string>() == "multi")
+            s.spaceMode = SpaceMode::multi;
+        else if (v->get<std::string>() == "single")
+            s.spaceMode = SpaceMode::single;
     }
     auto readInt = [](const char* key, int& out) {
         auto v = stored(key);
@@ -154,7 +203,8 @@ InputSettings InputSettings::load() {
 
 namespace zelk {
 std::int64_t InputSettings::staticBreakoutThresholdNanos() const {
-    if (staticBreakoutThresholdMs >= 1) return static_cast<std::int64_t>(staticBreakoutThresholdMs) * 1'000'000;
+    if (staticBreakoutThresholdMs >= 1)
+        return static_cast<std::int64_t>(staticBreakoutThresholdMs) * 1'000'000;
     return showAppSwitcher ? 500'000'000 : 250'000'000;
 }
 }  // namespace zelk

@@ -16,9 +16,15 @@ using Mode = InputSettings::ActivationMode;
 using SpaceMode = InputSettings::SpaceMode;
 
 namespace {
-bool isDigitKey(Key k) { return k >= Key::zero && k <= Key::nine; }
-int digitValue(Key k) { return static_cast<int>(k) - static_cast<int>(Key::zero); }
-bool isLetterKey(Key k) { return k <= Key::z; }
+bool isDigitKey(Key k) {
+    return k >= Key::zero && k <= Key::nine;
+}
+int digitValue(Key k) {
+    return static_cast<int>(k) - static_cast<int>(Key::zero);
+}
+bool isLetterKey(Key k) {
+    return k <= Key::z;
+}
 constexpr ferrow::Nanos kSearchDebounce = ferrow::ms(90);
 constexpr std::int64_t kHideAllDecayMs = 400;
 }  // namespace
@@ -74,8 +80,8 @@ bool KeyRouter::breakoutGap() const {
 }
 
 bool KeyRouter::isSingleLetterQuery() const {
-    return input_.searchActive && !forceSearchMode && !searchWindowsOnly.get() && searchBuffer.get().size() == 1 &&
-           services_.learnedAppFor(searchBuffer.get()).has_value();
+    return input_.searchActive && !forceSearchMode && !searchWindowsOnly.get() &&
+           searchBuffer.get().size() == 1 && services_.learnedAppFor(searchBuffer.get()).has_value();
 }
 
 void KeyRouter::markUsed() {
@@ -86,7 +92,8 @@ void KeyRouter::markUsed() {
 
 // The chain --------------------------------------------------------------------------------------
 
-TapDecision KeyRouter::routeKeyDown(Key key, const platform::KeyEvent& event, const TriggerList& keys, bool repeat) {
+TapDecision KeyRouter::routeKeyDown(Key key, const platform::KeyEvent& event, const TriggerList& keys,
+                                    bool repeat) {
     ++routed_;
     input_.currentKeydownEventTS = event.timestamp ? static_cast<ferrow::Nanos>(event.timestamp) : now();
     Log::info("tap keyDown: key={} triggers=[{}]", keyName(key), describeTriggers(keys));
@@ -109,7 +116,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     }
     // 4. A running grace: the same letter again (already-focused action) or a slow key commits it.
     if (adaptiveGraceActive) {
-        bool sameLetter = input_.graceTargetsAlreadyFocusedAction && input_.keyDownDispatchedRouteLetter == letter;
+        bool sameLetter =
+            input_.graceTargetsAlreadyFocusedAction && input_.keyDownDispatchedRouteLetter == letter;
         bool slowKey = graceIsStaticLaunch && breakoutGap();
         cancelGrace(sameLetter || slowKey);
         // The same letter fired the already-focused action: it must not run twice.
@@ -121,13 +129,18 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     // 5.
     if (key == Key::forwardDelete && (input_.searchActive || input_.tabCycling)) key = Key::delete_;
     // 6. Arrows.
-    bool arrow = key == Key::leftArrow || key == Key::rightArrow || key == Key::upArrow || key == Key::downArrow;
+    bool arrow =
+        key == Key::leftArrow || key == Key::rightArrow || key == Key::upArrow || key == Key::downArrow;
     if (arrow) {
         bool passable;
-        if (input_.isLatched()) passable = false;
-        else if (input_.osdHidden) passable = true;
-        else if (input_.appTriggerKeyUsedDuringHold || input_.tabCycling) passable = false;
-        else passable = !forceSearchMode;
+        if (input_.isLatched())
+            passable = false;
+        else if (input_.osdHidden)
+            passable = true;
+        else if (input_.appTriggerKeyUsedDuringHold || input_.tabCycling)
+            passable = false;
+        else
+            passable = !forceSearchMode;
         if ((key == Key::leftArrow || key == Key::rightArrow) && !input_.tabCycling) return TapDecision::pass;
         if ((key == Key::upArrow || key == Key::downArrow) && passable) return TapDecision::pass;
         if (!contains(s.triggerKeys, TriggerKey::fn)) keys = without(keys, TriggerKey::fn);
@@ -140,7 +153,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     // 9. Auto-repeat under an active state: only Delete, Down, Up and single letters go on.
     bool active = anyTrigger || input_.tabCycling || input_.searchActive;
     if (repeat && active) {
-        bool allowed = key == Key::delete_ || key == Key::downArrow || key == Key::upArrow || isLetterKey(key) ||
+        bool allowed = key == Key::delete_ || key == Key::downArrow || key == Key::upArrow ||
+                       isLetterKey(key) ||
                        (input_.tabCycling && (key == Key::tab || key == s.windowCycleKey));
         if (!allowed) return TapDecision::swallow;
     }
@@ -154,12 +168,14 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     // 12.-14. Refresh, pin and the selection actions under the action combo.
     bool latchCombo = input_.isLatched() && sameSet(keys, {TriggerKey::lcmd});
     bool actionCombo = matchesActionCombo(keys, s.triggerKeys) || latchCombo;
-    if (key == Key::r && (appHeld || input_.isLatched()) && (input_.tabCycling || input_.searchActive) && actionCombo) {
+    if (key == Key::r && (appHeld || input_.isLatched()) && (input_.tabCycling || input_.searchActive) &&
+        actionCombo) {
         markUsed();
         return TapDecision::swallow;
     }
     if (s.enableSelectionActionHotkeys && actionCombo && (appHeld || input_.isLatched())) {
-        if (repeat && (key == Key::w || key == Key::q || key == Key::h || key == Key::o)) return TapDecision::swallow;
+        if (repeat && (key == Key::w || key == Key::q || key == Key::h || key == Key::o))
+            return TapDecision::swallow;
         if (services_.runSelectionAction(letter)) {
             markUsed();
             return TapDecision::swallow;
@@ -304,7 +320,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         // 40.-41. Search versus focus.
         auto staticA = services_.staticAssignment(letter);
         auto dynamicA = services_.dynamicAssignment(letter);
-        bool letterSearches = services_.letterReachesLaunchable(letter) || services_.letterIsAmbiguating(letter);
+        bool letterSearches =
+            services_.letterReachesLaunchable(letter) || services_.letterIsAmbiguating(letter);
         bool deferFirstLetter = !s.showAppSwitcher && !staticA && dynamicA && !letterSearches;
         typedOverLearned = false;
         if (s.activationMode != Mode::onRelease && !staticA && dynamicA) {
@@ -324,7 +341,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             }
         } else {
             bool hideKey = key == s.hideKey && s.enableHideAndActionKeys;
-            if (hideKey || key == Key::zero || staticA || deferFirstLetter) return letterCommit(key, letter, repeat);
+            if (hideKey || key == Key::zero || staticA || deferFirstLetter)
+                return letterCommit(key, letter, repeat);
         }
         // 42. A letter that reaches an app.
         if (appSwitchKeysHold(key)) {
@@ -403,13 +421,14 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
                 return TapDecision::swallow;
             }
         }
-        if ((key == s.prevSpaceKey || key == s.nextSpaceKey) && !isIgnored(key) && s.spaceMode == SpaceMode::multi &&
-            s.enableWindowMoveToSpaceShortcut) {
+        if ((key == s.prevSpaceKey || key == s.nextSpaceKey) && !isIgnored(key) &&
+            s.spaceMode == SpaceMode::multi && s.enableWindowMoveToSpaceShortcut) {
             markUsed();
             services_.moveFocusedWindowAdjacent(key == s.prevSpaceKey ? -1 : 1);
             return TapDecision::swallow;
         }
-        bool special = s.enableWindowMinimizeAndAssignKeys && (key == s.windowMinimizeKey || key == s.windowAssignKey);
+        bool special =
+            s.enableWindowMinimizeAndAssignKeys && (key == s.windowMinimizeKey || key == s.windowAssignKey);
         if (windowSwitchKeysHold(key) || special) {
             markUsed();
             onSecondaryHotkey(key);
@@ -433,7 +452,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         return TapDecision::swallow;
     }
     // 48. Hide on focus.
-    if (input_.hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys) && appSwitchKeysHold(key)) {
+    if (input_.hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys) &&
+        appSwitchKeysHold(key)) {
         markUsed();
         onHideOnFocusHotkey(key);
         return TapDecision::swallow;
@@ -477,17 +497,18 @@ TapDecision KeyRouter::letterCommit(Key key, const std::string& letter, bool rep
         pendingActivation = [this, letter, hideOthers] { activateLetter(letter, hideOthers); };
         adaptiveGraceTimer.cancel();
         std::weak_ptr<bool> alive = alive_;
-        adaptiveGraceTimer = ferrow::MainQueue::shared().asyncAfter(ferrow::ms(s.adaptiveFollowupGraceMs), [this, alive] {
-            if (alive.lock()) graceExpired();
-        });
+        adaptiveGraceTimer =
+            ferrow::MainQueue::shared().asyncAfter(ferrow::ms(s.adaptiveFollowupGraceMs), [this, alive] {
+                if (alive.lock()) graceExpired();
+            });
     }
     // The letter feeds the search behind the commit.
     if (assignment && appSwitchKeysHold(key)) appendToSearch(key, repeat);
     return TapDecision::swallow;
 }
 
-bool KeyRouter::shouldDeferForAdaptive(Key key, const std::string& letter, const std::optional<RoutedAssignment>& a,
-                                       bool alreadyFocused) const {
+bool KeyRouter::shouldDeferForAdaptive(Key key, const std::string& letter,
+                                       const std::optional<RoutedAssignment>& a, bool alreadyFocused) const {
     const auto& s = input_.settings();
     if (s.activationMode != Mode::adaptive) return false;
     if (key == s.hideKey || key == Key::zero || !a || !a->app.running()) return false;
@@ -523,10 +544,10 @@ void KeyRouter::armStaticLaunchGrace(const std::string& letter, bool hideOthers)
     pendingActivation = [this, letter, hideOthers] { activateLetter(letter, hideOthers); };
     adaptiveGraceTimer.cancel();
     std::weak_ptr<bool> alive = alive_;
-    adaptiveGraceTimer = ferrow::MainQueue::shared().asyncAfter(input_.settings().staticBreakoutThresholdNanos(),
-                                                                [this, alive] {
-                                                                    if (alive.lock()) graceExpired();
-                                                                });
+    adaptiveGraceTimer = ferrow::MainQueue::shared().asyncAfter(
+        input_.settings().staticBreakoutThresholdNanos(), [this, alive] {
+            if (alive.lock()) graceExpired();
+        });
 }
 
 void KeyRouter::runPending() {
@@ -542,8 +563,10 @@ void KeyRouter::appendToSearch(Key key, bool repeat) {
     std::string ch(lowQWERTYCharacter(key));
     if (ch.empty()) return;
     bool rapid = input_.lastKeypressDuringHoldEventTS &&
-                 input_.currentKeydownEventTS - *input_.lastKeypressDuringHoldEventTS < s.staticBreakoutThresholdNanos();
-    if (!forceSearchMode && !rapid && searchBuffer.get().size() == 1 && !searchSelectionTouched) searchBuffer = "";
+                 input_.currentKeydownEventTS - *input_.lastKeypressDuringHoldEventTS <
+                     s.staticBreakoutThresholdNanos();
+    if (!forceSearchMode && !rapid && searchBuffer.get().size() == 1 && !searchSelectionTouched)
+        searchBuffer = "";
     input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
     searchBuffer = searchBuffer.get() + ch;
     input_.searchActive = true;

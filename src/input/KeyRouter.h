@@ -18,7 +18,7 @@ class AppDelegate;
 // the key), the three activation modes with their grace, the typed search's entry points, and the
 // commit when the trigger comes up. Also the hotkey operations the chain calls. Main thread.
 class KeyRouter final : public HotkeyRouter {
-public:
+  public:
     KeyRouter(InputManager& input, RoutingServices services);
     ~KeyRouter() override;
 
@@ -70,7 +70,7 @@ public:
     RoutingServices& services() { return services_; }
     std::size_t routedCount() const { return routed_; }
 
-private:
+  private:
     using Decision = platform::TapDecision;
     Decision route(Key key, const TriggerList& keys, bool repeat);
     Decision letterCommit(Key key, const std::string& letter, bool repeat);

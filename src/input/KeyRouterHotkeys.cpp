@@ -68,7 +68,8 @@ void KeyRouter::activateLetter(const std::string& letter, bool hideOthers) {
     if (auto app = services_.nearestRunningApp(letter)) focusAssignedApp(*app, hideOthers, std::nullopt);
 }
 
-bool KeyRouter::focusAssignedApp(const RoutedApp& app, bool hideOthers, const std::optional<RoutedAssignment>& a) {
+bool KeyRouter::focusAssignedApp(const RoutedApp& app, bool hideOthers,
+                                 const std::optional<RoutedAssignment>& a) {
     auto* ws = platform::Platform::current().workspace;
     auto front = ws ? ws->frontmostApplication() : std::nullopt;
     if (front && front->bundleID == app.bundleID) {
@@ -115,7 +116,8 @@ void KeyRouter::hideKeyAction() {
         return;
     }
     if (!appsThatWereHidden.empty()) {
-        for (auto& app : appsThatWereHidden) ws->unhide(app.pid);
+        for (auto& app : appsThatWereHidden)
+            ws->unhide(app.pid);
         appsThatWereHidden.clear();
         return;
     }
@@ -132,7 +134,8 @@ void KeyRouter::hideKeyAction() {
         hidden.push_back({app.bundleID, app.name, app.pid});
     }
     appsThatWereHidden = hidden;
-    for (auto& app : hidden) ws->hide(app.pid);
+    for (auto& app : hidden)
+        ws->hide(app.pid);
     // Coming to the front ourselves draws focus away from Finder, which can then hide too.
     ws->activate(ws->ownPID(), false);
     if (finder) ws->hide(finder->pid);
@@ -199,8 +202,12 @@ void KeyRouter::onAssignHotkey(Key key) {
     services_.assignLetter({front->bundleID, front->name, front->pid}, std::string(lowQWERTYCharacter(key)));
 }
 
-bool KeyRouter::onSpecialHotkey() { return services_.specialHotkey(); }
+bool KeyRouter::onSpecialHotkey() {
+    return services_.specialHotkey();
+}
 
-void KeyRouter::saveStageHotkey() { services_.saveStage(); }
+void KeyRouter::saveStageHotkey() {
+    services_.saveStage();
+}
 
 }  // namespace zelk

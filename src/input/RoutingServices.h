@@ -37,7 +37,8 @@ struct RoutingServices {
     std::function<bool(const std::string& letter)> letterIsAmbiguating;  // begins more than one learned query
     std::function<std::optional<RoutedApp>(const std::string& query)> learnedAppFor;
     std::function<bool(const std::string& letter)> letterReachesLaunchable;
-    std::function<bool(const std::string& bundleID)> launchApp;  // a static assignment's app that isn't running
+    std::function<bool(const std::string& bundleID)>
+        launchApp;  // a static assignment's app that isn't running
     std::function<int(const std::string& bundleID)> windowCount;
     std::function<bool(const RoutedApp&, const std::string& key)> assignLetter;  // the assign trigger
 

@@ -15,11 +15,15 @@ constexpr ferrow::Nanos kFirstTick = ferrow::seconds(2.0);
 constexpr ferrow::Nanos kInterval = ferrow::ms(500);
 constexpr double kWarnAfterSeconds = 10.0;
 
-double uptime() { return ferrow::toSeconds(ferrow::MainQueue::shared().now()); }
+double uptime() {
+    return ferrow::toSeconds(ferrow::MainQueue::shared().now());
+}
 }  // namespace
 
 TapHealth::TapHealth(std::function<bool()> warn) : warnOnSecureInput_(std::move(warn)) {}
-TapHealth::~TapHealth() { next_.cancel(); }
+TapHealth::~TapHealth() {
+    next_.cancel();
+}
 
 void TapHealth::start() {
     if (started_) return;
@@ -57,12 +61,14 @@ void TapHealth::tick() {
     if (secure && secureInputSince_ == 0) {
         secureInputSince_ = uptime();
         holderPID_ = tap.secureInputPID();
-        ferrow::Log::info("tap health: macOS Secure Keyboard Entry engaged by {}; key taps are blind until it is released",
-                          holderDescription());
+        ferrow::Log::info(
+            "tap health: macOS Secure Keyboard Entry engaged by {}; key taps are blind until it is released",
+            holderDescription());
     } else if (!secure && secureInputSince_ > 0) {
         double held = uptime() - secureInputSince_;
-        ferrow::Log::info("tap health: Secure Keyboard Entry released after {}s, key taps can see events again",
-                          ferrow::decimal(std::round(held * 10) / 10));
+        ferrow::Log::info(
+            "tap health: Secure Keyboard Entry released after {}s, key taps can see events again",
+            ferrow::decimal(std::round(held * 10) / 10));
         secureInputSince_ = 0;
         holderPID_.reset();
         return;
@@ -75,11 +81,13 @@ void TapHealth::tick() {
     std::string name = "Another app";
     if (holderPID_ && p.workspace)
         if (auto app = p.workspace->runningApp(*holderPID_); app && !app->name.empty()) name = app->name;
-    std::string body = name +
-                       " turned on Secure Keyboard Entry, hiding key presses from zelk. Close its password field or "
-                       "turn its secure input off.";
+    std::string body =
+        name +
+        " turned on Secure Keyboard Entry, hiding key presses from zelk. Close its password field or "
+        "turn its secure input off.";
     // The notification hops to the main thread; here the tick already runs there.
-    if (p.notifications) p.notifications->postUserNotification("secureInputBlocksTap", "zelk can't receive key events", body);
+    if (p.notifications)
+        p.notifications->postUserNotification("secureInputBlocksTap", "zelk can't receive key events", body);
 }
 
 }  // namespace zelk

@@ -12,7 +12,7 @@ namespace zelk {
 // The health watch of the event tap: re-enables a tap the system disabled, and tracks Secure Keyboard
 // Entry (which blinds the tap) with its log lines and a one-time warning per holding process.
 class TapHealth {
-public:
+  public:
     // `warnOnSecureInput` is read at each tick.
     explicit TapHealth(std::function<bool()> warnOnSecureInput);
     ~TapHealth();
@@ -25,7 +25,7 @@ public:
     std::string holderDescription() const;
     bool secureInputEngaged() const { return secureInputSince_ > 0; }
 
-private:
+  private:
     void schedule(ferrow::Nanos delay);
     std::function<bool()> warnOnSecureInput_;
     bool started_ = false;

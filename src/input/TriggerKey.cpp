@@ -23,10 +23,14 @@ constexpr std::array<Info, kTriggerKeyCount> kInfo{{
     {"fn", "Function", "fn", ""},
     {"capsLock", "Caps Lock", "⇪", ""},
 }};
-const Info& info(TriggerKey k) { return kInfo[static_cast<std::size_t>(k)]; }
+const Info& info(TriggerKey k) {
+    return kInfo[static_cast<std::size_t>(k)];
+}
 }  // namespace
 
-std::string_view triggerKeyName(TriggerKey key) { return info(key).name; }
+std::string_view triggerKeyName(TriggerKey key) {
+    return info(key).name;
+}
 
 std::optional<TriggerKey> triggerKeyFromName(std::string_view name) {
     for (int i = 0; i < kTriggerKeyCount; ++i)
@@ -39,8 +43,14 @@ std::optional<TriggerKey> triggerKeyFromRaw(int raw) {
     return static_cast<TriggerKey>(raw);
 }
 
-std::string_view readableStr(TriggerKey key) { return info(key).readable; }
-std::string_view shortReadableStr(TriggerKey key) { return info(key).shortText; }
-std::string_view directionalStr(TriggerKey key) { return info(key).direction; }
+std::string_view readableStr(TriggerKey key) {
+    return info(key).readable;
+}
+std::string_view shortReadableStr(TriggerKey key) {
+    return info(key).shortText;
+}
+std::string_view directionalStr(TriggerKey key) {
+    return info(key).direction;
+}
 
 }  // namespace zelk

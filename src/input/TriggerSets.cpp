@@ -29,7 +29,8 @@ bool sameSet(const TriggerList& a, const TriggerList& b) {
     // Small lists: a bit mask over the raw values is exact and cheap.
     auto mask = [](const TriggerList& l) {
         std::uint32_t m = 0;
-        for (auto k : l) m |= 1u << static_cast<int>(k);
+        for (auto k : l)
+            m |= 1u << static_cast<int>(k);
         return m;
     };
     return mask(a) == mask(b);
@@ -61,7 +62,8 @@ TriggerList plus(const TriggerList& list, TriggerKey key) {
 
 std::string describeTriggers(const TriggerList& list, const char* separator) {
     std::vector<std::string> names;
-    for (auto k : list) names.emplace_back(shortReadableStr(k));
+    for (auto k : list)
+        names.emplace_back(shortReadableStr(k));
     return ferrow::join(names, separator);
 }
 
@@ -74,9 +76,11 @@ std::optional<TriggerKey> selectionActionModifier(const TriggerList& t) {
     if (t.empty()) return std::nullopt;
     bool left = false, right = false;
     for (auto k : t) {
-        if (k == TriggerKey::lshift || k == TriggerKey::lctrl || k == TriggerKey::lalt || k == TriggerKey::lcmd)
+        if (k == TriggerKey::lshift || k == TriggerKey::lctrl || k == TriggerKey::lalt ||
+            k == TriggerKey::lcmd)
             left = true;
-        if (k == TriggerKey::rightCommand || k == TriggerKey::ralt || k == TriggerKey::rctrl || k == TriggerKey::rshift)
+        if (k == TriggerKey::rightCommand || k == TriggerKey::ralt || k == TriggerKey::rctrl ||
+            k == TriggerKey::rshift)
             right = true;
     }
     if (left && right) return std::nullopt;

@@ -31,8 +31,8 @@ enum class AXError : std::int32_t {
 // A handle on an accessibility element; 0 is none. Handles stay valid even if the app hangs.
 using AXRef = std::uint64_t;
 
-using AXValue = std::variant<std::monostate, bool, std::int64_t, double, std::string, Point, Size, Rect, AXRef,
-                             std::vector<AXRef>>;
+using AXValue = std::variant<std::monostate, bool, std::int64_t, double, std::string, Point, Size, Rect,
+                             AXRef, std::vector<AXRef>>;
 
 template <typename T>
 struct AXResult {
@@ -44,7 +44,7 @@ struct AXResult {
 // The operations the logic needs of the accessibility API. Calls on an element block for at most its
 // messaging time-out (1.0 s is what every caller sets before the first query).
 class Accessibility {
-public:
+  public:
     virtual ~Accessibility() = default;
     virtual bool isProcessTrusted() = 0;
     virtual bool isProcessTrustedWithPrompt(bool prompt) = 0;
@@ -62,8 +62,10 @@ public:
     using ObserverCallback = std::function<void(AXRef element, const std::string& notification)>;
     // An observer for one app; callbacks arrive on the main queue. 0 on failure.
     virtual std::uint64_t createObserver(std::int32_t pid, ObserverCallback callback) = 0;
-    virtual AXError addNotification(std::uint64_t observer, AXRef element, const std::string& notification) = 0;
-    virtual AXError removeNotification(std::uint64_t observer, AXRef element, const std::string& notification) = 0;
+    virtual AXError addNotification(std::uint64_t observer, AXRef element,
+                                    const std::string& notification) = 0;
+    virtual AXError removeNotification(std::uint64_t observer, AXRef element,
+                                       const std::string& notification) = 0;
     virtual void destroyObserver(std::uint64_t observer) = 0;
 };
 

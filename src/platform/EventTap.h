@@ -43,7 +43,7 @@ enum class TapDecision { pass, swallow };
 // The session event tap, the keyboard around it and the layout mapping. The tap callback runs on the
 // tap thread; the flags monitor and caps lock callbacks run on the main queue.
 class EventTap {
-public:
+  public:
     virtual ~EventTap() = default;
     using TapCallback = std::function<TapDecision(const KeyEvent&)>;
     // Creates and enables the tap; false when it can't be created (no permission).
@@ -56,7 +56,8 @@ public:
     // The modifier flags state of the session right now.
     virtual std::uint64_t sourceFlagsState() = 0;
     virtual void postKeyEvent(std::uint16_t keyCode, bool down, std::uint64_t flags) = 0;
-    virtual void postKeyEventToPid(std::int32_t pid, std::uint16_t keyCode, bool down, std::uint64_t flags) = 0;
+    virtual void postKeyEventToPid(std::int32_t pid, std::uint16_t keyCode, bool down,
+                                   std::uint64_t flags) = 0;
 
     // Caps lock: the HID callback (held or not) and the lock state the light shows.
     virtual bool startCapsLockMonitor(std::function<void(bool held)> callback) = 0;

@@ -77,7 +77,9 @@ std::optional<Key> keyFromCharacter(std::string_view character) {
     return std::nullopt;
 }
 
-bool isAlphanumeric(Key key) { return static_cast<int>(key) <= static_cast<int>(Key::nine); }
+bool isAlphanumeric(Key key) {
+    return static_cast<int>(key) <= static_cast<int>(Key::nine);
+}
 
 std::optional<std::uint16_t> qwertyKeyCode(Key key) {
     auto i = static_cast<int>(key);
@@ -90,6 +92,8 @@ std::optional<Key> qwertyKey(std::uint16_t code) {
     return static_cast<Key>(kCodeTable[code]);
 }
 
-bool isModifierKeyCode(std::uint16_t code) { return code >= 54 && code <= 63; }
+bool isModifierKeyCode(std::uint16_t code) {
+    return code >= 54 && code <= 63;
+}
 
 }  // namespace zelk

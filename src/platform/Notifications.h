@@ -11,7 +11,7 @@ using UserInfo = std::map<std::string, std::string>;
 
 // User notifications (banners) and distributed notifications between processes.
 class Notifications {
-public:
+  public:
     virtual ~Notifications() = default;
     virtual void postUserNotification(const std::string& identifier, const std::string& title,
                                       const std::string& body) = 0;

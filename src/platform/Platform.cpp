@@ -14,8 +14,14 @@ Platform& Platform::current() {
     if (!slot()) slot().emplace();
     return *slot();
 }
-void Platform::install(const Platform& platform) { slot() = platform; }
-void Platform::reset() { slot().reset(); }
-bool Platform::installed() { return slot().has_value() && slot()->workspace != nullptr; }
+void Platform::install(const Platform& platform) {
+    slot() = platform;
+}
+void Platform::reset() {
+    slot().reset();
+}
+bool Platform::installed() {
+    return slot().has_value() && slot()->workspace != nullptr;
+}
 
 }  // namespace zelk::platform

@@ -25,7 +25,7 @@ struct ProcessResult {
 
 // Child processes and scripts.
 class Processes {
-public:
+  public:
     virtual ~Processes() = default;
     virtual ProcessResult run(const ProcessRequest& request) = 0;
     // Runs a script in the system's scripting language; the result text, or nothing on error.

@@ -20,7 +20,8 @@ void MemorySettingsStore::remove(const std::string& key) {
 std::vector<std::string> MemorySettingsStore::keys() const {
     std::vector<std::string> out;
     out.reserve(values_.size());
-    for (auto& [k, _] : values_) out.push_back(k);
+    for (auto& [k, _] : values_)
+        out.push_back(k);
     return out;
 }
 

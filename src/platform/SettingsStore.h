@@ -15,7 +15,7 @@ namespace zelk::platform {
 // (JSON here). Writes notify observers on the writer's thread; changes made outside the program
 // (another process, a replay event) notify them too.
 class SettingsStore {
-public:
+  public:
     static constexpr const char* kDomain = "com.ferrowlabs.zelk";
     virtual ~SettingsStore() = default;
     virtual std::optional<nlohmann::json> read(const std::string& key) const = 0;
@@ -28,23 +28,23 @@ public:
         return changed_.subscribe(std::move(callback));
     }
 
-protected:
+  protected:
     void notifyChanged(const std::string& key) { changed_.emit(key); }
 
-private:
+  private:
     ferrow::Signal<std::string> changed_;
 };
 
 // A store that lives in memory only: the simulated desktop's, and tests'.
 class MemorySettingsStore final : public SettingsStore {
-public:
+  public:
     std::optional<nlohmann::json> read(const std::string& key) const override;
     void write(const std::string& key, const nlohmann::json& value) override;
     void remove(const std::string& key) override;
     std::vector<std::string> keys() const override;
     bool synchronize() override { return true; }
 
-private:
+  private:
     std::map<std::string, nlohmann::json> values_;
 };
 

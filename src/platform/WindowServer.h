@@ -71,13 +71,14 @@ struct WindowImage {
 // The window server's operations, across every Space. Results that the real calls give as a status
 // code are optionals or bools here.
 class WindowServer {
-public:
+  public:
     virtual ~WindowServer() = default;
     virtual std::uint32_t mainConnectionID() = 0;  // 0: no window server
     virtual std::uint64_t activeSpace() = 0;
     virtual std::optional<std::vector<DisplaySpaces>> managedDisplaySpaces() = 0;
     virtual std::optional<std::string> activeMenuBarDisplayIdentifier() = 0;
-    virtual std::vector<std::uint64_t> spacesForWindows(int selector, const std::vector<std::uint32_t>& windows) = 0;
+    virtual std::vector<std::uint64_t> spacesForWindows(int selector,
+                                                        const std::vector<std::uint32_t>& windows) = 0;
     virtual std::vector<std::uint32_t> windowsOnSpace(std::uint64_t space, int options) = 0;
     virtual std::optional<std::uint32_t> windowOwner(std::uint32_t window) = 0;
     virtual std::optional<std::int32_t> connectionPID(std::uint32_t connection) = 0;
@@ -90,11 +91,13 @@ public:
     virtual bool requestScreenCaptureAccess() = 0;
 
     virtual std::optional<ProcessSerialNumber> processForPID(std::int32_t pid) = 0;
-    virtual bool setFrontProcessWithOptions(ProcessSerialNumber psn, std::uint32_t window, std::uint32_t mode) = 0;
+    virtual bool setFrontProcessWithOptions(ProcessSerialNumber psn, std::uint32_t window,
+                                            std::uint32_t mode) = 0;
     virtual bool postEventRecordTo(ProcessSerialNumber psn, const std::vector<std::uint8_t>& record) = 0;
     virtual bool spaceSetFrontPSN(std::uint64_t space, ProcessSerialNumber psn) = 0;
     virtual bool managedDisplaySetCurrentSpace(const std::string& display, std::uint64_t space) = 0;
-    virtual bool moveWindowsToManagedSpace(const std::vector<std::uint32_t>& windows, std::uint64_t space) = 0;
+    virtual bool moveWindowsToManagedSpace(const std::vector<std::uint32_t>& windows,
+                                           std::uint64_t space) = 0;
     virtual bool bridgedMoveAvailable() = 0;
     virtual bool bridgedMoveWindows(const std::vector<std::uint32_t>& windows, std::uint64_t space) = 0;
 
@@ -112,7 +115,8 @@ public:
     // Round-trips an event through its data form; empty on failure.
     virtual std::optional<GestureEvent> serializeGestureEvent(const GestureEvent& event) = 0;
 
-    virtual std::vector<WindowImage> captureWindows(const std::vector<std::uint32_t>& windows, std::uint32_t options) = 0;
+    virtual std::vector<WindowImage> captureWindows(const std::vector<std::uint32_t>& windows,
+                                                    std::uint32_t options) = 0;
     // The operating system's major version (decides the gesture form).
     virtual int osMajorVersion() = 0;
 };

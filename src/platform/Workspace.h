@@ -37,11 +37,11 @@ struct RunningApp {
 struct InstalledApp {
     std::string path;
     std::string bundleID;
-    std::string name;         // display name
-    std::string bundleName;   // the bundle's own name
+    std::string name;        // display name
+    std::string bundleName;  // the bundle's own name
     std::string executablePath;
-    double lastUsed = 0;      // wall seconds; 0 unknown
-    bool isAgent = false;     // a menu-bar or background app
+    double lastUsed = 0;   // wall seconds; 0 unknown
+    bool isAgent = false;  // a menu-bar or background app
     bool operator==(const InstalledApp&) const = default;
 };
 
@@ -77,7 +77,7 @@ struct WorkspaceEvent {
 
 // Running and installed applications, as the workspace knows them. Notifications arrive on the main queue.
 class Workspace {
-public:
+  public:
     virtual ~Workspace() = default;
     virtual std::vector<RunningApp> runningApplications() = 0;
     virtual std::optional<RunningApp> frontmostApplication() = 0;
@@ -110,10 +110,10 @@ public:
         return events_.subscribe(std::move(callback));
     }
 
-protected:
+  protected:
     void publish(const WorkspaceEvent& event) { events_.emit(event); }
 
-private:
+  private:
     ferrow::Signal<WorkspaceEvent> events_;
 };
 

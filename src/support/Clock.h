@@ -8,9 +8,15 @@ namespace ferrow {
 using Nanos = std::int64_t;
 constexpr Nanos kNanosPerMs = 1'000'000;
 constexpr Nanos kNanosPerSecond = 1'000'000'000;
-constexpr Nanos ms(std::int64_t n) { return n * kNanosPerMs; }
-constexpr Nanos seconds(double s) { return static_cast<Nanos>(s * 1e9 + (s >= 0 ? 0.5 : -0.5)); }
-constexpr double toSeconds(Nanos n) { return static_cast<double>(n) / 1e9; }
+constexpr Nanos ms(std::int64_t n) {
+    return n * kNanosPerMs;
+}
+constexpr Nanos seconds(double s) {
+    return static_cast<Nanos>(s * 1e9 + (s >= 0 ? 0.5 : -0.5));
+}
+constexpr double toSeconds(Nanos n) {
+    return static_cast<double>(n) / 1e9;
+}
 
 // A virtual uptime starts here, as a real machine's does, so fields that use 0 for "never" behave.
 constexpr Nanos kVirtualUptimeBase = 10'000 * kNanosPerSecond;
@@ -18,7 +24,7 @@ constexpr Nanos kVirtualUptimeBase = 10'000 * kNanosPerSecond;
 constexpr double kVirtualWallBase = 1767603600.0;
 
 class Clock {
-public:
+  public:
     virtual ~Clock() = default;
     // Monotonic uptime.
     virtual Nanos now() const = 0;
@@ -34,7 +40,7 @@ public:
 };
 
 class RealClock final : public Clock {
-public:
+  public:
     Nanos now() const override;
     double wallSeconds() const override;
     void block(Nanos duration) override;
@@ -42,7 +48,7 @@ public:
 };
 
 class VirtualClock final : public Clock {
-public:
+  public:
     explicit VirtualClock(Nanos start = kVirtualUptimeBase, double wallAtStart = kVirtualWallBase)
         : start_(start), now_(start), wallAtStart_(wallAtStart) {}
     Nanos now() const override { return now_.load(std::memory_order_acquire); }
@@ -54,7 +60,7 @@ public:
     void advanceBy(Nanos d) { advanceTo(now() + d); }
     Nanos start() const { return start_; }
 
-private:
+  private:
     Nanos start_;
     std::atomic<Nanos> now_;
     double wallAtStart_;

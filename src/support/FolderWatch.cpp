@@ -14,8 +14,9 @@ FolderWatch::FolderWatch(std::vector<std::string> folders, Callback callback, bo
     fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (fd_ < 0) return;
     for (auto& folder : folders_) {
-        int wd = inotify_add_watch(fd_, folder.c_str(),
-                                   IN_CREATE | IN_DELETE | IN_MODIFY | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE);
+        int wd = inotify_add_watch(
+            fd_, folder.c_str(),
+            IN_CREATE | IN_DELETE | IN_MODIFY | IN_MOVED_FROM | IN_MOVED_TO | IN_CLOSE_WRITE);
         if (wd >= 0) watches_.emplace_back(wd, folder);
     }
     if (watches_.empty() || !background || pipe2(stopPipe_, O_CLOEXEC) != 0) return;

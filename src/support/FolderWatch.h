@@ -10,7 +10,7 @@ namespace ferrow {
 // Watches folders (not recursively) for files created, changed, moved or removed, and calls back on
 // the main queue with the paths that changed. Bursts arrive as one call per change; callers debounce.
 class FolderWatch {
-public:
+  public:
     using Callback = std::function<void(const std::string& path)>;
     // With `background` false no thread is started and the owner calls processEvents() itself.
     FolderWatch(std::vector<std::string> folders, Callback callback, bool background = true);
@@ -23,7 +23,7 @@ public:
     // Waits up to `timeoutMs` for changes and posts them; returns how many were read.
     int processEvents(int timeoutMs);
 
-private:
+  private:
     void loop();
     std::vector<std::string> folders_;
     Callback callback_;

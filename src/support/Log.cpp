@@ -12,10 +12,14 @@ namespace ferrow {
 
 const char* logLevelName(LogLevel level) {
     switch (level) {
-        case LogLevel::debug: return "debug";
-        case LogLevel::info: return "info";
-        case LogLevel::error: return "error";
-        case LogLevel::fault: return "fault";
+        case LogLevel::debug:
+            return "debug";
+        case LogLevel::info:
+            return "info";
+        case LogLevel::error:
+            return "error";
+        case LogLevel::fault:
+            return "fault";
     }
     return "info";
 }
@@ -36,10 +40,14 @@ LogState& state() {
 }
 spdlog::level::level_enum toSpd(LogLevel level) {
     switch (level) {
-        case LogLevel::debug: return spdlog::level::debug;
-        case LogLevel::info: return spdlog::level::info;
-        case LogLevel::error: return spdlog::level::err;
-        case LogLevel::fault: return spdlog::level::critical;
+        case LogLevel::debug:
+            return spdlog::level::debug;
+        case LogLevel::info:
+            return spdlog::level::info;
+        case LogLevel::error:
+            return spdlog::level::err;
+        case LogLevel::fault:
+            return spdlog::level::critical;
     }
     return spdlog::level::info;
 }
@@ -70,9 +78,11 @@ void Log::write(LogLevel level, std::string message) {
         }
         if (s.fileLogger) s.fileLogger->log(toSpd(level), message);
         sinks.reserve(s.sinks.size());
-        for (auto& [_, sink] : s.sinks) sinks.push_back(sink);
+        for (auto& [_, sink] : s.sinks)
+            sinks.push_back(sink);
     }
-    for (auto& sink : sinks) sink(level, message);
+    for (auto& sink : sinks)
+        sink(level, message);
 }
 
 void Log::setConsole(bool on, LogLevel minimum) {
@@ -128,9 +138,13 @@ LogCapture::LogCapture() {
         lines_.push_back(Line{level, std::string(message)});
     });
 }
-LogCapture::~LogCapture() { Log::removeSink(token_); }
+LogCapture::~LogCapture() {
+    Log::removeSink(token_);
+}
 
-bool LogCapture::contains(std::string_view message) const { return count(message) > 0; }
+bool LogCapture::contains(std::string_view message) const {
+    return count(message) > 0;
+}
 
 bool LogCapture::containsSubstring(std::string_view part) const {
     return std::any_of(lines_.begin(), lines_.end(),

@@ -17,7 +17,7 @@ using LogSink = std::function<void(LogLevel, std::string_view message)>;
 // Logging under the subsystem "com.ferrowlabs.zelk": one format string per event, the operation's
 // name first. Lines go to stderr (unless quiet), an optional file, and every registered sink.
 class Log {
-public:
+  public:
     static constexpr const char* kSubsystem = "com.ferrowlabs.zelk";
 
     static void write(LogLevel level, std::string message);
@@ -53,7 +53,7 @@ public:
 
 // Keeps every line while alive; for tests.
 class LogCapture {
-public:
+  public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -68,7 +68,7 @@ public:
     std::size_t count(std::string_view message) const;
     void clear() { lines_.clear(); }
 
-private:
+  private:
     int token_;
     std::vector<Line> lines_;
 };

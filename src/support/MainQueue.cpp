@@ -7,8 +7,12 @@ namespace ferrow {
 void WorkItem::cancel() {
     if (state_) state_->cancelled.store(true);
 }
-bool WorkItem::isCancelled() const { return state_ && state_->cancelled.load(); }
-bool WorkItem::isPending() const { return state_ && !state_->cancelled.load() && !state_->done.load(); }
+bool WorkItem::isCancelled() const {
+    return state_ && state_->cancelled.load();
+}
+bool WorkItem::isPending() const {
+    return state_ && !state_->cancelled.load() && !state_->done.load();
+}
 
 namespace {
 std::unique_ptr<MainQueue>& sharedSlot() {
@@ -17,7 +21,9 @@ std::unique_ptr<MainQueue>& sharedSlot() {
 }
 }  // namespace
 
-MainQueue::MainQueue(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) { adoptCurrentThread(); }
+MainQueue::MainQueue(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) {
+    adoptCurrentThread();
+}
 MainQueue::~MainQueue() = default;
 
 MainQueue& MainQueue::shared() {
@@ -31,7 +37,9 @@ MainQueue& MainQueue::install(std::shared_ptr<Clock> clock) {
     return *sharedSlot();
 }
 
-void MainQueue::reset() { sharedSlot().reset(); }
+void MainQueue::reset() {
+    sharedSlot().reset();
+}
 
 void MainQueue::push(Nanos due, Work work, std::shared_ptr<WorkItem::State> state) {
     {
@@ -41,7 +49,9 @@ void MainQueue::push(Nanos due, Work work, std::shared_ptr<WorkItem::State> stat
     cv_.notify_one();
 }
 
-void MainQueue::async(Work work) { push(now(), std::move(work), nullptr); }
+void MainQueue::async(Work work) {
+    push(now(), std::move(work), nullptr);
+}
 
 WorkItem MainQueue::asyncAfter(Nanos delay, Work work) {
     WorkItem item;

@@ -18,7 +18,7 @@ using Work = std::function<void()>;
 // A handle on scheduled work. Cancelling it before it runs means it never runs; a default
 // WorkItem is empty and cancelling it does nothing.
 class WorkItem {
-public:
+  public:
     WorkItem() = default;
     void cancel();
     bool isCancelled() const;
@@ -26,7 +26,7 @@ public:
     bool isPending() const;
     explicit operator bool() const { return state_ != nullptr; }
 
-private:
+  private:
     friend class MainQueue;
     struct State {
         std::atomic<bool> cancelled{false};
@@ -38,7 +38,7 @@ private:
 // The one queue that carries all logic. On a virtual clock it is driven by runUntil() from the thread
 // that owns it, deterministically; on the real clock run() blocks and serves it until stop().
 class MainQueue {
-public:
+  public:
     explicit MainQueue(std::shared_ptr<Clock> clock);
     ~MainQueue();
     MainQueue(const MainQueue&) = delete;
@@ -80,7 +80,7 @@ public:
     void run();
     void stop();
 
-private:
+  private:
     struct Item {
         Nanos due;
         std::uint64_t seq;
@@ -107,22 +107,26 @@ private:
 };
 
 // Shorthands on the shared queue.
-inline void mainAsync(Work work) { MainQueue::shared().async(std::move(work)); }
+inline void mainAsync(Work work) {
+    MainQueue::shared().async(std::move(work));
+}
 inline WorkItem mainAsyncAfter(std::int64_t milliseconds, Work work) {
     return MainQueue::shared().asyncAfter(ms(milliseconds), std::move(work));
 }
-inline Nanos now() { return MainQueue::shared().now(); }
+inline Nanos now() {
+    return MainQueue::shared().now();
+}
 
 // Work the system runs off the main thread (metadata queries, policy reads, captures). On a virtual
 // clock it is drained in order with the main queue, so runs stay deterministic.
 class BackgroundQueue {
-public:
+  public:
     explicit BackgroundQueue(std::string label);
     ~BackgroundQueue();
     void async(Work work);
     const std::string& label() const { return label_; }
 
-private:
+  private:
     void loop();
     std::string label_;
     std::mutex mutex_;

@@ -8,7 +8,7 @@ namespace ferrow {
 
 // Ends a subscription when destroyed (or on cancel()). Safe to outlive what it subscribed to.
 class Subscription {
-public:
+  public:
     Subscription() = default;
     explicit Subscription(std::function<void()> cancel) : cancel_(std::move(cancel)) {}
     Subscription(Subscription&& other) noexcept : cancel_(std::exchange(other.cancel_, nullptr)) {}
@@ -27,14 +27,14 @@ public:
     }
     explicit operator bool() const { return cancel_ != nullptr; }
 
-private:
+  private:
     std::function<void()> cancel_;
 };
 
 // A list of callbacks; subscribers may unsubscribe (or subscribe) from inside a callback.
 template <typename... Args>
 class Signal {
-public:
+  public:
     using Callback = std::function<void(const Args&...)>;
     Signal() : subs_(std::make_shared<Subs>()) {}
 
@@ -50,13 +50,13 @@ public:
     void emit(const Args&... args) const {
         // Copy so callbacks can change the subscriber list.
         std::vector<std::pair<int, std::shared_ptr<Callback>>> snapshot(subs_->callbacks.begin(),
-                                                                          subs_->callbacks.end());
+                                                                        subs_->callbacks.end());
         for (auto& [id, cb] : snapshot)
             if (subs_->callbacks.count(id)) (*cb)(args...);
     }
     std::size_t subscriberCount() const { return subs_->callbacks.size(); }
 
-private:
+  private:
     struct Subs {
         int next = 0;
         std::map<int, std::shared_ptr<Callback>> callbacks;
@@ -67,7 +67,7 @@ private:
 // A value with change subscriptions. set() notifies only when the value changes.
 template <typename T>
 class Observable {
-public:
+  public:
     Observable() = default;
     explicit Observable(T initial) : value_(std::move(initial)) {}
     const T& get() const { return value_; }
@@ -85,7 +85,7 @@ public:
         return changed_.subscribe(std::move(callback));
     }
 
-private:
+  private:
     T value_{};
     Signal<T> changed_;
 };

@@ -24,7 +24,8 @@ std::vector<std::string> mergedEnvironment(const std::map<std::string, std::stri
         if (eq != std::string::npos && extra.count(entry.substr(0, eq))) continue;
         env.push_back(entry);
     }
-    for (auto& [k, v] : extra) env.push_back(k + "=" + v);
+    for (auto& [k, v] : extra)
+        env.push_back(k + "=" + v);
     return env;
 }
 }  // namespace
@@ -50,11 +51,13 @@ ShellResult runShell(const ShellCommand& command) {
     std::vector<std::string> args{command.program};
     args.insert(args.end(), command.arguments.begin(), command.arguments.end());
     std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
+    for (auto& a : args)
+        argv.push_back(a.data());
     argv.push_back(nullptr);
     auto envStrings = mergedEnvironment(command.environment);
     std::vector<char*> envp;
-    for (auto& e : envStrings) envp.push_back(e.data());
+    for (auto& e : envStrings)
+        envp.push_back(e.data());
     envp.push_back(nullptr);
     pid_t pid = 0;
     int rc = posix_spawn(&pid, command.program.c_str(), &actions, nullptr, argv.data(), envp.data());
@@ -80,7 +83,8 @@ ShellResult runShell(const ShellCommand& command) {
     int open = 2;
     char buffer[4096];
     while (open > 0) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
+                                                                          std::chrono::steady_clock::now());
         if (left.count() <= 0) {
             result.timedOut = true;
             kill(pid, SIGKILL);
@@ -90,7 +94,8 @@ ShellResult runShell(const ShellCommand& command) {
         for (int i = 0; i < 2; ++i) {
             if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP | POLLERR))) continue;
             ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
-            if (n > 0) (i == 0 ? result.output : result.errorOutput).append(buffer, static_cast<std::size_t>(n));
+            if (n > 0)
+                (i == 0 ? result.output : result.errorOutput).append(buffer, static_cast<std::size_t>(n));
             else {
                 close(fds[i].fd);
                 fds[i].fd = -1;

@@ -39,7 +39,7 @@ struct PromiseBase {
 
 template <typename T>
 class Task {
-public:
+  public:
     struct promise_type : detail::PromiseBase {
         std::optional<T> value;
         Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
@@ -65,7 +65,7 @@ public:
 
     std::coroutine_handle<promise_type> release() { return std::exchange(handle_, nullptr); }
 
-private:
+  private:
     void destroy() {
         if (handle_) handle_.destroy();
         handle_ = nullptr;
@@ -75,7 +75,7 @@ private:
 
 template <>
 class Task<void> {
-public:
+  public:
     struct promise_type : detail::PromiseBase {
         Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
         void return_void() {}
@@ -100,7 +100,7 @@ public:
 
     std::coroutine_handle<promise_type> release() { return std::exchange(handle_, nullptr); }
 
-private:
+  private:
     void destroy() {
         if (handle_) handle_.destroy();
         handle_ = nullptr;
@@ -126,7 +126,11 @@ struct SleepAwaiter {
     }
     void await_resume() const noexcept {}
 };
-inline SleepAwaiter sleepMs(std::int64_t milliseconds) { return SleepAwaiter{ms(milliseconds)}; }
-inline SleepAwaiter sleepFor(Nanos delay) { return SleepAwaiter{delay}; }
+inline SleepAwaiter sleepMs(std::int64_t milliseconds) {
+    return SleepAwaiter{ms(milliseconds)};
+}
+inline SleepAwaiter sleepFor(Nanos delay) {
+    return SleepAwaiter{delay};
+}
 
 }  // namespace ferrow

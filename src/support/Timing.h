@@ -10,14 +10,14 @@ namespace ferrow {
 // Debounce: every call restarts the wait; the action runs once, `interval` after the last call,
 // with the latest call's work. Like a timer held in a field, cancelled before it is replaced.
 class Debouncer {
-public:
+  public:
     explicit Debouncer(Nanos interval) : interval_(interval) {}
     ~Debouncer() { cancel(); }
     void call(Work work);
     void cancel() { pending_.cancel(); }
     bool isPending() const { return pending_.isPending(); }
 
-private:
+  private:
     Nanos interval_;
     WorkItem pending_;
 };
@@ -26,7 +26,7 @@ private:
 // interval that follows are folded into one run, with the latest work, at the interval's end; that
 // run opens a new interval. So at most one run per interval, and the last call is never lost.
 class Throttler {
-public:
+  public:
     explicit Throttler(Nanos interval) : interval_(interval) {}
     ~Throttler() { trailing_.cancel(); }
     void call(Work work);
@@ -36,7 +36,7 @@ public:
     }
     bool hasPending() const { return trailing_.isPending(); }
 
-private:
+  private:
     void fire(Work work);
     Nanos interval_;
     Nanos lastRun_ = -1;
@@ -48,7 +48,7 @@ private:
 // Runs a closure `times` times (or forever with times < 0), every `interval`, first after one
 // interval. stop() ends it; the closure may stop it from inside.
 class Repeater {
-public:
+  public:
     Repeater(std::string name, Nanos interval, int times, std::function<void()> work);
     ~Repeater() { stop(); }
     void stop();
@@ -56,7 +56,7 @@ public:
     const std::string& name() const { return name_; }
     int firedCount() const { return fired_; }
 
-private:
+  private:
     void schedule();
     std::string name_;
     Nanos interval_;

@@ -39,10 +39,13 @@ json resolvePlain(const std::string& s) {
     bool sawDigit = false, ok = true;
     for (const char* p = digits; p < e; ++p) {
         char c = *p;
-        if (c >= '0' && c <= '9') sawDigit = true;
-        else if (c != '.' && c != 'e' && c != 'E' && c != '-' && c != '+') ok = false;
+        if (c >= '0' && c <= '9')
+            sawDigit = true;
+        else if (c != '.' && c != 'e' && c != 'E' && c != '-' && c != '+')
+            ok = false;
     }
-    if (ok && sawDigit && digits < e && (std::isdigit(static_cast<unsigned char>(*digits)) || *digits == '.')) {
+    if (ok && sawDigit && digits < e &&
+        (std::isdigit(static_cast<unsigned char>(*digits)) || *digits == '.')) {
         double d = 0;
         auto r = std::from_chars(*b == '+' ? b + 1 : b, e, d);
         if (r.ec == std::errc() && r.ptr == e) return d;
@@ -51,10 +54,11 @@ json resolvePlain(const std::string& s) {
 }
 
 class Loader {
-public:
+  public:
     explicit Loader(std::string_view text) {
         yaml_parser_initialize(&parser_);
-        yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()), text.size());
+        yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()),
+                                     text.size());
     }
     ~Loader() { yaml_parser_delete(&parser_); }
 
@@ -65,7 +69,8 @@ public:
             if (!yaml_parser_load(&parser_, &doc)) {
                 if (error) {
                     error->message = parser_.problem ? parser_.problem : "invalid YAML";
-                    if (parser_.context) error->message = std::string(parser_.context) + ": " + error->message;
+                    if (parser_.context)
+                        error->message = std::string(parser_.context) + ": " + error->message;
                     error->line = parser_.problem_mark.line + 1;
                     error->column = parser_.problem_mark.column + 1;
                 }
@@ -81,7 +86,7 @@ public:
         return docs;
     }
 
-private:
+  private:
     std::optional<json> convert(yaml_document_t* doc, yaml_node_t* node, int depth, YamlError* error) {
         if (!node) return json(nullptr);
         if (depth > 200) {
@@ -90,13 +95,15 @@ private:
         }
         switch (node->type) {
             case YAML_SCALAR_NODE: {
-                std::string text(reinterpret_cast<const char*>(node->data.scalar.value), node->data.scalar.length);
+                std::string text(reinterpret_cast<const char*>(node->data.scalar.value),
+                                 node->data.scalar.length);
                 if (node->data.scalar.style == YAML_PLAIN_SCALAR_STYLE) return resolvePlain(text);
                 return json(text);
             }
             case YAML_SEQUENCE_NODE: {
                 json array = json::array();
-                for (auto* item = node->data.sequence.items.start; item < node->data.sequence.items.top; ++item) {
+                for (auto* item = node->data.sequence.items.start; item < node->data.sequence.items.top;
+                     ++item) {
                     auto value = convert(doc, yaml_document_get_node(doc, *item), depth + 1, error);
                     if (!value) return std::nullopt;
                     array.push_back(std::move(*value));
@@ -106,14 +113,16 @@ private:
             case YAML_MAPPING_NODE: {
                 json object = json::object();
                 json merged = json::object();
-                for (auto* pair = node->data.mapping.pairs.start; pair < node->data.mapping.pairs.top; ++pair) {
+                for (auto* pair = node->data.mapping.pairs.start; pair < node->data.mapping.pairs.top;
+                     ++pair) {
                     auto key = convert(doc, yaml_document_get_node(doc, pair->key), depth + 1, error);
                     if (!key) return std::nullopt;
                     auto value = convert(doc, yaml_document_get_node(doc, pair->value), depth + 1, error);
                     if (!value) return std::nullopt;
                     std::string name = key->is_string() ? key->get<std::string>() : key->dump();
                     if (name == "<<" && value->is_object()) {
-                        for (auto& [k, v] : value->items()) merged[k] = v;
+                        for (auto& [k, v] : value->items())
+                            merged[k] = v;
                         continue;
                     }
                     object[name] = std::move(*value);
@@ -148,14 +157,26 @@ std::string quoteYaml(const std::string& s) {
     std::string out = "\"";
     for (unsigned char c : s) {
         switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\t': out += "\\t"; break;
-            case '\r': out += "\\r"; break;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
             default:
-                if (c < 0x20) out += fmt::format("\\x{:02X}", c);
-                else out += static_cast<char>(c);
+                if (c < 0x20)
+                    out += fmt::format("\\x{:02X}", c);
+                else
+                    out += static_cast<char>(c);
         }
     }
     return out + "\"";
@@ -175,28 +196,38 @@ std::string scalar(const json& v) {
     return needsQuotes(s) ? quoteYaml(s) : s;
 }
 
-bool isEmptyCollection(const json& v) { return (v.is_object() || v.is_array()) && v.empty(); }
+bool isEmptyCollection(const json& v) {
+    return (v.is_object() || v.is_array()) && v.empty();
+}
 
 void emit(const json& v, int indent, std::string& out) {
     std::string pad(static_cast<std::size_t>(indent), ' ');
     if (v.is_object()) {
         for (auto& [k, item] : v.items()) {
             out += pad + (needsQuotes(k) ? quoteYaml(k) : k) + ":";
-            if (isEmptyCollection(item)) out += item.is_object() ? " {}\n" : " []\n";
-            else if (item.is_object()) { out += "\n"; emit(item, indent + 2, out); }
-            else if (item.is_array()) { out += "\n"; emit(item, indent, out); }
-            else out += " " + scalar(item) + "\n";
+            if (isEmptyCollection(item))
+                out += item.is_object() ? " {}\n" : " []\n";
+            else if (item.is_object()) {
+                out += "\n";
+                emit(item, indent + 2, out);
+            } else if (item.is_array()) {
+                out += "\n";
+                emit(item, indent, out);
+            } else
+                out += " " + scalar(item) + "\n";
         }
     } else if (v.is_array()) {
         for (auto& item : v) {
             out += pad + "-";
-            if (isEmptyCollection(item)) out += item.is_object() ? " {}\n" : " []\n";
+            if (isEmptyCollection(item))
+                out += item.is_object() ? " {}\n" : " []\n";
             else if (item.is_object() || item.is_array()) {
                 std::string inner;
                 emit(item, indent + 2, inner);
                 // The first line goes on the dash's line.
                 out += " " + inner.substr(static_cast<std::size_t>(indent) + 2);
-            } else out += " " + scalar(item) + "\n";
+            } else
+                out += " " + scalar(item) + "\n";
         }
     } else {
         out += pad + scalar(v) + "\n";

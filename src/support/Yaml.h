@@ -17,7 +17,8 @@ struct YamlError {
 
 std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error = nullptr);
 // Every document of a stream (an empty stream gives none).
-std::optional<std::vector<nlohmann::json>> parseYamlDocuments(std::string_view text, YamlError* error = nullptr);
+std::optional<std::vector<nlohmann::json>> parseYamlDocuments(std::string_view text,
+                                                              YamlError* error = nullptr);
 
 // Block-style YAML for a JSON value: keys in the value's order, strings quoted only where needed.
 std::string emitYaml(const nlohmann::json& value);

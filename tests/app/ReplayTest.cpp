@@ -54,7 +54,8 @@ std::vector<std::string> summary(const std::vector<json>& events, std::set<std::
         if (!kinds.count(kind)) continue;
         std::string s = e["t"].dump() + " " + kind;
         for (auto& [k, v] : e.items())
-            if (k != "t" && k != "kind") s += " " + k + "=" + (v.is_string() ? v.get<std::string>() : v.dump());
+            if (k != "t" && k != "kind")
+                s += " " + k + "=" + (v.is_string() ? v.get<std::string>() : v.dump());
         out.push_back(s);
     }
     return out;
@@ -104,7 +105,8 @@ TEST(Replay, KeysAreTracedWithTheirAnswerAndTapsReleaseTenMsLater) {
     EXPECT_EQ(keys[1].substr(0, 4), "110 ");
     EXPECT_NE(keys[1].find("down=false"), std::string::npos);
     EXPECT_NE(keys[2].find("repeat=true"), std::string::npos);
-    for (auto& k : keys) EXPECT_NE(k.find("action=passed"), std::string::npos);  // bare typing
+    for (auto& k : keys)
+        EXPECT_NE(k.find("action=passed"), std::string::npos);  // bare typing
 }
 
 TEST(Replay, ScriptEventsThatCannotApplyAreNotedAndTheRunGoesOn) {

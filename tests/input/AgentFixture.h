@@ -15,7 +15,8 @@ struct AgentFixture : SimFixture {
     void start(const std::string& world, const nlohmann::json& settings = nlohmann::json::object()) {
         ferrow::Log::setConsole(false);
         load(world);
-        for (auto& [k, v] : settings.items()) desktop.settings().write(k, v);
+        for (auto& [k, v] : settings.items())
+            desktop.settings().write(k, v);
         logs = std::make_unique<ferrow::LogCapture>();
         agent = std::make_unique<agent::Agent>();
         agent->start();

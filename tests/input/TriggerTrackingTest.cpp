@@ -12,8 +12,8 @@ TEST(TriggerSets, EventFlagsBecomeSidedKeysInFixedOrder) {
     EXPECT_EQ(triggersFromEventFlags(f::shift | f::rshift), (TriggerList{TriggerKey::rshift}));
     EXPECT_EQ(triggersFromEventFlags(f::command | f::rcmd | f::lshift | f::shift | f::fn),
               (TriggerList{TriggerKey::lshift, TriggerKey::rightCommand, TriggerKey::fn}));
-    EXPECT_TRUE(sameSet({TriggerKey::rightCommand, TriggerKey::ralt}, {TriggerKey::ralt, TriggerKey::rightCommand,
-                                                                       TriggerKey::ralt}));
+    EXPECT_TRUE(sameSet({TriggerKey::rightCommand, TriggerKey::ralt},
+                        {TriggerKey::ralt, TriggerKey::rightCommand, TriggerKey::ralt}));
     EXPECT_FALSE(sameSet({TriggerKey::rightCommand}, {TriggerKey::rightCommand, TriggerKey::rshift}));
 }
 
@@ -190,13 +190,15 @@ TEST_F(AgentFixture, SystemDisabledTapIsReEnabledAndLoggedAtMostEveryFiveSeconds
     tap.disableBySystem();
     EXPECT_TRUE(tap.isTapEnabled());
     tap.disableBySystem();
-    EXPECT_EQ(logs->count("key tap disabled by timeout (tap callback exceeded the system budget, main thread likely "
-                          "stalled), re-enabling"),
+    EXPECT_EQ(logs->count(
+                  "key tap disabled by timeout (tap callback exceeded the system budget, main thread likely "
+                  "stalled), re-enabling"),
               1u);
     runFor(5000);
     tap.disableBySystem();
-    EXPECT_EQ(logs->count("key tap disabled by timeout (tap callback exceeded the system budget, main thread likely "
-                          "stalled), re-enabling"),
+    EXPECT_EQ(logs->count(
+                  "key tap disabled by timeout (tap callback exceeded the system budget, main thread likely "
+                  "stalled), re-enabling"),
               2u);
 }
 
@@ -209,16 +211,18 @@ TEST_F(AgentFixture, HealthTimerReEnablesAndTracksSecureInput) {
     EXPECT_TRUE(logs->contains("tap health: key tap was disabled by the system, re-enabled"));
     world().faults.secureInputPID = world().app("com.apple.mail")->pid;
     runFor(500);
-    EXPECT_TRUE(logs->contains(
-        "tap health: macOS Secure Keyboard Entry engaged by Mail (pid 102); key taps are blind until it is released"));
+    EXPECT_TRUE(
+        logs->contains("tap health: macOS Secure Keyboard Entry engaged by Mail (pid 102); key taps are "
+                       "blind until it is released"));
     std::vector<std::string> banners;
     auto sub = world().changes.subscribe([&](const sim::WorldChange& c) {
         if (c.kind == sim::WorldChange::Kind::notification) banners.push_back(c.text1 + "|" + c.text3);
     });
     runFor(10000);
     ASSERT_EQ(banners.size(), 1u);
-    EXPECT_EQ(banners[0], "secureInputBlocksTap|Mail turned on Secure Keyboard Entry, hiding key presses from zelk. "
-                          "Close its password field or turn its secure input off.");
+    EXPECT_EQ(banners[0],
+              "secureInputBlocksTap|Mail turned on Secure Keyboard Entry, hiding key presses from zelk. "
+              "Close its password field or turn its secure input off.");
     world().faults.secureInputPID.reset();
     runFor(500);
     EXPECT_TRUE(logs->containsSubstring("tap health: Secure Keyboard Entry released after 1"));

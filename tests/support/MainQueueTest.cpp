@@ -134,7 +134,8 @@ TEST_F(QueueFixture, TasksSuspendOnTheVirtualClockWhileOtherWorkRuns) {
     int counter = 0, result = -1;
     Nanos finished = 0;
     spawn(outer(&counter, &result, &finished));
-    for (int i = 1; i <= 3; ++i) mainAsyncAfter(120 * i, [&] { ++counter; });
+    for (int i = 1; i <= 3; ++i)
+        mainAsyncAfter(120 * i, [&] { ++counter; });
     q().runUntil(t0 + ms(10000));
     EXPECT_EQ(counter, 3);
     EXPECT_EQ(result, 8);  // polls at 50..400; counter reaches 3 at 360

@@ -10,7 +10,8 @@
 using namespace ferrow;
 
 TEST(Shell, CollectsOutputExitCodeAndEnvironment) {
-    auto r = runShell({"/bin/sh", {"-c", "echo out; echo err >&2; echo $ZELK_T; exit 3"}, 5, {{"ZELK_T", "v"}}});
+    auto r =
+        runShell({"/bin/sh", {"-c", "echo out; echo err >&2; echo $ZELK_T; exit 3"}, 5, {{"ZELK_T", "v"}}});
     EXPECT_TRUE(r.started);
     EXPECT_EQ(r.exitCode, 3);
     EXPECT_EQ(r.output, "out\nv\n");
@@ -32,11 +33,12 @@ TEST(FolderWatch, ReportsAFileWrittenInTheFolderOnTheMainQueue) {
     auto dir = std::filesystem::path(::testing::TempDir()) / "zelk-watch";
     std::filesystem::create_directories(dir);
     std::vector<std::string> seen;
-    FolderWatch watch({dir.string()}, [&](const std::string& p) { seen.push_back(p); }, false);
+    FolderWatch watch(
+        {dir.string()}, [&](const std::string& p) { seen.push_back(p); }, false);
     ASSERT_TRUE(watch.isWatching());
     std::ofstream(dir / "config.yaml") << "a: 1\n";
     ASSERT_GT(watch.processEvents(5000), 0);  // the event is already queued by the kernel
-    EXPECT_TRUE(seen.empty());                 // nothing runs until the main queue does
+    EXPECT_TRUE(seen.empty());                // nothing runs until the main queue does
     MainQueue::shared().runDue();
     ASSERT_FALSE(seen.empty());
     EXPECT_EQ(seen.front(), (dir / "config.yaml").string());

@@ -20,8 +20,8 @@ SimAccessibility::SimAccessibility(SimWorld& world) : world_(world) {
 SimAccessibility::~SimAccessibility() = default;
 
 AXRef SimAccessibility::make(Kind kind, std::int32_t pid, std::uint32_t window) {
-    return (AXRef(static_cast<std::uint8_t>(kind)) << 56) | (AXRef(static_cast<std::uint32_t>(pid) & 0xFFFFFF) << 32) |
-           window;
+    return (AXRef(static_cast<std::uint8_t>(kind)) << 56) |
+           (AXRef(static_cast<std::uint32_t>(pid) & 0xFFFFFF) << 32) | window;
 }
 
 AXRef SimAccessibility::windowElement(std::int32_t pid, std::uint32_t window) {
@@ -33,9 +33,13 @@ bool SimAccessibility::isProcessTrustedWithPrompt(bool prompt) {
     return world_.permissions.accessibility;
 }
 
-AXRef SimAccessibility::applicationElement(std::int32_t pid) { return make(Kind::app, pid, 0); }
+AXRef SimAccessibility::applicationElement(std::int32_t pid) {
+    return make(Kind::app, pid, 0);
+}
 
-void SimAccessibility::setMessagingTimeout(AXRef element, double seconds) { timeouts_[element] = seconds; }
+void SimAccessibility::setMessagingTimeout(AXRef element, double seconds) {
+    timeouts_[element] = seconds;
+}
 
 AXError SimAccessibility::gate(AXRef element) {
     ++calls_;
@@ -45,8 +49,10 @@ AXError SimAccessibility::gate(AXRef element) {
     if (!app) return AXError::cannotComplete;  // dead peer
     if (world_.faults.axTimeout.count(app->bundleID)) {
         double timeout = kDefaultMessagingTimeout;
-        if (auto it = timeouts_.find(element); it != timeouts_.end()) timeout = it->second;
-        else if (auto at = timeouts_.find(applicationElement(app->pid)); at != timeouts_.end()) timeout = at->second;
+        if (auto it = timeouts_.find(element); it != timeouts_.end())
+            timeout = it->second;
+        else if (auto at = timeouts_.find(applicationElement(app->pid)); at != timeouts_.end())
+            timeout = at->second;
         ferrow::MainQueue::shared().clock().block(ferrow::seconds(timeout));
         return AXError::cannotComplete;
     }
@@ -115,7 +121,8 @@ AXResult<AXValue> SimAccessibility::copyAttribute(AXRef element, const std::stri
             if (attr == "AXRole") return value(std::string("AXButton"));
             if (attr == "AXSubrole") return value(std::string("AXCloseButton"));
             return none();
-        default: return {AXError::invalidUIElement, std::nullopt};
+        default:
+            return {AXError::invalidUIElement, std::nullopt};
     }
 }
 
@@ -211,24 +218,29 @@ AXError SimAccessibility::addNotification(std::uint64_t observer, AXRef element,
     if (it == observers_.end()) return AXError::invalidUIElementObserver;
     AXError g = gate(element);
     if (g != AXError::success) return g;
-    if (!it->second.registrations.insert({element, name}).second) return AXError::notificationAlreadyRegistered;
+    if (!it->second.registrations.insert({element, name}).second)
+        return AXError::notificationAlreadyRegistered;
     return AXError::success;
 }
 
 AXError SimAccessibility::removeNotification(std::uint64_t observer, AXRef element, const std::string& name) {
     auto it = observers_.find(observer);
     if (it == observers_.end()) return AXError::invalidUIElementObserver;
-    return it->second.registrations.erase({element, name}) ? AXError::success : AXError::notificationNotRegistered;
+    return it->second.registrations.erase({element, name}) ? AXError::success
+                                                           : AXError::notificationNotRegistered;
 }
 
-void SimAccessibility::destroyObserver(std::uint64_t observer) { observers_.erase(observer); }
+void SimAccessibility::destroyObserver(std::uint64_t observer) {
+    observers_.erase(observer);
+}
 
 void SimAccessibility::fire(std::int32_t pid, std::uint32_t window, const std::string& notification) {
     AXRef appRef = applicationElement(pid);
     AXRef target = window ? windowElement(pid, window) : appRef;
     for (auto& [id, obs] : observers_) {
         if (obs.pid != pid) continue;
-        if (!obs.registrations.count({appRef, notification}) && !obs.registrations.count({target, notification}))
+        if (!obs.registrations.count({appRef, notification}) &&
+            !obs.registrations.count({target, notification}))
             continue;
         std::uint64_t observerID = id;
         ferrow::mainAsync([this, observerID, target, notification] {
@@ -241,9 +253,15 @@ void SimAccessibility::fire(std::int32_t pid, std::uint32_t window, const std::s
 void SimAccessibility::onChange(const WorldChange& c) {
     using K = WorldChange::Kind;
     switch (c.kind) {
-        case K::windowCreated: fire(c.pid, c.window, "AXWindowCreated"); break;
-        case K::windowClosed: fire(c.pid, c.window, "AXUIElementDestroyed"); break;
-        case K::windowTitle: fire(c.pid, c.window, "AXTitleChanged"); break;
+        case K::windowCreated:
+            fire(c.pid, c.window, "AXWindowCreated");
+            break;
+        case K::windowClosed:
+            fire(c.pid, c.window, "AXUIElementDestroyed");
+            break;
+        case K::windowTitle:
+            fire(c.pid, c.window, "AXTitleChanged");
+            break;
         case K::windowFrame:
             fire(c.pid, c.window, "AXWindowMoved");
             fire(c.pid, c.window, "AXWindowResized");
@@ -257,15 +275,22 @@ void SimAccessibility::onChange(const WorldChange& c) {
                 fire(c.pid, c.window, "AXMainWindowChanged");
             }
             break;
-        case K::activate: fire(c.pid, 0, "AXApplicationActivated"); break;
-        case K::hide: fire(c.pid, 0, "AXApplicationHidden"); break;
-        case K::unhide: fire(c.pid, 0, "AXApplicationShown"); break;
+        case K::activate:
+            fire(c.pid, 0, "AXApplicationActivated");
+            break;
+        case K::hide:
+            fire(c.pid, 0, "AXApplicationHidden");
+            break;
+        case K::unhide:
+            fire(c.pid, 0, "AXApplicationShown");
+            break;
         case K::terminate: {
             for (auto it = observers_.begin(); it != observers_.end();)
                 it = it->second.pid == c.pid ? observers_.erase(it) : std::next(it);
             break;
         }
-        default: break;
+        default:
+            break;
     }
 }
 

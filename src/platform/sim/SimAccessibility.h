@@ -11,7 +11,7 @@ namespace zelk::sim {
 // an app with the time-out fault blocks every call for the element's messaging time-out and answers
 // -25204; without the permission every call answers -25211.
 class SimAccessibility final : public platform::Accessibility {
-public:
+  public:
     explicit SimAccessibility(SimWorld& world);
     ~SimAccessibility() override;
 
@@ -20,7 +20,8 @@ public:
     platform::AXRef applicationElement(std::int32_t pid) override;
     platform::AXRef systemWideElement() override { return kSystemWide; }
     void setMessagingTimeout(platform::AXRef element, double seconds) override;
-    platform::AXResult<platform::AXValue> copyAttribute(platform::AXRef element, const std::string& attribute) override;
+    platform::AXResult<platform::AXValue> copyAttribute(platform::AXRef element,
+                                                        const std::string& attribute) override;
     platform::AXError setAttribute(platform::AXRef element, const std::string& attribute,
                                    const platform::AXValue& value) override;
     platform::AXError performAction(platform::AXRef element, const std::string& action) override;
@@ -43,12 +44,14 @@ public:
     std::size_t callCount() const { return calls_; }
     int promptCount() const { return prompts_; }
 
-private:
+  private:
     enum class Kind : std::uint8_t { none = 0, app = 1, window = 2, systemWide = 3, closeButton = 4 };
     static constexpr platform::AXRef kSystemWide = platform::AXRef(3) << 56;
     static platform::AXRef make(Kind kind, std::int32_t pid, std::uint32_t window);
     static Kind kindOf(platform::AXRef ref) { return static_cast<Kind>(ref >> 56); }
-    static std::uint32_t windowOf(platform::AXRef ref) { return static_cast<std::uint32_t>(ref & 0xFFFFFFFF); }
+    static std::uint32_t windowOf(platform::AXRef ref) {
+        return static_cast<std::uint32_t>(ref & 0xFFFFFFFF);
+    }
     // Decides the fate of a call: blocked time, dead app, no permission. success to go on.
     platform::AXError gate(platform::AXRef element);
     const SimWindow* visibleWindow(platform::AXRef element) const;

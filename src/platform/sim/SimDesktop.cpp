@@ -12,7 +12,8 @@ std::vector<platform::Screen> SimScreens::screens() {
         s.name = d.name;
         s.uuid = d.uuid;
         s.frame = d.frame;
-        s.visibleFrame = {d.frame.x, d.frame.y + d.menuBarHeight, d.frame.width, d.frame.height - d.menuBarHeight};
+        s.visibleFrame = {d.frame.x, d.frame.y + d.menuBarHeight, d.frame.width,
+                          d.frame.height - d.menuBarHeight};
         s.isBuiltin = d.builtin;
         out.push_back(s);
     }
@@ -40,8 +41,8 @@ void SimNotifications::postDistributed(const std::string& name, const platform::
     ferrow::mainAsync([channel, userInfo] { channel->emit(userInfo); });
 }
 
-ferrow::Subscription SimNotifications::observeDistributed(const std::string& name,
-                                                          std::function<void(const platform::UserInfo&)> callback) {
+ferrow::Subscription SimNotifications::observeDistributed(
+    const std::string& name, std::function<void(const platform::UserInfo&)> callback) {
     auto& channel = channels_[name];
     if (!channel) channel = std::make_shared<ferrow::Signal<platform::UserInfo>>();
     return channel->subscribe(std::move(callback));

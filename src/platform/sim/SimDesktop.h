@@ -12,32 +12,32 @@
 namespace zelk::sim {
 
 class SimScreens final : public platform::Screens {
-public:
+  public:
     explicit SimScreens(SimWorld& world) : world_(world) {}
     std::vector<platform::Screen> screens() override;
     // The screen that holds the focused window (else the first).
     std::optional<platform::Screen> mainScreen() override;
 
-private:
+  private:
     SimWorld& world_;
 };
 
 class SimPointer final : public platform::Pointer {
-public:
+  public:
     explicit SimPointer(SimWorld& world) : world_(world) {}
     Point location() override { return world_.pointer(); }
     void warp(Point to) override { world_.warpPointer(to); }
     std::uint32_t pressedButtons() override { return buttons; }
     std::uint32_t buttons = 0;
 
-private:
+  private:
     SimWorld& world_;
 };
 
 // User notifications show on the simulated desktop (and in the trace); distributed notifications
 // travel between observers of this process, delivered on the main queue.
 class SimNotifications final : public platform::Notifications {
-public:
+  public:
     explicit SimNotifications(SimWorld& world) : world_(world) {}
     void postUserNotification(const std::string& identifier, const std::string& title,
                               const std::string& body) override;
@@ -45,7 +45,7 @@ public:
     ferrow::Subscription observeDistributed(const std::string& name,
                                             std::function<void(const platform::UserInfo&)> callback) override;
 
-private:
+  private:
     SimWorld& world_;
     std::map<std::string, std::shared_ptr<ferrow::Signal<platform::UserInfo>>> channels_;
 };
@@ -53,19 +53,19 @@ private:
 // Child processes on the simulated desktop: "/usr/bin/open -a PATH" launches, everything else is
 // recorded and answers as a program that isn't there.
 class SimProcesses final : public platform::Processes {
-public:
+  public:
     explicit SimProcesses(SimWorld& world) : world_(world) {}
     platform::ProcessResult run(const platform::ProcessRequest& request) override;
     std::optional<std::string> runScript(const std::string& source, std::string* error) override;
     std::vector<platform::ProcessRequest> requests;
 
-private:
+  private:
     SimWorld& world_;
 };
 
 // The whole simulated desktop: one world behind every platform interface.
 class SimDesktop {
-public:
+  public:
     SimDesktop();
     SimWorld& world() { return world_; }
     SimAccessibility& accessibility() { return accessibility_; }
@@ -79,7 +79,7 @@ public:
     // The interfaces, with the settings store given (default: the in-memory one).
     platform::Platform platform(platform::SettingsStore* settings = nullptr);
 
-private:
+  private:
     SimWorld world_;
     SimAccessibility accessibility_{world_};
     SimWindowServer windowServer_{world_};

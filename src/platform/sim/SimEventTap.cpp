@@ -9,11 +9,16 @@ using namespace platform;
 
 const std::vector<ModifierKeyInfo>& modifierKeys() {
     static const std::vector<ModifierKeyInfo> keys{
-        {"lshift", 56, flag::lshift, flag::shift},       {"lctrl", 59, flag::lctrl, flag::control},
-        {"lalt", 58, flag::lalt, flag::option},          {"lcmd", 55, flag::lcmd, flag::command},
-        {"rightCommand", 54, flag::rcmd, flag::command}, {"ralt", 61, flag::ralt, flag::option},
-        {"rctrl", 62, flag::rctrl, flag::control},       {"rshift", 60, flag::rshift, flag::shift},
-        {"fn", 63, 0, flag::fn},                         {"capsLock", 57, 0, 0},
+        {"lshift", 56, flag::lshift, flag::shift},
+        {"lctrl", 59, flag::lctrl, flag::control},
+        {"lalt", 58, flag::lalt, flag::option},
+        {"lcmd", 55, flag::lcmd, flag::command},
+        {"rightCommand", 54, flag::rcmd, flag::command},
+        {"ralt", 61, flag::ralt, flag::option},
+        {"rctrl", 62, flag::rctrl, flag::control},
+        {"rshift", 60, flag::rshift, flag::shift},
+        {"fn", 63, 0, flag::fn},
+        {"capsLock", 57, 0, 0},
     };
     return keys;
 }
@@ -52,7 +57,9 @@ std::uint64_t SimEventTap::currentFlags() const {
     return flags;
 }
 
-std::optional<Key> SimEventTap::key(std::uint16_t code) { return SimKeyboardLayout::key(world_.keyboardLayout, code); }
+std::optional<Key> SimEventTap::key(std::uint16_t code) {
+    return SimKeyboardLayout::key(world_.keyboardLayout, code);
+}
 
 std::optional<std::uint16_t> SimEventTap::keyCode(Key k) {
     return SimKeyboardLayout::keyCode(world_.keyboardLayout, k);
@@ -68,7 +75,8 @@ TapDecision SimEventTap::deliver(const KeyEvent& event) {
         inCallback_ = false;
     }
     if (decision == TapDecision::pass && event.type != EventType::flagsChanged)
-        world_.receivedKeys.push_back({world_.frontPid(), event.keyCode, event.type == EventType::keyDown, event.flags});
+        world_.receivedKeys.push_back(
+            {world_.frontPid(), event.keyCode, event.type == EventType::keyDown, event.flags});
     events.emit(Seen{event, decision, reaches});
     return decision;
 }
@@ -147,8 +155,10 @@ void SimEventTap::disableBySystem(bool byUserInput) {
 
 void SimEventTap::postKeyEvent(std::uint16_t keyCode, bool down, std::uint64_t flags) {
     // Posted events don't come back through our own tap; the system acts on its shortcuts.
-    if (down) world_.receivedKeys.push_back({world_.frontPid(), keyCode, true, flags});
-    else world_.receivedKeys.push_back({world_.frontPid(), keyCode, false, flags});
+    if (down)
+        world_.receivedKeys.push_back({world_.frontPid(), keyCode, true, flags});
+    else
+        world_.receivedKeys.push_back({world_.frontPid(), keyCode, false, flags});
 }
 
 void SimEventTap::postKeyEventToPid(std::int32_t pid, std::uint16_t keyCode, bool down, std::uint64_t flags) {

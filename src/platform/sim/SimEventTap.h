@@ -22,7 +22,7 @@ const ModifierKeyInfo* modifierKey(const std::string& name);
 // setHeldModifiers() and key(); each event goes through the tap callback (when the tap lives and is
 // enabled) and, when passed, to the frontmost app.
 class SimEventTap final : public platform::EventTap {
-public:
+  public:
     explicit SimEventTap(SimWorld& world) : world_(world) {}
 
     bool createTap(TapCallback callback) override;
@@ -63,7 +63,7 @@ public:
     // True while the tap callback runs for an event the keyboard made.
     bool inCallback() const { return inCallback_; }
 
-private:
+  private:
     std::uint64_t currentFlags() const;
     platform::TapDecision deliver(const platform::KeyEvent& event);
     void changeCapsLock(bool held);

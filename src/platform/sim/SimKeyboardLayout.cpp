@@ -22,9 +22,12 @@ std::string_view nth(std::string_view s, std::size_t n) {
     while (i < s.size()) {
         std::size_t len = 1;
         auto c = static_cast<unsigned char>(s[i]);
-        if (c >= 0xF0) len = 4;
-        else if (c >= 0xE0) len = 3;
-        else if (c >= 0xC0) len = 2;
+        if (c >= 0xF0)
+            len = 4;
+        else if (c >= 0xE0)
+            len = 3;
+        else if (c >= 0xC0)
+            len = 2;
         if (index == n) return s.substr(i, len);
         i += len;
         ++index;

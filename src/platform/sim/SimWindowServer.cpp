@@ -14,11 +14,16 @@ std::string validateKeyWindowRecord(const std::vector<std::uint8_t>& r, int expe
     if (r.size() != 0xF8) return "size " + std::to_string(r.size());
     for (std::size_t i = 0; i < r.size(); ++i) {
         std::uint8_t want = 0;
-        if (i == 0x04) want = 0xF8;
-        else if (i == 0x08) want = static_cast<std::uint8_t>(expectedKind);
-        else if (i >= 0x20 && i <= 0x2F) want = 0xFF;
-        else if (i == 0x3A) want = 0x10;
-        else if (i >= 0x3C && i <= 0x3F) continue;  // the window id
+        if (i == 0x04)
+            want = 0xF8;
+        else if (i == 0x08)
+            want = static_cast<std::uint8_t>(expectedKind);
+        else if (i >= 0x20 && i <= 0x2F)
+            want = 0xFF;
+        else if (i == 0x3A)
+            want = 0x10;
+        else if (i >= 0x3C && i <= 0x3F)
+            continue;  // the window id
         if (r[i] != want) return "byte " + std::to_string(i);
     }
     return "";
@@ -194,8 +199,10 @@ std::vector<platform::WindowInfo> SimWindowServer::windowList(int option, std::u
             r.bounds = world_.displays().empty() ? Rect{} : world_.displays().front().frame;
             rows.push_back(r);
         };
-        for (int i = 0; i < a; ++i) dockRow(90 + i, 20);
-        for (int i = 0; i < b; ++i) dockRow(95 + i, 18);
+        for (int i = 0; i < a; ++i)
+            dockRow(90 + i, 20);
+        for (int i = 0; i < b; ++i)
+            dockRow(95 + i, 18);
     }
     for (auto id : world_.zOrder()) {
         if (single && id != relativeTo) continue;
@@ -232,12 +239,14 @@ bool SimWindowServer::setFrontProcessWithOptions(platform::ProcessSerialNumber p
     return world_.activate(pid, w && w->pid == pid ? window : 0);
 }
 
-bool SimWindowServer::postEventRecordTo(platform::ProcessSerialNumber psn, const std::vector<std::uint8_t>& record) {
+bool SimWindowServer::postEventRecordTo(platform::ProcessSerialNumber psn,
+                                        const std::vector<std::uint8_t>& record) {
     auto pid = static_cast<std::int32_t>(psn.low);
     int kind = record.size() > 8 ? record[8] : 0;
     std::uint32_t window = 0;
     if (record.size() >= 0x40)
-        window = record[0x3C] | (record[0x3D] << 8) | (record[0x3E] << 16) | (std::uint32_t(record[0x3F]) << 24);
+        window =
+            record[0x3C] | (record[0x3D] << 8) | (record[0x3E] << 16) | (std::uint32_t(record[0x3F]) << 24);
     bool valid = (kind == 1 || kind == 2) && validateKeyWindowRecord(record, kind).empty();
     records_.push_back({pid, window, valid});
     if (!valid || !world_.appByPid(pid)) return false;
@@ -256,9 +265,11 @@ bool SimWindowServer::managedDisplaySetCurrentSpace(const std::string& display, 
     return world_.switchSpace(*d, space);
 }
 
-bool SimWindowServer::moveWindowsToManagedSpace(const std::vector<std::uint32_t>& windows, std::uint64_t space) {
+bool SimWindowServer::moveWindowsToManagedSpace(const std::vector<std::uint32_t>& windows,
+                                                std::uint64_t space) {
     bool all = true;
-    for (auto id : windows) all = world_.moveWindowToSpace(id, space) && all;
+    for (auto id : windows)
+        all = world_.moveWindowToSpace(id, space) && all;
     return all;
 }
 
@@ -307,19 +318,21 @@ std::vector<platform::WindowImage> SimWindowServer::captureWindows(const std::ve
         platform::WindowImage img;
         img.width = std::max(1, static_cast<int>(w->frame.width / 8));
         img.height = std::max(1, static_cast<int>(w->frame.height / 8));
-        img.rgba.assign(static_cast<std::size_t>(img.width * img.height * 4), static_cast<std::uint8_t>(id & 0xFF));
+        img.rgba.assign(static_cast<std::size_t>(img.width * img.height * 4),
+                        static_cast<std::uint8_t>(id & 0xFF));
         out.push_back(std::move(img));
     }
     return out;
 }
 
 void SimWindowServer::onChange(const WorldChange& c) {
-    int code = c.kind == WorldChange::Kind::windowCreated ? 1325
+    int code = c.kind == WorldChange::Kind::windowCreated  ? 1325
                : c.kind == WorldChange::Kind::windowClosed ? 1326
                                                            : 0;
     if (!code || notify_.count(code) == 0) return;
     std::vector<std::uint8_t> payload(16, 0);
-    for (int i = 0; i < 4; ++i) payload[8 + i] = static_cast<std::uint8_t>((c.window >> (8 * i)) & 0xFF);
+    for (int i = 0; i < 4; ++i)
+        payload[8 + i] = static_cast<std::uint8_t>((c.window >> (8 * i)) & 0xFF);
     auto range = notify_.equal_range(code);
     for (auto it = range.first; it != range.second; ++it) {
         auto cb = it->second;

@@ -14,22 +14,23 @@ std::string validateKeyWindowRecord(const std::vector<std::uint8_t>& record, int
 // shows) and the newest form (serialised pairs with phase copies). A swipe lands after the world's
 // latency; swipes made while one is sliding count from where it will end.
 class GestureDecoder {
-public:
+  public:
     explicit GestureDecoder(SimWorld& world) : world_(world) {}
     // False for an event the Dock would ignore.
     bool post(const platform::GestureEvent& event);
     int swipesSeen() const { return swipes_; }
 
-private:
+  private:
     void swipe(int direction, std::optional<Point> location);
     SimWorld& world_;
     bool began_ = false;
     int swipes_ = 0;
-    std::map<std::size_t, std::pair<std::size_t, ferrow::Nanos>> pending_;  // display -> (target index, lands at)
+    std::map<std::size_t, std::pair<std::size_t, ferrow::Nanos>>
+        pending_;  // display -> (target index, lands at)
 };
 
 class SimWindowServer final : public platform::WindowServer {
-public:
+  public:
     explicit SimWindowServer(SimWorld& world);
     ~SimWindowServer() override;
 
@@ -37,7 +38,8 @@ public:
     std::uint64_t activeSpace() override { return world_.activeSpace(); }
     std::optional<std::vector<platform::DisplaySpaces>> managedDisplaySpaces() override;
     std::optional<std::string> activeMenuBarDisplayIdentifier() override;
-    std::vector<std::uint64_t> spacesForWindows(int selector, const std::vector<std::uint32_t>& windows) override;
+    std::vector<std::uint64_t> spacesForWindows(int selector,
+                                                const std::vector<std::uint32_t>& windows) override;
     std::vector<std::uint32_t> windowsOnSpace(std::uint64_t space, int options) override;
     std::optional<std::uint32_t> windowOwner(std::uint32_t window) override;
     std::optional<std::int32_t> connectionPID(std::uint32_t connection) override;
@@ -48,8 +50,10 @@ public:
     bool screenCaptureAccess() override { return world_.permissions.screenRecording; }
     bool requestScreenCaptureAccess() override { return world_.permissions.screenRecording; }
     std::optional<platform::ProcessSerialNumber> processForPID(std::int32_t pid) override;
-    bool setFrontProcessWithOptions(platform::ProcessSerialNumber psn, std::uint32_t window, std::uint32_t mode) override;
-    bool postEventRecordTo(platform::ProcessSerialNumber psn, const std::vector<std::uint8_t>& record) override;
+    bool setFrontProcessWithOptions(platform::ProcessSerialNumber psn, std::uint32_t window,
+                                    std::uint32_t mode) override;
+    bool postEventRecordTo(platform::ProcessSerialNumber psn,
+                           const std::vector<std::uint8_t>& record) override;
     bool spaceSetFrontPSN(std::uint64_t space, platform::ProcessSerialNumber psn) override;
     bool managedDisplaySetCurrentSpace(const std::string& display, std::uint64_t space) override;
     bool moveWindowsToManagedSpace(const std::vector<std::uint32_t>& windows, std::uint64_t space) override;
@@ -61,7 +65,8 @@ public:
     bool setSymbolicHotKeyEnabled(int hotKey, bool enabled) override;
     void coreDockSendNotification(const std::string& name) override;
     bool postGestureEvent(const platform::GestureEvent& event) override { return gestures_.post(event); }
-    std::optional<platform::GestureEvent> serializeGestureEvent(const platform::GestureEvent& event) override {
+    std::optional<platform::GestureEvent> serializeGestureEvent(
+        const platform::GestureEvent& event) override {
         return event;
     }
     std::vector<platform::WindowImage> captureWindows(const std::vector<std::uint32_t>& windows,
@@ -87,7 +92,7 @@ public:
 
     static constexpr std::uint32_t kConnection = 0x5A31;
 
-private:
+  private:
     void onChange(const WorldChange& change);
     SimWorld& world_;
     GestureDecoder gestures_;

@@ -13,7 +13,9 @@ SimWorkspace::SimWorkspace(SimWorld& world) : world_(world) {
 }
 SimWorkspace::~SimWorkspace() = default;
 
-bool SimWorkspace::activate(std::int32_t pid, bool) { return world_.activate(pid); }
+bool SimWorkspace::activate(std::int32_t pid, bool) {
+    return world_.activate(pid);
+}
 
 platform::InstalledApp SimWorkspace::installed(const SimApp& app) const {
     platform::InstalledApp i;
@@ -48,7 +50,8 @@ void SimWorkspace::openApplication(const std::string& path, const platform::Open
     });
 }
 
-void SimWorkspace::open(const std::string& url, const std::string& appPath, const platform::OpenConfiguration& config,
+void SimWorkspace::open(const std::string& url, const std::string& appPath,
+                        const platform::OpenConfiguration& config,
                         std::function<void(platform::LaunchResult)> completion) {
     opened.emplace_back(url, appPath);
     if (appPath.empty()) {
@@ -59,7 +62,8 @@ void SimWorkspace::open(const std::string& url, const std::string& appPath, cons
 }
 
 std::vector<std::string> SimWorkspace::applicationDirectories() {
-    return {"/Applications", "/System/Applications", "/System/Applications/Utilities", "/Applications/Utilities"};
+    return {"/Applications", "/System/Applications", "/System/Applications/Utilities",
+            "/Applications/Utilities"};
 }
 
 void SimWorkspace::queryInstalledApps(std::function<void(std::vector<platform::InstalledApp>)> results) {
@@ -77,7 +81,8 @@ std::optional<platform::InstalledApp> SimWorkspace::bundleInfo(const std::string
 
 std::optional<platform::FileIdentity> SimWorkspace::fileIdentity(const std::string& path) {
     for (auto& a : world_.apps())
-        if (a.installed && (a.path == path || a.path + "/Contents/MacOS/" + a.name == path)) return a.identity;
+        if (a.installed && (a.path == path || a.path + "/Contents/MacOS/" + a.name == path))
+            return a.identity;
     return std::nullopt;
 }
 
@@ -106,7 +111,8 @@ void SimWorkspace::onChange(const WorldChange& c) {
     switch (c.kind) {
         case K::appRunning:
         case K::terminate: {
-            appEvent(c.kind == K::appRunning ? WorkspaceEventKind::didLaunch : WorkspaceEventKind::didTerminate);
+            appEvent(c.kind == K::appRunning ? WorkspaceEventKind::didLaunch
+                                             : WorkspaceEventKind::didTerminate);
             WorkspaceEvent e{WorkspaceEventKind::runningApplicationsChanged};
             e.oldApps = lastRunning_;
             e.newApps = world_.runningApps();
@@ -114,11 +120,20 @@ void SimWorkspace::onChange(const WorldChange& c) {
             post(e);
             break;
         }
-        case K::activate: appEvent(WorkspaceEventKind::didActivate); break;
-        case K::hide: appEvent(WorkspaceEventKind::didHide); break;
-        case K::unhide: appEvent(WorkspaceEventKind::didUnhide); break;
-        case K::space: post(WorkspaceEvent{WorkspaceEventKind::activeSpaceDidChange}); break;
-        default: break;
+        case K::activate:
+            appEvent(WorkspaceEventKind::didActivate);
+            break;
+        case K::hide:
+            appEvent(WorkspaceEventKind::didHide);
+            break;
+        case K::unhide:
+            appEvent(WorkspaceEventKind::didUnhide);
+            break;
+        case K::space:
+            post(WorkspaceEvent{WorkspaceEventKind::activeSpaceDidChange});
+            break;
+        default:
+            break;
     }
 }
 

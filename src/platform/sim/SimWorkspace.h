@@ -7,13 +7,17 @@ namespace zelk::sim {
 // The workspace over the simulated world. Its notifications arrive on the main queue, after the
 // change, as the real ones do.
 class SimWorkspace final : public platform::Workspace {
-public:
+  public:
     explicit SimWorkspace(SimWorld& world);
     ~SimWorkspace() override;
 
     std::vector<platform::RunningApp> runningApplications() override { return world_.runningApps(); }
-    std::optional<platform::RunningApp> frontmostApplication() override { return world_.runningApp(world_.frontPid()); }
-    std::optional<platform::RunningApp> runningApp(std::int32_t pid) override { return world_.runningApp(pid); }
+    std::optional<platform::RunningApp> frontmostApplication() override {
+        return world_.runningApp(world_.frontPid());
+    }
+    std::optional<platform::RunningApp> runningApp(std::int32_t pid) override {
+        return world_.runningApp(pid);
+    }
     std::int32_t ownPID() override { return SimWorld::kOwnPID; }
     std::string ownBundleID() override { return SimWorld::kOwnBundleID; }
     bool activate(std::int32_t pid, bool allWindows) override;
@@ -34,7 +38,7 @@ public:
     // Opens handed to apps (URLs and documents), for tests.
     std::vector<std::pair<std::string, std::string>> opened;
 
-private:
+  private:
     void onChange(const WorldChange& change);
     platform::InstalledApp installed(const SimApp& app) const;
     SimWorld& world_;

@@ -20,7 +20,8 @@ SimWorld::SimWorld() {
 
 void SimWorld::addDisplay(SimDisplay display) {
     if (display.uuid.empty()) display.uuid = "SIM-DISPLAY-" + std::to_string(display.id);
-    if (display.currentSpace == 0 && !display.spaces.empty()) display.currentSpace = display.spaces.front().id;
+    if (display.currentSpace == 0 && !display.spaces.empty())
+        display.currentSpace = display.spaces.front().id;
     displays_.push_back(std::move(display));
 }
 
@@ -103,13 +104,17 @@ SimApp* SimWorld::appByPid(std::int32_t pid) {
     return nullptr;
 }
 
-const SimApp* SimWorld::appByPid(std::int32_t pid) const { return const_cast<SimWorld*>(this)->appByPid(pid); }
+const SimApp* SimWorld::appByPid(std::int32_t pid) const {
+    return const_cast<SimWorld*>(this)->appByPid(pid);
+}
 
 SimWindow* SimWorld::window(std::uint32_t id) {
     auto it = windows_.find(id);
     return it == windows_.end() ? nullptr : &it->second;
 }
-const SimWindow* SimWorld::window(std::uint32_t id) const { return const_cast<SimWorld*>(this)->window(id); }
+const SimWindow* SimWorld::window(std::uint32_t id) const {
+    return const_cast<SimWorld*>(this)->window(id);
+}
 
 std::optional<std::size_t> SimWorld::displayIndexOfSpace(std::uint64_t space) const {
     for (std::size_t i = 0; i < displays_.size(); ++i)
@@ -211,7 +216,8 @@ void SimWorld::checkFocus() {
 bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID) {
     SimApp* a = appByPid(pid);
     // An agent comes to the front only by activating itself (after turning into a regular app).
-    if (!a || a->kind == AppKind::background || (a->kind == AppKind::accessory && pid != kOwnPID)) return false;
+    if (!a || a->kind == AppKind::background || (a->kind == AppKind::accessory && pid != kOwnPID))
+        return false;
     if (a->hidden) {
         a->hidden = false;
         emit({WorldChange::Kind::unhide, pid, a->bundleID});
@@ -261,7 +267,8 @@ bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID) {
     frontPid_ = pid;
     noteActivation(pid);
     // The app's windows come forward, keeping their own order.
-    for (auto it = a->windowOrder.rbegin(); it != a->windowOrder.rend(); ++it) bringToFront(*it);
+    for (auto it = a->windowOrder.rbegin(); it != a->windowOrder.rend(); ++it)
+        bringToFront(*it);
     if (changed) emit({WorldChange::Kind::activate, pid, a->bundleID});
     checkFocus();
     return true;
@@ -336,7 +343,8 @@ bool SimWorld::terminate(std::int32_t pid, bool crash) {
     if (!a || pid == kOwnPID) return false;
     (void)crash;
     std::vector<std::uint32_t> ids = a->windowOrder;
-    for (auto id : ids) removeWindow(id, true);
+    for (auto id : ids)
+        removeWindow(id, true);
     std::string bundle = a->bundleID;
     a->running = false;
     a->hidden = false;
@@ -546,7 +554,9 @@ void SimWorld::setOverlay(Overlay overlay) {
     if (overlay_ == overlay) return;
     overlay_ = overlay;
     WorldChange c{WorldChange::Kind::overlay};
-    c.text1 = overlay == Overlay::none ? "none" : overlay == Overlay::missionControl ? "missionControl" : "appExpose";
+    c.text1 = overlay == Overlay::none             ? "none"
+              : overlay == Overlay::missionControl ? "missionControl"
+                                                   : "appExpose";
     emit(c);
 }
 

@@ -77,23 +77,23 @@ enum class Overlay { none, missionControl, appExpose };
 // are made from these.
 struct WorldChange {
     enum class Kind {
-        launch,       // a launch started: bundle, activates
-        appRunning,   // the launched app runs: pid, bundle
-        terminate,    // an app ended: pid, bundle (crash too)
+        launch,      // a launch started: bundle, activates
+        appRunning,  // the launched app runs: pid, bundle
+        terminate,   // an app ended: pid, bundle (crash too)
         hide,
         unhide,
-        activate,     // the frontmost app changed: pid
-        focus,        // frontmost app or its focused window changed: pid, window (0: none)
+        activate,  // the frontmost app changed: pid
+        focus,     // frontmost app or its focused window changed: pid, window (0: none)
         windowCreated,
         windowClosed,
         windowTitle,
         windowFrame,
         windowSpace,
         windowMinimized,
-        space,        // a display now shows a Space: display, space
-        pointer,      // a warp: point
-        notification, // a user notification: id, title, body
-        overlay,      // Mission Control or App Exposé appeared or left
+        space,         // a display now shows a Space: display, space
+        pointer,       // a warp: point
+        notification,  // a user notification: id, title, body
+        overlay,       // Mission Control or App Exposé appeared or left
     };
     Kind kind;
     std::int32_t pid = 0;
@@ -113,9 +113,9 @@ struct Permissions {
 };
 
 struct Faults {
-    std::set<std::string> axTimeout;     // bundle ids whose accessibility hangs until the time-out
-    std::set<std::string> launchFails;   // bundle ids whose launch fails
-    bool tapDead = false;                // the tap silently stops seeing events
+    std::set<std::string> axTimeout;    // bundle ids whose accessibility hangs until the time-out
+    std::set<std::string> launchFails;  // bundle ids whose launch fails
+    bool tapDead = false;               // the tap silently stops seeing events
     std::optional<std::int32_t> secureInputPID;
     bool screenLocked = false;
     bool noWindowServer = false;
@@ -125,7 +125,7 @@ struct Faults {
 // Operations are what the system does in response to a request or a user action; each reports what
 // changed through `changes`. Time comes from the main queue's clock.
 class SimWorld {
-public:
+  public:
     static constexpr std::int32_t kOwnPID = 999;
     static constexpr const char* kOwnBundleID = "com.ferrowlabs.zelk";
 
@@ -174,7 +174,8 @@ public:
     bool unhide(std::int32_t pid);
     bool terminate(std::int32_t pid, bool crash = false);
     // Starts a launch; the app runs after its launch delay (or fails). Returns false when not installed.
-    bool launch(const std::string& bundleID, bool activates, std::function<void(std::optional<std::int32_t>)> done = {});
+    bool launch(const std::string& bundleID, bool activates,
+                std::function<void(std::optional<std::int32_t>)> done = {});
     std::uint32_t openWindow(const std::string& bundleID, SimWindow window);
     bool closeWindow(std::uint32_t id);
     bool retitle(std::uint32_t id, const std::string& title);
@@ -209,7 +210,7 @@ public:
 
     std::uint32_t nextWindowID();
 
-private:
+  private:
     void emit(WorldChange change) { changes.emit(change); }
     void checkFocus();
     void bringToFront(std::uint32_t window);

@@ -37,8 +37,10 @@ struct Reader {
         out = obj[key].get<bool>();
         return true;
     }
-    bool string(const json& obj, const char* key, const std::string& path, std::string& out, bool required = false) {
-        if (!obj.contains(key) || obj[key].is_null()) return required ? fail(path + "." + key, "missing") : true;
+    bool string(const json& obj, const char* key, const std::string& path, std::string& out,
+                bool required = false) {
+        if (!obj.contains(key) || obj[key].is_null())
+            return required ? fail(path + "." + key, "missing") : true;
         if (!obj[key].is_string()) return fail(path + "." + key, "expected a string");
         out = obj[key].get<std::string>();
         return true;
@@ -74,7 +76,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
     }
     if (!r.string(world, "keyboardLayout", "world", w.keyboardLayout)) return false;
     if (!SimKeyboardLayout::isKnown(w.keyboardLayout))
-        return r.fail("keyboardLayout", "unknown layout '" + w.keyboardLayout + "' (qwerty, dvorak or azerty)");
+        return r.fail("keyboardLayout",
+                      "unknown layout '" + w.keyboardLayout + "' (qwerty, dvorak or azerty)");
     if (!r.number(world, "osMajorVersion", "world", w.osMajorVersion)) return false;
     if (!r.number(world, "spaceSwitchLatencyMs", "world", w.spaceSwitchLatencyMs)) return false;
 
@@ -102,7 +105,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         if (!r.number(d, "menuBarHeight", path, display.menuBarHeight)) return false;
         json spaces = d.value("spaces", json());
         if (spaces.is_null()) spaces = json::array({json{{"id", 1 + 100 * i}}});
-        if (!spaces.is_array() || spaces.empty()) return r.fail(path + ".spaces", "expected a non-empty list");
+        if (!spaces.is_array() || spaces.empty())
+            return r.fail(path + ".spaces", "expected a non-empty list");
         for (std::size_t s = 0; s < spaces.size(); ++s) {
             std::string spath = fmt::format("{}.spaces[{}]", path, s);
             SimSpace space;
@@ -114,13 +118,16 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
                 if (!r.number(spaces[s], "id", spath, space.id)) return false;
                 if (!r.boolean(spaces[s], "fullscreen", spath, space.fullscreen)) return false;
             }
-            if (!spaceIDs.insert(space.id).second) return r.fail(spath, fmt::format("Space {} listed twice", space.id));
+            if (!spaceIDs.insert(space.id).second)
+                return r.fail(spath, fmt::format("Space {} listed twice", space.id));
             display.spaces.push_back(space);
         }
         if (!r.number(d, "currentSpace", path, display.currentSpace)) return false;
-        if (display.currentSpace && std::none_of(display.spaces.begin(), display.spaces.end(),
-                                                 [&](const SimSpace& s) { return s.id == display.currentSpace; }))
-            return r.fail(path + ".currentSpace", fmt::format("no Space {} on this display", display.currentSpace));
+        if (display.currentSpace &&
+            std::none_of(display.spaces.begin(), display.spaces.end(),
+                         [&](const SimSpace& s) { return s.id == display.currentSpace; }))
+            return r.fail(path + ".currentSpace",
+                          fmt::format("no Space {} on this display", display.currentSpace));
         w.addDisplay(display);
     }
 
@@ -150,16 +157,21 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         if (!r.string(a, "path", path, app.path)) return false;
         std::string kind = "regular";
         if (!r.string(a, "kind", path, kind)) return false;
-        if (kind == "regular") app.kind = AppKind::regular;
-        else if (kind == "accessory") app.kind = AppKind::accessory;
-        else if (kind == "background") app.kind = AppKind::background;
-        else return r.fail(path + ".kind", "expected regular, accessory or background");
+        if (kind == "regular")
+            app.kind = AppKind::regular;
+        else if (kind == "accessory")
+            app.kind = AppKind::accessory;
+        else if (kind == "background")
+            app.kind = AppKind::background;
+        else
+            return r.fail(path + ".kind", "expected regular, accessory or background");
         if (!r.number(a, "launchDelayMs", path, app.launchDelayMs)) return false;
         if (!r.boolean(a, "installed", path, app.installed)) return false;
         if (a.contains("windowsOnLaunch") && a["windowsOnLaunch"].is_array()) {
             for (std::size_t k = 0; k < a["windowsOnLaunch"].size(); ++k) {
                 SimWindow tw;
-                if (!readWindow(r, a["windowsOnLaunch"][k], fmt::format("{}.windowsOnLaunch[{}]", path, k), tw))
+                if (!readWindow(r, a["windowsOnLaunch"][k], fmt::format("{}.windowsOnLaunch[{}]", path, k),
+                                tw))
                     return false;
                 WindowTemplate t{tw.id, tw.title, tw.frame, tw.space};
                 if (t.title.empty()) t.title = app.name;
@@ -191,7 +203,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         }
         w.addApp(app);
     }
-    for (auto& rec : running) w.startRunning(rec.bundle, rec.pid, rec.hidden, rec.windows);
+    for (auto& rec : running)
+        w.startRunning(rec.bundle, rec.pid, rec.hidden, rec.windows);
 
     std::string frontmost;
     if (!r.string(world, "frontmost", "world", frontmost)) return false;
@@ -201,7 +214,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         SimApp* app = w.app(frontmost);
         if (!app || !app->running) return r.fail("frontmost", "'" + frontmost + "' is not a running app");
         if (focused && (!w.window(focused) || w.window(focused)->pid != app->pid))
-            return r.fail("focusedWindow", fmt::format("window {} is not a window of {}", focused, frontmost));
+            return r.fail("focusedWindow",
+                          fmt::format("window {} is not a window of {}", focused, frontmost));
         w.setFrontmost(frontmost, focused);
     } else {
         for (auto& app : w.apps())
@@ -220,7 +234,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         extras.configFile = world["configFile"].get<std::string>();
     }
     if (world.contains("faults") && world["faults"].is_object()) {
-        for (auto& b : world["faults"].value("axTimeout", json::array())) w.faults.axTimeout.insert(b.get<std::string>());
+        for (auto& b : world["faults"].value("axTimeout", json::array()))
+            w.faults.axTimeout.insert(b.get<std::string>());
         for (auto& b : world["faults"].value("launchFails", json::array()))
             w.faults.launchFails.insert(b.get<std::string>());
     }

@@ -11,7 +11,7 @@ namespace zelk::sim {
 // What a world file asks of the program beside the desktop itself.
 struct WorldExtras {
     nlohmann::json settings = nlohmann::json::object();  // written to the settings store before start
-    std::optional<std::string> configFile;                 // placed as the config file before start
+    std::optional<std::string> configFile;               // placed as the config file before start
 };
 
 // Loads a world (YAML text, or its JSON value) into a fresh simulated desktop. On failure returns

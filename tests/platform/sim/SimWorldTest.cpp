@@ -35,7 +35,8 @@ struct Recorder {
     }
     std::vector<WorldChange::Kind> kinds() const {
         std::vector<WorldChange::Kind> k;
-        for (auto& c : changes) k.push_back(c.kind);
+        for (auto& c : changes)
+            k.push_back(c.kind);
         return k;
     }
 };
@@ -90,7 +91,8 @@ TEST_F(SimFixture, NoValueAttributesAndWindowActions) {
 TEST_F(SimFixture, LaunchTakesItsDelayAndPostsWorkspaceNotificationsAfterwards) {
     load(kTwoSpaces);
     std::vector<platform::WorkspaceEventKind> seen;
-    auto sub = desktop.workspace().observe([&](const platform::WorkspaceEvent& e) { seen.push_back(e.kind); });
+    auto sub =
+        desktop.workspace().observe([&](const platform::WorkspaceEvent& e) { seen.push_back(e.kind); });
     std::optional<std::int32_t> launched;
     ASSERT_TRUE(world().launch("a.notes", true, [&](std::optional<std::int32_t> pid) { launched = pid; }));
     runFor(299);
@@ -125,7 +127,8 @@ TEST(SimKeyRecord, ValidatorChecksEveryByte) {
     std::vector<std::uint8_t> r(0xF8, 0);
     r[0x04] = 0xF8;
     r[0x08] = 0x01;
-    for (int i = 0x20; i <= 0x2F; ++i) r[i] = 0xFF;
+    for (int i = 0x20; i <= 0x2F; ++i)
+        r[i] = 0xFF;
     r[0x3A] = 0x10;
     r[0x3C] = 0x39;
     r[0x3D] = 0x30;  // window id 0x3039 = 12345
@@ -147,7 +150,8 @@ TEST_F(SimFixture, KeyWindowRecordsMakeAVisibleWindowKey) {
     std::vector<std::uint8_t> r(0xF8, 0);
     r[0x04] = 0xF8;
     r[0x08] = 0x02;
-    for (int i = 0x20; i <= 0x2F; ++i) r[i] = 0xFF;
+    for (int i = 0x20; i <= 0x2F; ++i)
+        r[i] = 0xFF;
     r[0x3A] = 0x10;
     r[0x3C] = 13;
     auto psn = ws.processForPID(pidOf("a.safari"));
@@ -169,7 +173,8 @@ platform::GestureEvent compact(double d, int phase) {
 platform::GestureEvent newest(double s, int phase) {
     platform::GestureEvent e;
     e.integers = {{55, 30}, {110, 23}, {132, phase}, {134, phase}, {123, 1}, {115, phase == 1 ? 4 : 0}};
-    e.doubles = {{124, (phase == 1 ? 0.02 : 0.001) * s}, {125, (phase == 1 ? 0.02 : 0.001) * s}, {126, 0.001}};
+    e.doubles = {
+        {124, (phase == 1 ? 0.02 : 0.001) * s}, {125, (phase == 1 ? 0.02 : 0.001) * s}, {126, 0.001}};
     return e;
 }
 }  // namespace
@@ -296,7 +301,8 @@ TEST(WorldFile, ErrorsNameTheField) {
               "apps[0].running.windows[0].frame: expected [x, y, w, h]");
     EXPECT_EQ(fails("apps: [{name: x}]"), "apps[0].bundleID: missing");
     EXPECT_EQ(fails("apps: []\nfrontmost: nope"), "frontmost: 'nope' is not a running app");
-    EXPECT_EQ(fails("keyboardLayout: colemak\napps: []"), "keyboardLayout: unknown layout 'colemak' (qwerty, dvorak or azerty)");
+    EXPECT_EQ(fails("keyboardLayout: colemak\napps: []"),
+              "keyboardLayout: unknown layout 'colemak' (qwerty, dvorak or azerty)");
     EXPECT_NE(fails("apps: [").find("line"), std::string::npos);
     ferrow::MainQueue::reset();
 }
@@ -306,7 +312,8 @@ TEST_F(SimFixture, DefaultWorldIsBelievable) {
     EXPECT_EQ(world().displays().size(), 2u);
     EXPECT_GE(world().apps().size(), 12u);
     std::size_t spaces = 0;
-    for (auto& d : world().displays()) spaces += d.spaces.size();
+    for (auto& d : world().displays())
+        spaces += d.spaces.size();
     EXPECT_GE(spaces, 3u);
     EXPECT_EQ(world().focusedWindow(), 1001u);
 }
