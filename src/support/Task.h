@@ -37,76 +37,72 @@ struct PromiseBase {
 };
 }  // namespace detail
 
-template <typename T>
-class Task {
-  public:
-    struct promise_type : detail::PromiseBase {
-        std::optional<T> value;
-        Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
-        void return_value(T v) { value = std::move(v); }
-    };
-    explicit Task(std::coroutine_handle<promise_type> h) : handle_(h) {}
-    Task(Task&& o) noexcept : handle_(std::exchange(o.handle_, nullptr)) {}
-    Task& operator=(Task&& o) noexcept {
+// Owns the coroutine frame; the two Task forms differ only in how a result comes back.
+template <typename Promise>
+class TaskHandle {
+public:
+    explicit TaskHandle(std::coroutine_handle<Promise> h) : handle_(h) {}
+    TaskHandle(TaskHandle&& o) noexcept : handle_(std::exchange(o.handle_, nullptr)) {}
+    TaskHandle& operator=(TaskHandle&& o) noexcept {
         if (this != &o) {
             destroy();
             handle_ = std::exchange(o.handle_, nullptr);
         }
         return *this;
     }
-    ~Task() { destroy(); }
+    ~TaskHandle() { destroy(); }
 
     bool await_ready() const noexcept { return false; }
     std::coroutine_handle<> await_suspend(std::coroutine_handle<> awaiting) noexcept {
         handle_.promise().continuation = awaiting;
         return handle_;
     }
-    T await_resume() { return std::move(*handle_.promise().value); }
+    std::coroutine_handle<Promise> release() { return std::exchange(handle_, nullptr); }
 
-    std::coroutine_handle<promise_type> release() { return std::exchange(handle_, nullptr); }
-
-  private:
+protected:
     void destroy() {
         if (handle_) handle_.destroy();
         handle_ = nullptr;
     }
-    std::coroutine_handle<promise_type> handle_;
+    std::coroutine_handle<Promise> handle_;
+};
+
+template <typename T>
+struct TaskPromise : detail::PromiseBase {
+    std::optional<T> value;
+    Task<T> get_return_object();
+    void return_value(T v) { value = std::move(v); }
 };
 
 template <>
-class Task<void> {
-  public:
-    struct promise_type : detail::PromiseBase {
-        Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
-        void return_void() {}
-    };
-    explicit Task(std::coroutine_handle<promise_type> h) : handle_(h) {}
-    Task(Task&& o) noexcept : handle_(std::exchange(o.handle_, nullptr)) {}
-    Task& operator=(Task&& o) noexcept {
-        if (this != &o) {
-            destroy();
-            handle_ = std::exchange(o.handle_, nullptr);
-        }
-        return *this;
-    }
-    ~Task() { destroy(); }
-
-    bool await_ready() const noexcept { return false; }
-    std::coroutine_handle<> await_suspend(std::coroutine_handle<> awaiting) noexcept {
-        handle_.promise().continuation = awaiting;
-        return handle_;
-    }
-    void await_resume() {}
-
-    std::coroutine_handle<promise_type> release() { return std::exchange(handle_, nullptr); }
-
-  private:
-    void destroy() {
-        if (handle_) handle_.destroy();
-        handle_ = nullptr;
-    }
-    std::coroutine_handle<promise_type> handle_;
+struct TaskPromise<void> : detail::PromiseBase {
+    Task<void> get_return_object();
+    void return_void() {}
 };
+
+template <typename T>
+class Task : public TaskHandle<TaskPromise<T>> {
+public:
+    using promise_type = TaskPromise<T>;
+    using TaskHandle<TaskPromise<T>>::TaskHandle;
+    T await_resume() { return std::move(*this->handle_.promise().value); }
+};
+
+template <>
+class Task<void> : public TaskHandle<TaskPromise<void>> {
+public:
+    using promise_type = TaskPromise<void>;
+    using TaskHandle<TaskPromise<void>>::TaskHandle;
+    void await_resume() {}
+};
+
+template <typename T>
+Task<T> TaskPromise<T>::get_return_object() {
+    return Task<T>(std::coroutine_handle<TaskPromise<T>>::from_promise(*this));
+}
+inline Task<void> TaskPromise<void>::get_return_object() {
+    return Task<void>(std::coroutine_handle<TaskPromise<void>>::from_promise(*this));
+}
 
 // Starts a task now, detached: it frees itself when it finishes.
 template <typename T>
