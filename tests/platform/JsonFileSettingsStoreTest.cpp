@@ -1,0 +1,162 @@
+#include "platform/JsonFileSettingsStore.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "../config/SettingsFixture.h"
+
+namespace zelk::platform {
+namespace {
+namespace fs = std::filesystem;
+using nlohmann::json;
+using zelk::testing::TempDir;
+
+std::string fileText(const fs::path& path) {
+    std::ifstream in(path);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void writeFile(const fs::path& path, const std::string& text) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+}
+
+class JsonFileSettingsStoreTest : public zelk::testing::SettingsTestBase {
+  protected:
+    TempDir dir;
+    fs::path file = dir.path() / "zelk" / "com.ferrowlabs.zelk.json";
+};
+
+TEST_F(JsonFileSettingsStoreTest, WritesReadBackThroughAFreshStoreOnTheSameFile) {
+    {
+        JsonFileSettingsStore store(file);
+        EXPECT_TRUE(store.keys().empty());
+        store.write("triggerKeys", json::array({4, 5}));
+        store.write("appSort", "score");
+        store.write("osdLook", json{{"density", "clean"}});
+        store.write("gone", true);
+        store.remove("gone");
+    }
+    JsonFileSettingsStore fresh(file);
+    EXPECT_EQ(fresh.read("triggerKeys"), json::array({4, 5}));
+    EXPECT_EQ(fresh.read("appSort"), json("score"));
+    EXPECT_EQ(fresh.read("osdLook"), (json{{"density", "clean"}}));
+    EXPECT_FALSE(fresh.read("gone"));
+    EXPECT_EQ(fresh.keys(), (std::vector<std::string>{"appSort", "osdLook", "triggerKeys"}));
+}
+
+TEST_F(JsonFileSettingsStoreTest, WritesAreAtomicAndLeaveNoTemporaryFiles) {
+    JsonFileSettingsStore store(file);
+    for (int i = 0; i < 5; ++i)
+        store.write("launchCount", i);
+    std::vector<std::string> names;
+    for (auto& entry : fs::directory_iterator(file.parent_path()))
+        names.push_back(entry.path().filename().string());
+    EXPECT_EQ(names, std::vector<std::string>{"com.ferrowlabs.zelk.json"});
+    EXPECT_EQ(json::parse(fileText(file)), (json{{"launchCount", 4}}));
+    EXPECT_TRUE(store.synchronize());
+}
+
+TEST_F(JsonFileSettingsStoreTest, CorruptFileIsSetAsideAndTheProgramStartsOnDefaults) {
+    for (std::string bad : {"{\"triggerKeys\": [4", "[1, 2, 3]", "\"text\"", ""}) {
+        SCOPED_TRACE(bad);
+        fs::remove(fs::path(file.string() + ".corrupt"));
+        writeFile(file, bad);
+        ferrow::LogCapture log;
+        JsonFileSettingsStore store(file);
+        EXPECT_TRUE(store.keys().empty());
+        EXPECT_FALSE(fs::exists(file));
+        ASSERT_TRUE(fs::exists(file.string() + ".corrupt"));
+        EXPECT_EQ(fileText(file.string() + ".corrupt"), bad);  // kept for the user, byte for byte
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_EQ(log.lines()[0].level, ferrow::LogLevel::error);
+        EXPECT_TRUE(log.containsSubstring("read: settings at "));
+        EXPECT_TRUE(log.containsSubstring("set aside as "));
+
+        // The program goes on and its next write makes a sound document again.
+        store.write("spaceMode", "multi");
+        EXPECT_EQ(JsonFileSettingsStore(file).read("spaceMode"), json("multi"));
+    }
+}
+
+TEST_F(JsonFileSettingsStoreTest, MissingFileIsAnEmptyStoreWithoutErrors) {
+    ferrow::LogCapture log;
+    JsonFileSettingsStore store(file);
+    EXPECT_TRUE(store.keys().empty());
+    EXPECT_TRUE(log.lines().empty());
+    EXPECT_FALSE(fs::exists(file));  // nothing written until something changes
+}
+
+TEST_F(JsonFileSettingsStoreTest, ReloadNotifiesExactlyTheKeysThatChangedOutside) {
+    JsonFileSettingsStore store(file);
+    store.write("same", 1);
+    store.write("changed", 1);
+    store.write("removed", 1);
+    std::vector<std::string> seen;
+    auto sub = store.observe([&](const std::string& key) { seen.push_back(key); });
+
+    writeFile(file, R"({"same": 1, "changed": 2, "added": true})");
+    EXPECT_TRUE(store.reload());
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(seen, (std::vector<std::string>{"added", "changed", "removed"}));
+    EXPECT_EQ(store.read("changed"), json(2));
+    EXPECT_FALSE(store.read("removed"));
+
+    seen.clear();
+    EXPECT_TRUE(store.reload());  // nothing new
+    EXPECT_TRUE(seen.empty());
+
+    fs::remove(file);  // deleted outside: every key back to its default
+    EXPECT_TRUE(store.reload());
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(seen, (std::vector<std::string>{"added", "changed", "same"}));
+    EXPECT_TRUE(store.keys().empty());
+}
+
+TEST_F(JsonFileSettingsStoreTest, ReloadOfACorruptFileKeepsTheValuesAndWritesThemBack) {
+    JsonFileSettingsStore store(file);
+    store.write("spaceMode", "multi");
+    writeFile(file, "{ not json");
+    ferrow::LogCapture log;
+    int notified = 0;
+    auto sub = store.observe([&](const std::string&) { ++notified; });
+    EXPECT_FALSE(store.reload());
+    EXPECT_EQ(notified, 0);
+    EXPECT_EQ(store.read("spaceMode"), json("multi"));
+    EXPECT_EQ(fileText(file.string() + ".corrupt"), "{ not json");
+    EXPECT_EQ(JsonFileSettingsStore(file).read("spaceMode"), json("multi"));
+    EXPECT_TRUE(log.containsSubstring("reload: settings at "));
+}
+
+TEST_F(JsonFileSettingsStoreTest, DefaultPathFollowsXdgStateHomeThenHome) {
+    auto saved = [](const char* name) -> std::optional<std::string> {
+        const char* v = std::getenv(name);
+        return v ? std::optional<std::string>(v) : std::nullopt;
+    };
+    auto restore = [](const char* name, const std::optional<std::string>& value) {
+        if (value)
+            ::setenv(name, value->c_str(), 1);
+        else
+            ::unsetenv(name);
+    };
+    auto state = saved("XDG_STATE_HOME"), home = saved("HOME");
+    ::setenv("XDG_STATE_HOME", "/srv/state", 1);
+    ::setenv("HOME", "/home/ada", 1);
+    EXPECT_EQ(JsonFileSettingsStore::defaultPath(), fs::path("/srv/state/zelk/com.ferrowlabs.zelk.json"));
+    ::setenv("XDG_STATE_HOME", "relative/dir", 1);  // not absolute: ignored
+    EXPECT_EQ(JsonFileSettingsStore::defaultPath(),
+              fs::path("/home/ada/.local/state/zelk/com.ferrowlabs.zelk.json"));
+    ::unsetenv("XDG_STATE_HOME");
+    EXPECT_EQ(JsonFileSettingsStore::defaultPath(),
+              fs::path("/home/ada/.local/state/zelk/com.ferrowlabs.zelk.json"));
+    restore("XDG_STATE_HOME", state);
+    restore("HOME", home);
+}
+
+}  // namespace
+}  // namespace zelk::platform
