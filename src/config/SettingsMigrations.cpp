@@ -110,8 +110,9 @@ void keyNames(SettingsStore& store) {
         if (!stored || SettingCodec<Key>::decode(*stored)) continue;
         std::optional<Key> k;
         if (stored->is_string()) k = keyFromCharacter(stored->get<std::string>());
-        if (stored->is_number_unsigned() && stored->get<std::uint64_t>() <= 0xFFFF)
-            k = qwertyKey(static_cast<std::uint16_t>(stored->get<std::uint64_t>()));
+        if (stored->is_number_integer() && stored->get<std::int64_t>() >= 0 &&
+            stored->get<std::int64_t>() <= 0xFFFF)
+            k = qwertyKey(static_cast<std::uint16_t>(stored->get<std::int64_t>()));
         if (k) store.write(key->name, SettingCodec<Key>::encode(*k));
     }
 }
