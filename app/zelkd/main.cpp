@@ -12,6 +12,7 @@
 #include "Demo.h"
 #include "ReplayRunner.h"
 #include "TraceRecorder.h"
+#include "platform/JsonFileSettingsStore.h"
 #include "platform/Platform.h"
 #include "platform/sim/WorldFile.h"
 #include "support/Log.h"
@@ -33,7 +34,7 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
 
 volatile std::sig_atomic_t gStop = 0;
 
-int runLive(const std::string& worldYaml, const std::string& worldName) {
+int runLive(const std::string& worldYaml, const std::string& worldName, const std::string& settingsPath) {
     using namespace zelk;
     auto& queue = ferrow::MainQueue::install(std::make_shared<ferrow::RealClock>());
     sim::SimDesktop desktop;
@@ -43,14 +44,21 @@ int runLive(const std::string& worldYaml, const std::string& worldName) {
         std::cerr << "zelkd: world: " << error << "\n";
         return 2;
     }
+    // The live agent keeps its settings in a file, so a restart keeps them; a world's own settings
+    // are applied over them.
+    platform::JsonFileSettingsStore store(settingsPath.empty()
+                                              ? platform::JsonFileSettingsStore::defaultPath()
+                                              : std::filesystem::path(settingsPath));
     for (auto& [key, value] : extras.settings.items())
-        desktop.settings().write(key, value);
-    platform::Platform::install(desktop.platform());
+        store.write(key, value);
+    platform::Platform::install(desktop.platform(&store));
     std::cout << fmt::format(
         "zelkd: running on the simulated desktop ({}: {} displays, {} apps).\n"
         "Drive it from another terminal with the zelk tool, e.g. `zelk status`, `zelk app list`,\n"
-        "`zelk app focus Mail`, `zelk space switch 2`. Stop it with Ctrl-C.\n\n",
-        worldName, desktop.world().displays().size(), desktop.world().apps().size() - 1);
+        "`zelk app focus Mail`, `zelk space switch 2`. Stop it with Ctrl-C.\n"
+        "Settings: {}\n\n",
+        worldName, desktop.world().displays().size(), desktop.world().apps().size() - 1,
+        store.path().string());
     ferrow::Log::setConsole(false);
     agent::TraceRecorder trace(desktop, queue.now());
     trace.setTextOutput(&std::cout);
@@ -74,7 +82,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName) {
 
 int main(int argc, char** argv) {
     CLI::App app{"zelkd: the zelk agent, on the simulated desktop"};
-    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile;
+    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath;
     bool demo = false, verbose = false;
     app.add_option("--world", worldPath,
                    "World file (YAML) to run on instead of the embedded default desktop");
@@ -86,6 +94,9 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"json", "text"}));
     app.add_flag("--demo", demo,
                  "Replay the built-in guided tour on the default desktop and show what happens");
+    app.add_option(
+        "--settings", settingsPath,
+        "Settings file of the live agent (default: $XDG_STATE_HOME/zelk/com.ferrowlabs.zelk.json)");
     app.add_option("--log-file", logFile, "Also write every log line to this file");
     app.add_flag("-v,--verbose", verbose, "Show debug log lines in readable traces");
     CLI11_PARSE(app, argc, argv);
@@ -104,7 +115,7 @@ int main(int argc, char** argv) {
         worldName = worldPath;
     }
 
-    if (replayPath.empty() && !demo) return runLive(worldYaml, worldName);
+    if (replayPath.empty() && !demo) return runLive(worldYaml, worldName, settingsPath);
 
     std::string scriptYaml;
     if (demo) {

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 
+#include "config/Settings.h"
+#include "config/SettingsCatalogue.h"
+#include "config/SettingsMigrations.h"
 #include "input/InputManager.h"
 #include "platform/Platform.h"
 #include "support/Format.h"
@@ -12,41 +15,16 @@
 namespace zelk {
 
 using ferrow::Log;
-using nlohmann::json;
 
 namespace {
 AppDelegate* gShared = nullptr;
 
-constexpr int kCurrentMigrationVersion = 11;
 constexpr const char* kPermissionTitle = "zelk app switching is now enabled";
 constexpr ferrow::Nanos kChurnWindow = ferrow::seconds(15.0);
 constexpr int kChurnLimit = 5;
 
 platform::SettingsStore* store() {
     return platform::Platform::current().settings;
-}
-
-template <typename T>
-T readSetting(const std::string& key, T fallback) {
-    auto* s = store();
-    if (!s) return fallback;
-    auto v = s->read(key);
-    if (!v) return fallback;
-    try {
-        return v->get<T>();
-    } catch (const json::exception&) {
-        return fallback;
-    }
-}
-
-void writeSetting(const std::string& key, const json& value) {
-    if (auto* s = store()) s->write(key, value);
-}
-
-Key readKeySetting(const std::string& key, Key fallback) {
-    auto name = readSetting<std::string>(key, "");
-    auto k = keyFromName(name);
-    return k ? *k : fallback;
 }
 
 std::string describeBundles(const std::vector<std::string>& ids) {
@@ -66,13 +44,12 @@ AppDelegate* AppDelegate::shared() {
 }
 
 void AppDelegate::applicationWillFinishLaunching() {
-    int from = readSetting<int>("migrationVersion", 0);
-    if (from < kCurrentMigrationVersion) {
-        runSettingsMigrationsHook(from);
-        writeSetting("migrationVersion", kCurrentMigrationVersion);
+    auto* s = store();
+    if (!s) return;
+    int from = Settings::shared().get(keys::migrationVersion);
+    if (runSettingsMigrations(*s) > 0)
         Log::info("applicationWillFinishLaunching: settings migrated from version {} to {}", from,
-                  kCurrentMigrationVersion);
-    }
+                  kSettingsVersion);
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
@@ -97,7 +74,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     setUpObservers();
     // 11.
     if (buildInstalledAppsHook) buildInstalledAppsHook();
-    writeSetting("launchCount", readSetting<int>("launchCount", 0) + 1);
+    Settings::shared().set(keys::launchCount, Settings::shared().get(keys::launchCount) + 1);
     // 12.-13. The tutorial and onboarding are views of the settings window.
     // 14.
     startAccessibilityWait(false, kPermissionTitle);
@@ -132,12 +109,13 @@ void AppDelegate::singleInstanceRule() {
 void AppDelegate::recomputeKeyLists() {
     auto& input = InputManager::shared();
     const auto& ignored = input.settings().ignoredKeys;
-    Key hideKey = readKeySetting("minimizeKey", Key::minus);
-    Key actionKey = readKeySetting("specialKey", Key::equal);
-    Key windowMinimizeKey = readKeySetting("windowMinimizeKey", Key::minus);
-    Key windowAssignKey = readKeySetting("windowSpecialKey", Key::equal);
-    bool hideAndAction = readSetting<bool>("enableHideAndSettingsKeys", true);
-    bool windowSpecial = readSetting<bool>("enableWindowSpecialKeys", true);
+    const auto& is = input.settings();
+    Key hideKey = is.hideKey;
+    Key actionKey = is.actionKey;
+    Key windowMinimizeKey = is.windowMinimizeKey;
+    Key windowAssignKey = is.windowAssignKey;
+    bool hideAndAction = is.enableHideAndActionKeys;
+    bool windowSpecial = is.enableWindowMinimizeAndAssignKeys;
     std::vector<Key> taken;
     if (hideAndAction) taken.insert(taken.end(), {hideKey, actionKey});
     if (windowSpecial) taken.insert(taken.end(), {windowMinimizeKey, windowAssignKey});
@@ -250,13 +228,13 @@ void AppDelegate::startAccessibilityWait(bool prompt, const std::string& title) 
     auto* ax = platform::Platform::current().accessibility;
     if (!ax) return;
     bool trusted = ax->isProcessTrustedWithPrompt(prompt);
-    writeSetting("accessibilityPermissionsGranted", trusted);
+    Settings::shared().set(keys::accessibilityPermissionsGranted, trusted);
     if (trusted) {
         permissionsGranted(title);
         return;
     }
     if (permissionsChecker_) return;  // already waiting
-    writeSetting("accessibilityPermissionsNotified", false);
+    Settings::shared().set(keys::accessibilityPermissionsNotified, false);
     permissionsChecker_ =
         std::make_unique<ferrow::Repeater>("AXPermissionsChecker", ferrow::seconds(2.0), -1, [this, title] {
             auto* a = platform::Platform::current().accessibility;
@@ -269,12 +247,12 @@ void AppDelegate::startAccessibilityWait(bool prompt, const std::string& title) 
 }
 
 void AppDelegate::permissionsGranted(const std::string& title) {
-    writeSetting("accessibilityPermissionsGranted", true);
+    Settings::shared().set(keys::accessibilityPermissionsGranted, true);
     auto& input = InputManager::shared();
     input.startFlagsChangedMonitors();
     input.startKeyTap();
-    if (readSetting<bool>("accessibilityPermissionsNotified", false)) return;
-    writeSetting("accessibilityPermissionsNotified", true);
+    if (Settings::shared().get(keys::accessibilityPermissionsNotified)) return;
+    Settings::shared().set(keys::accessibilityPermissionsNotified, true);
     std::vector<std::string> names;
     for (auto k : input.settings().triggerKeys)
         names.emplace_back(shortReadableStr(k));

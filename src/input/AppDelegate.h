@@ -65,7 +65,6 @@ class AppDelegate {
     ferrow::Signal<std::optional<platform::RunningApp>> frontmostAppDidChange;
 
     // Steps of the start and stop whose subsystems join later; each is optional.
-    std::function<void(int fromVersion)> runSettingsMigrationsHook = [](int) {};
     std::function<void()> startCommandServiceHook;
     std::function<void()> buildInstalledAppsHook;
     std::function<void()> preparePanelHook;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "config/FocusOptions.h"
 #include "input/TriggerKey.h"
 #include "platform/Key.h"
 
@@ -36,8 +37,8 @@ struct InputSettings {
     bool tactoraHideOSDWhenShown = true;
 
     // Routing.
-    enum class ActivationMode { onPress, onRelease, adaptive };
-    enum class SpaceMode { single, multi };
+    using ActivationMode = zelk::ActivationMode;
+    using SpaceMode = zelk::SpaceMode;
     ActivationMode activationMode = ActivationMode::adaptive;
     int whenAlreadyFocusedAction = 0;  // raw: hide 0, expose 1, cycleWindows 3, doNothing 4
     int adaptiveFollowupGraceMs = 150;

@@ -298,3 +298,19 @@ TEST_F(AgentFixture, BareTypingStaysOnTheTapThreadUnlessCapsLockIsInASet) {
     press(Key::a);
     EXPECT_EQ(queue->syncCount(), hops + 2);
 }
+
+TEST_F(AgentFixture, TriggerSettingsReadNamesOrRawValuesAndABadValueSpoilsOnlyItsKey) {
+    start(kBasicWorld, {{"triggerKeys", {"ralt", 1}},
+                        {"windowTriggerKeys", "rightCommand"},
+                        {"activationMode", "onRelease"},
+                        {"whenAlreadyFocusedAction", 3}});
+    const auto& s = input().settings();
+    EXPECT_TRUE(sameSet(s.triggerKeys, {TriggerKey::ralt, triggerKeyFromRaw(1).value()}));
+    // A string where a list belongs: that key alone falls back to its default.
+    EXPECT_EQ(s.windowTriggerKeys, (TriggerList{TriggerKey::ralt}));
+    EXPECT_EQ(s.activationMode, ActivationMode::onRelease);
+    EXPECT_EQ(s.whenAlreadyFocusedAction, 3);
+    desktop.settings().write("activationMode", 7.5);
+    EXPECT_EQ(input().settings().activationMode, ActivationMode::adaptive);
+    EXPECT_TRUE(sameSet(input().settings().triggerKeys, {TriggerKey::ralt, triggerKeyFromRaw(1).value()}));
+}
