@@ -33,16 +33,31 @@ struct RunningApp {
     bool operator==(const RunningApp&) const = default;
 };
 
-// One result of the installed-application query.
+// One result of the installed-application query, or what a bundle on disk says about itself.
 struct InstalledApp {
     std::string path;
     std::string bundleID;
     std::string name;        // display name
     std::string bundleName;  // the bundle's own name
     std::string executablePath;
-    double lastUsed = 0;   // wall seconds; 0 unknown
-    bool isAgent = false;  // a menu-bar or background app
+    std::int64_t useCount = 0;  // how often the system saw it opened; 0 unknown
+    double lastUsed = 0;        // wall seconds; 0 unknown
+    bool isAgent = false;       // a menu-bar or background app
+    std::string category;       // the declared application category, empty when none
     bool operator==(const InstalledApp&) const = default;
+};
+
+// A change in a watched folder.
+struct FolderEvent {
+    static constexpr std::uint32_t kHistoryDone = 0x10;
+    std::string path;
+    std::uint32_t flags = 0;
+};
+
+// The handle of a started folder watch, or why it could not start.
+struct FolderWatchHandle {
+    ferrow::Subscription handle;
+    std::string error;  // empty when watching
 };
 
 struct OpenConfiguration {
@@ -100,9 +115,22 @@ class Workspace {
                       std::function<void(LaunchResult)> completion) = 0;
 
     virtual std::vector<std::string> applicationDirectories() = 0;
-    // The metadata query over the application folders: results are delivered on the main queue.
-    virtual void queryInstalledApps(std::function<void(std::vector<InstalledApp>)> results) = 0;
+    virtual std::string homeDirectory() = 0;
+    // The metadata query over every application bundle: the whole result list is delivered on the
+    // main queue once gathering finishes and, when `live`, again after every later change. The query
+    // runs while the handle lives.
+    [[nodiscard]] virtual ferrow::Subscription queryInstalledApps(
+        bool live, std::function<void(std::vector<InstalledApp>)> results) = 0;
+    // Watches the folders (those that exist) for changes; events arrive on the main queue.
+    virtual FolderWatchHandle watchFolders(const std::vector<std::string>& folders,
+                                           std::function<void(const FolderEvent&)> changed) = 0;
+    // Opening bundles is slow: this reads each bundle's menu-bar-only flag off the main thread and
+    // calls back on the main queue with one flag per path.
+    virtual void readMenuBarFlags(std::vector<std::string> bundlePaths,
+                                  std::function<void(std::vector<bool>)> done) = 0;
     virtual std::optional<InstalledApp> bundleInfo(const std::string& path) = 0;
+    // Where the system would launch the app with this bundle identifier from.
+    virtual std::optional<std::string> urlForApplication(const std::string& bundleID) = 0;
     virtual std::optional<FileIdentity> fileIdentity(const std::string& path) = 0;
     virtual bool fileExists(const std::string& path) = 0;
 

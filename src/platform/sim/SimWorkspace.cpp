@@ -1,5 +1,7 @@
 #include "platform/sim/SimWorkspace.h"
 
+#include <algorithm>
+
 #include "support/MainQueue.h"
 
 namespace zelk::sim {
@@ -10,6 +12,35 @@ using platform::WorkspaceEventKind;
 SimWorkspace::SimWorkspace(SimWorld& world) : world_(world) {
     lastRunning_ = world_.runningApps();
     subscription_ = world_.changes.subscribe([this](const WorldChange& c) { onChange(c); });
+}
+
+platform::RunningApp SimWorkspace::withLaunchIdentity(platform::RunningApp app) const {
+    if (identityUnavailable.count(app.bundleID)) {
+        app.executableIdentity.reset();
+        return app;
+    }
+    auto it = launchIdentity_.find(app.pid);
+    if (it != launchIdentity_.end()) app.executableIdentity = it->second;
+    return app;
+}
+
+std::vector<platform::RunningApp> SimWorkspace::runningApplications() {
+    auto apps = world_.runningApps();
+    for (auto& a : apps) {
+        // Apps started with the world ran before anyone watched: what runs is what was on disk then.
+        if (!launchIdentity_.count(a.pid) && a.executableIdentity)
+            launchIdentity_[a.pid] = *a.executableIdentity;
+        a = withLaunchIdentity(a);
+    }
+    return apps;
+}
+
+std::optional<platform::RunningApp> SimWorkspace::runningApp(std::int32_t pid) {
+    auto app = world_.runningApp(pid);
+    if (!app) return std::nullopt;
+    if (!launchIdentity_.count(pid) && app->executableIdentity)
+        launchIdentity_[pid] = *app->executableIdentity;
+    return withLaunchIdentity(*app);
 }
 SimWorkspace::~SimWorkspace() = default;
 
@@ -25,11 +56,17 @@ platform::InstalledApp SimWorkspace::installed(const SimApp& app) const {
     i.bundleName = app.name;
     i.executablePath = app.path + "/Contents/MacOS/" + app.name;
     i.isAgent = app.kind != AppKind::regular;
+    auto extras = bundleExtras.find(app.bundleID);
+    if (extras != bundleExtras.end()) {
+        i.useCount = extras->second.useCount;
+        i.category = extras->second.category;
+    }
     return i;
 }
 
 void SimWorkspace::openApplication(const std::string& path, const platform::OpenConfiguration& config,
                                    std::function<void(platform::LaunchResult)> completion) {
+    openedApplications.push_back(path);
     SimApp* target = nullptr;
     for (auto& a : world_.apps())
         if (a.path == path) target = &a;
@@ -41,6 +78,20 @@ void SimWorkspace::openApplication(const std::string& path, const platform::Open
         return;
     }
     std::string bundle = target->bundleID;
+    if (launchesWithoutPid.count(bundle)) {
+        // The system accepted the open but names no process.
+        platform::RunningApp none;
+        none.pid = -1;
+        none.bundleID = bundle;
+        none.name = target->name;
+        finish({none, ""});
+        return;
+    }
+    if (target->running && !config.createsNewInstance) {
+        // A running copy whose bundle on disk was replaced: the open starts the new binary. The
+        // simulated process stays the same one, now running what is on disk.
+        launchIdentity_[target->pid] = target->identity;
+    }
     world_.launch(bundle, config.activates, [this, finish](std::optional<std::int32_t> pid) {
         if (!pid) {
             finish({std::nullopt, "The application failed to launch."});
@@ -66,29 +117,121 @@ std::vector<std::string> SimWorkspace::applicationDirectories() {
             "/Applications/Utilities"};
 }
 
-void SimWorkspace::queryInstalledApps(std::function<void(std::vector<platform::InstalledApp>)> results) {
-    std::vector<platform::InstalledApp> list;
+ferrow::Subscription SimWorkspace::queryInstalledApps(
+    bool live, std::function<void(std::vector<platform::InstalledApp>)> results) {
+    auto query = std::make_shared<Query>(Query{live, std::move(results)});
+    queries_.push_back(query);
+    deliver(query);
+    std::weak_ptr<Query> weak = query;
+    return ferrow::Subscription([this, weak] {
+        auto q = weak.lock();
+        std::erase(queries_, q);
+    });
+}
+
+void SimWorkspace::deliver(std::weak_ptr<Query> weak) {
+    // Gathering reads the index when it finishes, so a change during it is in the delivery.
+    ferrow::mainAsyncAfter(queryGatherMs, [this, weak] {
+        auto query = weak.lock();
+        if (!query) return;
+        std::vector<platform::InstalledApp> list;
+        for (auto& a : world_.apps())
+            if (a.installed) list.push_back(installed(a));
+        if (!query->live) std::erase(queries_, query);
+        query->results(list);
+    });
+}
+
+int SimWorkspace::liveQueryCount() const {
+    int n = 0;
+    for (auto& q : queries_)
+        n += q->live ? 1 : 0;
+    return n;
+}
+
+void SimWorkspace::installedAppsChanged(const std::vector<std::string>& changedPaths) {
+    for (auto& q : queries_)
+        if (q->live) deliver(q);
+    for (const auto& path : changedPaths) {
+        auto slash = path.rfind('/');
+        std::string folder = slash == std::string::npos ? path : path.substr(0, slash);
+        for (auto& [id, watch] : watches_) {
+            if (std::find(watch.folders.begin(), watch.folders.end(), folder) == watch.folders.end())
+                continue;
+            auto changed = watch.changed;
+            platform::FolderEvent event{path, 0x100};
+            int watchID = id;
+            ferrow::mainAsync([this, watchID, changed, event] {
+                if (watches_.count(watchID)) changed(event);
+            });
+        }
+    }
+}
+
+bool SimWorkspace::folderExists(const std::string& folder) const {
+    for (const auto& dir : const_cast<SimWorkspace*>(this)->applicationDirectories())
+        if (dir == folder) return true;
     for (auto& a : world_.apps())
-        if (a.installed) list.push_back(installed(a));
-    ferrow::mainAsync([results, list] { results(list); });
+        if (a.installed && a.path.rfind(folder + "/", 0) == 0) return true;
+    return extraFiles.count(folder) > 0;
+}
+
+platform::FolderWatchHandle SimWorkspace::watchFolders(
+    const std::vector<std::string>& folders, std::function<void(const platform::FolderEvent&)> changed) {
+    platform::FolderWatchHandle result;
+    if (folderWatchFails) {
+        result.error = "The folder watch could not be created.";
+        return result;
+    }
+    Watch watch;
+    for (const auto& f : folders)
+        if (folderExists(f)) watch.folders.push_back(f);
+    watch.changed = std::move(changed);
+    int id = nextWatch_++;
+    watches_[id] = std::move(watch);
+    result.handle = ferrow::Subscription([this, id] { watches_.erase(id); });
+    return result;
+}
+
+void SimWorkspace::readMenuBarFlags(std::vector<std::string> bundlePaths,
+                                    std::function<void(std::vector<bool>)> done) {
+    // The flags are those of the bundles when the read happens, at the end of the delay.
+    ferrow::mainAsyncAfter(bundleReadDelayMs, [this, bundlePaths, done] {
+        std::vector<bool> flags;
+        for (const auto& path : bundlePaths) {
+            bool agent = false;
+            for (auto& a : world_.apps())
+                if (a.path == path) agent = a.kind != AppKind::regular;
+            flags.push_back(agent);
+        }
+        done(flags);
+    });
 }
 
 std::optional<platform::InstalledApp> SimWorkspace::bundleInfo(const std::string& path) {
     for (auto& a : world_.apps())
-        if (a.path == path && a.installed) return installed(a);
+        if (a.path == path && (a.installed || a.running)) return installed(a);
+    return std::nullopt;
+}
+
+std::optional<std::string> SimWorkspace::urlForApplication(const std::string& bundleID) {
+    for (auto& a : world_.apps())
+        if (a.bundleID == bundleID && a.installed) return a.path;
     return std::nullopt;
 }
 
 std::optional<platform::FileIdentity> SimWorkspace::fileIdentity(const std::string& path) {
-    for (auto& a : world_.apps())
-        if (a.installed && (a.path == path || a.path + "/Contents/MacOS/" + a.name == path))
-            return a.identity;
+    for (auto& a : world_.apps()) {
+        if (!(a.installed || a.running)) continue;
+        if (a.path == path || a.path + "/Contents/MacOS/" + a.name == path) return a.identity;
+    }
     return std::nullopt;
 }
 
 bool SimWorkspace::fileExists(const std::string& path) {
+    if (extraFiles.count(path)) return true;
     for (auto& a : world_.apps())
-        if (a.installed && a.path == path) return true;
+        if (a.installed && (a.path == path || a.path + "/Contents/MacOS/" + a.name == path)) return true;
     return false;
 }
 
@@ -111,6 +254,11 @@ void SimWorkspace::onChange(const WorldChange& c) {
     switch (c.kind) {
         case K::appRunning:
         case K::terminate: {
+            if (c.kind == K::appRunning) {
+                if (SimApp* a = world_.appByPid(c.pid)) launchIdentity_[c.pid] = a->identity;
+            } else {
+                launchIdentity_.erase(c.pid);
+            }
             appEvent(c.kind == K::appRunning ? WorkspaceEventKind::didLaunch
                                              : WorkspaceEventKind::didTerminate);
             WorkspaceEvent e{WorkspaceEventKind::runningApplicationsChanged};
