@@ -60,6 +60,8 @@ struct GestureEvent {
     std::map<int, std::int64_t> integers;
     std::map<int, double> doubles;
     std::optional<Point> location;
+    // The binary form the event was made from (empty for an event built field by field).
+    std::vector<std::uint8_t> data;
     bool operator==(const GestureEvent&) const = default;
 };
 
@@ -112,8 +114,10 @@ class WindowServer {
     virtual void coreDockSendNotification(const std::string& name) = 0;
     // Posts a synthetic event to the session tap; false when it couldn't be created.
     virtual bool postGestureEvent(const GestureEvent& event) = 0;
-    // Round-trips an event through its data form; empty on failure.
-    virtual std::optional<GestureEvent> serializeGestureEvent(const GestureEvent& event) = 0;
+    // The event's binary form (CGEventCreateData); empty on failure.
+    virtual std::vector<std::uint8_t> eventData(const GestureEvent& event) = 0;
+    // An event made from a binary form (CGEventCreateFromData); empty when the bytes don't make one.
+    virtual std::optional<GestureEvent> eventFromData(const std::vector<std::uint8_t>& data) = 0;
 
     virtual std::vector<WindowImage> captureWindows(const std::vector<std::uint32_t>& windows,
                                                     std::uint32_t options) = 0;

@@ -284,6 +284,13 @@ void SimAccessibility::onChange(const WorldChange& c) {
         case K::unhide:
             fire(c.pid, 0, "AXApplicationShown");
             break;
+        case K::overlay:
+            // The Dock tells its observers when its overlays come and go.
+            fire(SimWorld::kDockPID, 0,
+                 c.text1 == "missionControl" ? "AXExposeShowAllWindows"
+                 : c.text1 == "appExpose"    ? "AXExposeShowFrontWindows"
+                                             : "AXExposeExit");
+            break;
         case K::terminate: {
             for (auto it = observers_.begin(); it != observers_.end();)
                 it = it->second.pid == c.pid ? observers_.erase(it) : std::next(it);

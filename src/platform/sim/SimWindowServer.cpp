@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "platform/EventTap.h"
 #include "support/MainQueue.h"
@@ -9,6 +10,81 @@
 namespace zelk::sim {
 
 using platform::GestureEvent;
+
+namespace {
+constexpr int kDoubleTagBase = 0x2000;
+constexpr int kLocationTag = 0x3F00;
+
+void putHeader(std::vector<std::uint8_t>& out, int count, int kind, int tag) {
+    out.push_back(static_cast<std::uint8_t>((count >> 8) & 0xFF));
+    out.push_back(static_cast<std::uint8_t>(count & 0xFF));
+    out.push_back(static_cast<std::uint8_t>(((kind & 3) << 6) | ((tag >> 8) & 0x3F)));
+    out.push_back(static_cast<std::uint8_t>(tag & 0xFF));
+}
+void putLE64(std::vector<std::uint8_t>& out, std::uint64_t v) {
+    for (int i = 0; i < 8; ++i)
+        out.push_back(static_cast<std::uint8_t>((v >> (8 * i)) & 0xFF));
+}
+std::uint64_t getLE64(const std::vector<std::uint8_t>& d, std::size_t at) {
+    std::uint64_t v = 0;
+    for (int i = 0; i < 8; ++i)
+        v |= std::uint64_t(d[at + i]) << (8 * i);
+    return v;
+}
+std::uint64_t bitsOf(double v) {
+    std::uint64_t b;
+    std::memcpy(&b, &v, sizeof b);
+    return b;
+}
+double doubleOf(std::uint64_t b) {
+    double v;
+    std::memcpy(&v, &b, sizeof v);
+    return v;
+}
+}  // namespace
+
+std::vector<std::uint8_t> encodeSimEventData(const GestureEvent& e) {
+    std::vector<std::uint8_t> out{0x00, 0x00, 0x00, 0x02};
+    for (auto& [field, value] : e.integers) {
+        putHeader(out, 1, 0, field);
+        putLE64(out, static_cast<std::uint64_t>(value));
+    }
+    for (auto& [field, value] : e.doubles) {
+        putHeader(out, 1, 0, kDoubleTagBase + field);
+        putLE64(out, bitsOf(value));
+    }
+    if (e.location) {
+        putHeader(out, 16, 0, kLocationTag);
+        putLE64(out, bitsOf(e.location->x));
+        putLE64(out, bitsOf(e.location->y));
+    }
+    return out;
+}
+
+std::optional<GestureEvent> decodeSimEventData(const std::vector<std::uint8_t>& d) {
+    if (d.size() < 4) return std::nullopt;
+    GestureEvent e;
+    std::size_t at = 4;
+    while (d.size() - at >= 8) {
+        int count = (d[at] << 8) | d[at + 1];
+        int kind = d[at + 2] >> 6;
+        int tag = ((d[at + 2] & 0x3F) << 8) | d[at + 3];
+        std::size_t size = kind == 0   ? (count == 1 ? 8 : static_cast<std::size_t>((count + 3) / 4 * 4))
+                           : kind == 2 ? 0
+                                       : static_cast<std::size_t>(count) * 4;
+        if (at + 4 + size > d.size()) break;
+        std::size_t payload = at + 4;
+        if (kind == 0 && size == 8 && tag < kDoubleTagBase)
+            e.integers[tag] = static_cast<std::int64_t>(getLE64(d, payload));
+        else if (kind == 0 && size == 8 && tag >= kDoubleTagBase && tag < kLocationTag)
+            e.doubles[tag - kDoubleTagBase] = doubleOf(getLE64(d, payload));
+        else if (kind == 0 && size == 16 && tag == kLocationTag)
+            e.location = Point{doubleOf(getLE64(d, payload)), doubleOf(getLE64(d, payload + 8))};
+        at = payload + size;
+    }
+    e.data = d;
+    return e;
+}
 
 std::string validateKeyWindowRecord(const std::vector<std::uint8_t>& r, int expectedKind) {
     if (r.size() != 0xF8) return "size " + std::to_string(r.size());
@@ -95,6 +171,21 @@ void GestureDecoder::swipe(int direction, std::optional<Point> location) {
         return;
     }
     ferrow::mainAsyncAfter(world_.spaceSwitchLatencyMs, [this, d, space] { world_.switchSpace(d, space); });
+}
+
+bool SimWindowServer::postGestureEvent(const GestureEvent& event) {
+    posted_.push_back(event);
+    return gestures_.post(event);
+}
+
+std::vector<std::uint8_t> SimWindowServer::eventData(const GestureEvent& event) {
+    if (world_.faults.eventDataFails) return {};
+    return encodeSimEventData(event);
+}
+
+std::optional<GestureEvent> SimWindowServer::eventFromData(const std::vector<std::uint8_t>& data) {
+    if (world_.faults.eventDataFails) return std::nullopt;
+    return decodeSimEventData(data);
 }
 
 SimWindowServer::SimWindowServer(SimWorld& world) : world_(world), gestures_(world) {
@@ -236,7 +327,8 @@ bool SimWindowServer::setFrontProcessWithOptions(platform::ProcessSerialNumber p
     auto pid = static_cast<std::int32_t>(psn.low);
     if (!world_.appByPid(pid)) return false;
     const SimWindow* w = window ? world_.window(window) : nullptr;
-    return world_.activate(pid, w && w->pid == pid ? window : 0);
+    // The process comes front where it is: this route never changes the Space.
+    return world_.activate(pid, w && w->pid == pid ? window : 0, false);
 }
 
 bool SimWindowServer::postEventRecordTo(platform::ProcessSerialNumber psn,
@@ -256,7 +348,9 @@ bool SimWindowServer::postEventRecordTo(platform::ProcessSerialNumber psn,
 }
 
 bool SimWindowServer::spaceSetFrontPSN(std::uint64_t space, platform::ProcessSerialNumber psn) {
-    return world_.displayIndexOfSpace(space) && world_.appByPid(static_cast<std::int32_t>(psn.low));
+    auto pid = static_cast<std::int32_t>(psn.low);
+    spaceFront_.push_back({space, pid});
+    return world_.displayIndexOfSpace(space) && world_.appByPid(pid);
 }
 
 bool SimWindowServer::managedDisplaySetCurrentSpace(const std::string& display, std::uint64_t space) {

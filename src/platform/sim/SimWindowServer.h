@@ -6,6 +6,13 @@
 
 namespace zelk::sim {
 
+// The simulated binary form of an event: 4 opening bytes, then records with a 4-byte header (big-endian
+// count, 2-bit kind and 14-bit tag) and their payload. Integer fields travel under their own number as
+// tag, doubles under 0x2000 + number, the location under 0x3F00; records with other tags (the gesture
+// record 4205 among them) are carried along untouched.
+std::vector<std::uint8_t> encodeSimEventData(const platform::GestureEvent& event);
+std::optional<platform::GestureEvent> decodeSimEventData(const std::vector<std::uint8_t>& data);
+
 // Checks a 248-byte key-window record; empty text when valid, else what is wrong.
 std::string validateKeyWindowRecord(const std::vector<std::uint8_t>& record, int expectedKind);
 
@@ -64,11 +71,9 @@ class SimWindowServer final : public platform::WindowServer {
     bool isSymbolicHotKeyEnabled(int hotKey) override;
     bool setSymbolicHotKeyEnabled(int hotKey, bool enabled) override;
     void coreDockSendNotification(const std::string& name) override;
-    bool postGestureEvent(const platform::GestureEvent& event) override { return gestures_.post(event); }
-    std::optional<platform::GestureEvent> serializeGestureEvent(
-        const platform::GestureEvent& event) override {
-        return event;
-    }
+    bool postGestureEvent(const platform::GestureEvent& event) override;
+    std::vector<std::uint8_t> eventData(const platform::GestureEvent& event) override;
+    std::optional<platform::GestureEvent> eventFromData(const std::vector<std::uint8_t>& data) override;
     std::vector<platform::WindowImage> captureWindows(const std::vector<std::uint32_t>& windows,
                                                       std::uint32_t options) override;
     int osMajorVersion() override { return world_.osMajorVersion; }
@@ -89,6 +94,10 @@ class SimWindowServer final : public platform::WindowServer {
     };
     const std::vector<RecordSeen>& records() const { return records_; }
     std::size_t frontProcessCalls() const { return frontCalls_; }
+    // Every gesture event posted, in order, as it reached the session tap.
+    const std::vector<platform::GestureEvent>& postedEvents() const { return posted_; }
+    // Processes made front on a Space (SLSSpaceSetFrontPSN): (space, pid).
+    const std::vector<std::pair<std::uint64_t, std::int32_t>>& spaceFrontCalls() const { return spaceFront_; }
 
     static constexpr std::uint32_t kConnection = 0x5A31;
 
@@ -99,6 +108,8 @@ class SimWindowServer final : public platform::WindowServer {
     std::map<int, HotKey> hotKeys_;
     std::multimap<int, NotifyCallback> notify_;
     std::vector<RecordSeen> records_;
+    std::vector<platform::GestureEvent> posted_;
+    std::vector<std::pair<std::uint64_t, std::int32_t>> spaceFront_;
     std::size_t frontCalls_ = 0;
     ferrow::Subscription subscription_;
 };

@@ -213,7 +213,27 @@ void SimWorld::checkFocus() {
     emit(c);
 }
 
-bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID) {
+void SimWorld::addDock() {
+    if (app(kDockBundleID)) return;
+    SimApp dock;
+    dock.bundleID = kDockBundleID;
+    dock.name = "Dock";
+    dock.path = "/System/Library/CoreServices/Dock.app";
+    dock.kind = AppKind::background;
+    dock.installed = false;
+    dock.running = true;
+    dock.pid = kDockPID;
+    apps_.push_back(dock);
+}
+
+bool SimWorld::setKind(const std::string& bundleID, AppKind kind) {
+    SimApp* a = app(bundleID);
+    if (!a) return false;
+    a->kind = kind;
+    return true;
+}
+
+bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID, bool followSpace) {
     SimApp* a = appByPid(pid);
     // An agent comes to the front only by activating itself (after turning into a regular app).
     if (!a || a->kind == AppKind::background || (a->kind == AppKind::accessory && pid != kOwnPID))
@@ -258,10 +278,11 @@ bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID) {
             }
         }
         target = window(a->focusedWindow);
-        if (!isWindowOnVisibleSpace(*target)) {
+        if (!isWindowOnVisibleSpace(*target) && followSpace) {
             if (auto d = displayIndexOfSpace(target->space)) switchSpace(*d, target->space, false);
         }
-        if (auto d = displayIndexOfSpace(target->space)) activeDisplay_ = *d;
+        if (isWindowOnVisibleSpace(*target))
+            if (auto d = displayIndexOfSpace(target->space)) activeDisplay_ = *d;
     }
     bool changed = frontPid_ != pid;
     frontPid_ = pid;

@@ -119,6 +119,7 @@ struct Faults {
     std::optional<std::int32_t> secureInputPID;
     bool screenLocked = false;
     bool noWindowServer = false;
+    bool eventDataFails = false;  // events can't be turned into or made from their binary form
 };
 
 // The simulated desktop: displays and Spaces, installed and running apps, their windows, focus.
@@ -128,6 +129,8 @@ class SimWorld {
   public:
     static constexpr std::int32_t kOwnPID = 999;
     static constexpr const char* kOwnBundleID = "com.ferrowlabs.zelk";
+    static constexpr std::int32_t kDockPID = 90;
+    static constexpr const char* kDockBundleID = "com.apple.dock";
 
     SimWorld();
 
@@ -138,6 +141,8 @@ class SimWorld {
     void startRunning(const std::string& bundleID, std::int32_t pid, bool hidden,
                       const std::vector<SimWindow>& windows);
     void setFrontmost(const std::string& bundleID, std::uint32_t focusedWindow);
+    // The Dock runs as a background process (its accessibility carries the Mission Control notifications).
+    void addDock();
 
     // Queries.
     const std::vector<SimDisplay>& displays() const { return displays_; }
@@ -166,8 +171,11 @@ class SimWorld {
 
     // What the system does.
     // The app comes to the front with its focused window; a hidden app unhides. With `window` set,
-    // that window is focused. When the window lies on a Space no display shows, its display switches.
-    bool activate(std::int32_t pid, std::uint32_t window = 0);
+    // that window is focused. When the window lies on a Space no display shows, its display switches,
+    // unless `followSpace` is false: then the app comes front on the Space shown.
+    bool activate(std::int32_t pid, std::uint32_t window = 0, bool followSpace = true);
+    // The app turns regular, accessory or background at run time, telling nobody.
+    bool setKind(const std::string& bundleID, AppKind kind);
     // The window becomes its app's focused window and front within the app (the app stays where it is).
     bool raiseWithinApp(std::uint32_t window);
     bool hide(std::int32_t pid);
