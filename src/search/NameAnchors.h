@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "search/MatchText.h"
+
 namespace zelk::search {
 
 // Positions (grapheme indexes) at which a key or a query may begin in an application's name. The
@@ -13,6 +15,9 @@ namespace zelk::search {
 // `optionalPrefixes` are lowercased words.
 std::vector<std::size_t> nameAnchors(const std::vector<std::string>& graphemes,
                                      const std::vector<std::string>& optionalPrefixes);
+
+// The same over a name already segmented.
+std::vector<std::size_t> nameAnchors(const MatchText& name, const std::vector<std::string>& optionalPrefixes);
 
 // The lowercased characters at the anchors of `utf8Name`, each once, in order of first appearance.
 std::vector<std::string> nameLetters(std::string_view utf8Name,

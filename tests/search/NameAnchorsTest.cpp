@@ -58,7 +58,7 @@ TEST(NameAnchors, FirstWordAlwaysLaterWordsOnlyAfterOptionalPrefixes) {
     EXPECT_EQ(nameAnchors(splitGraphemes("  ADOBE \t Photoshop"), kPrefixes), (Indexes{2, 10}));
     EXPECT_EQ(nameAnchors(splitGraphemes("Google Drive"), {}), (Indexes{0}));
     EXPECT_TRUE(nameAnchors(splitGraphemes("   "), kPrefixes).empty());
-    EXPECT_TRUE(nameAnchors({}, kPrefixes).empty());
+    EXPECT_TRUE(nameAnchors(Strings{}, kPrefixes).empty());
 }
 
 TEST(NameAnchors, LeadingDigitsAlsoAnchorTheFirstLetter) {

@@ -1,0 +1,36 @@
+#pragma once
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/SearchOptions.h"
+#include "search/MatchText.h"
+
+namespace zelk::search {
+
+// What the matcher needs of one application, segmented once and cached by the caller with its
+// candidate list.
+struct AppCandidate {
+    std::string identifier;
+    MatchText originalName;
+    MatchText lowercasedName;
+    bool isRunning = false;
+    double usageScore = 0;
+
+    static AppCandidate make(std::string identifier, std::string_view originalName, std::string_view name,
+                             bool isRunning, double usageScore);
+};
+
+struct AppMatch {
+    std::size_t index = 0;  // into the candidate list
+    int score = 0;          // fuzzy score plus acronym bonus (anchored mode only)
+    bool isPrefix = false;  // the lower-cased name begins with the query
+    bool operator==(const AppMatch&) const = default;
+};
+
+// The applications that answer to the lower-cased query `q`, best first, each identifier once.
+std::vector<AppMatch> matchApps(const std::vector<AppCandidate>& apps, std::string_view q,
+                                SearchMatchMode mode, const std::vector<std::string>& optionalPrefixes);
+
+}  // namespace zelk::search

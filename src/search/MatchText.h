@@ -1,0 +1,48 @@
+#pragma once
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zelk::search {
+
+// One character (grapheme cluster) as a comparable number, small so that a whole title's keys stay in
+// a few cache lines. Clusters of up to 3 UTF-8 bytes (every character of the basic plane) are packed
+// exactly; longer ones (emoji, combining sequences) are hashed into a range the packed form never
+// uses, where two different clusters collide with odds of one in two billion.
+using CharKey = std::uint32_t;
+CharKey charKey(std::string_view grapheme);
+
+// A name or title segmented once: its characters, their lower-cased keys, their original keys and
+// their classes. Built when a name or title is first seen so that a keystroke only compares numbers.
+class MatchText {
+  public:
+    MatchText() = default;
+    explicit MatchText(std::string_view utf8);
+
+    const std::string& text() const { return text_; }
+    std::size_t size() const { return lower_.size(); }
+    bool empty() const { return lower_.empty(); }
+
+    const std::vector<std::string>& characters() const { return characters_; }
+    std::span<const CharKey> lowerKeys() const { return lower_; }
+    std::span<const CharKey> exactKeys() const { return exact_; }
+    std::span<const std::uint8_t> classes() const { return classes_; }
+    // Base score of a match at each position: 14 at the first, else 6, plus 4 at a word boundary.
+    std::span<const std::int8_t> matchBase() const { return matchBase_; }
+
+    // Character-wise, case-insensitive tests against a query's lower-cased keys.
+    bool hasPrefix(std::span<const CharKey> query, std::size_t at = 0) const;
+    bool contains(std::span<const CharKey> query) const;
+
+  private:
+    std::string text_;
+    std::vector<std::string> characters_;
+    std::vector<CharKey> lower_;
+    std::vector<CharKey> exact_;
+    std::vector<std::uint8_t> classes_;
+    std::vector<std::int8_t> matchBase_;
+};
+
+}  // namespace zelk::search

@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "search/AppMatching.h"
+#include "search/FuzzyScore.h"
+#include "search/Graphemes.h"
+#include "search/NameAnchors.h"
+#include "search/TextMatch.h"
+#include "search/WindowFilter.h"
+
+using namespace zelk::search;
+
+namespace {
+
+// The alignment written out plainly over strings, to check the keyed scorer against.
+int referenceScore(std::string_view query, std::string_view text) {
+    const auto q = splitGraphemes(query), t = splitGraphemes(text);
+    if (q.empty() || t.empty()) return 0;
+    std::vector<std::string> ql, tl;
+    for (auto& c : q)
+        ql.push_back(lowercased(c));
+    for (auto& c : t)
+        tl.push_back(lowercased(c));
+    std::vector<bool> boundary(t.size());
+    for (std::size_t j = 0; j < t.size(); ++j) {
+        auto prev = j ? charClass(t[j - 1]) : 0;
+        boundary[j] = j == 0 || !(prev & (kLetter | kNumber)) ||
+                      ((prev & kLowercase) && (charClass(t[j]) & kUppercase));
+    }
+    std::vector<int> prev(t.size() + 1), cur(t.size() + 1);
+    int best = 0;
+    for (std::size_t i = 1; i <= q.size(); ++i) {
+        for (std::size_t j = 1; j <= t.size(); ++j) {
+            int s = -4;
+            if (ql[i - 1] == tl[j - 1]) {
+                s = (j == 1 ? 14 : 6) + (boundary[j - 1] ? 4 : 0) + (q[i - 1] == t[j - 1] ? 1 : 0);
+                if (i > 1 && j > 1 && prev[j - 1] > 0 && ql[i - 2] == tl[j - 2]) s += 4;
+            }
+            cur[j] = std::max({0, prev[j - 1] + s, prev[j] - 3, cur[j - 1] - 3});
+            best = std::max(best, cur[j]);
+        }
+        std::swap(prev, cur);
+        std::fill(cur.begin(), cur.end(), 0);
+    }
+    return best;
+}
+
+std::string randomBytes(std::mt19937& rng, std::size_t maxLength) {
+    std::uniform_int_distribution<std::size_t> length(0, maxLength);
+    std::uniform_int_distribution<int> byte(0, 255);
+    std::string s(length(rng), '\0');
+    for (char& c : s)
+        c = static_cast<char>(byte(rng));
+    return s;
+}
+
+// Text drawn from a small alphabet of mixed scripts, so that matches and runs are frequent.
+std::string randomText(std::mt19937& rng, std::size_t maxLength) {
+    static const std::vector<std::string> alphabet = {"a",
+                                                      "b",
+                                                      "c",
+                                                      "A",
+                                                      "B",
+                                                      "C",
+                                                      " ",
+                                                      "-",
+                                                      "1",
+                                                      "2",
+                                                      "é",
+                                                      "É",
+                                                      "e\xCC\x81",
+                                                      "ß",
+                                                      "中",
+                                                      "—",
+                                                      "\xF0\x9F\x91\x8D",
+                                                      "x",
+                                                      "Z"};
+    std::uniform_int_distribution<std::size_t> length(0, maxLength), pick(0, alphabet.size() - 1);
+    std::string s;
+    for (std::size_t n = length(rng); n > 0; --n)
+        s += alphabet[pick(rng)];
+    return s;
+}
+
+}  // namespace
+
+TEST(MatchingProperties, KeyedScorerAgreesWithThePlainAlignment) {
+    std::mt19937 rng(20261123);
+    for (int round = 0; round < 3000; ++round) {
+        const std::string q = randomText(rng, 6), t = randomText(rng, 30);
+        ASSERT_EQ(fuzzyScore(q, t), referenceScore(q, t)) << "query '" << q << "' text '" << t << "'";
+    }
+}
+
+TEST(MatchingProperties, EmptyNeverScoresAndArbitraryBytesNeverCrash) {
+    std::mt19937 rng(7);
+    const std::vector<std::string> prefixes = {"the", "google"};
+    std::vector<AppCandidate> apps;
+    std::vector<WindowCandidate> windows;
+    for (int round = 0; round < 2000; ++round) {
+        const std::string a = randomBytes(rng, 40), b = randomBytes(rng, 8);
+        EXPECT_EQ(fuzzyScore("", a), 0);
+        EXPECT_EQ(fuzzyScore(a, ""), 0);
+        EXPECT_EQ(acronymBonus("", a), 0);
+        const int score = fuzzyScore(b, a);
+        EXPECT_GE(score, 0);
+        EXPECT_EQ(score, referenceScore(b, a));
+        (void)anchoredMatch(a, b, prefixes);
+        (void)wordBoundaryMatch(a, b);
+        (void)acronym(a);
+        (void)nameLetters(a, prefixes);
+        apps.push_back(AppCandidate::make(b, a, a, round % 2 == 0, round));
+        windows.push_back(WindowCandidate::make(a, b));
+    }
+    for (int round = 0; round < 50; ++round) {
+        const std::string q = randomBytes(rng, 4);
+        for (auto mode : {zelk::SearchMatchMode::anchored, zelk::SearchMatchMode::contains})
+            for (const AppMatch& m : matchApps(apps, q, mode, prefixes))
+                ASSERT_LT(m.index, apps.size());
+        const auto hits = filterWindows(windows, q, true, true);
+        if (q.empty()) {
+            EXPECT_EQ(hits.size(), windows.size());
+            continue;
+        }
+        for (const WindowMatch& m : hits)
+            ASSERT_GE(m.score, minScore(MatchText(lowercased(q))));
+    }
+    EXPECT_TRUE(matchApps(apps, "", zelk::SearchMatchMode::anchored, prefixes).size() <= apps.size());
+}
+
+TEST(MatchingProperties, MatchedAppsAreUniqueAndAllAnchored) {
+    std::mt19937 rng(99);
+    std::vector<AppCandidate> apps;
+    for (int i = 0; i < 300; ++i) {
+        const std::string name = randomText(rng, 12);
+        apps.push_back(AppCandidate::make("id" + std::to_string(i % 200), name, name, i % 3 == 0, i % 7));
+    }
+    for (const char* q : {"a", "b", "ab", "é", "1", "中", "c-"}) {
+        const auto matches = matchApps(apps, q, zelk::SearchMatchMode::anchored, {});
+        std::vector<std::string> ids;
+        for (const AppMatch& m : matches) {
+            EXPECT_TRUE(anchoredMatch(apps[m.index].originalName.text(), q, {}));
+            ids.push_back(apps[m.index].identifier);
+        }
+        std::sort(ids.begin(), ids.end());
+        EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end()) << q;
+    }
+}
