@@ -56,6 +56,10 @@ std::size_t badSubpartLength(std::string_view s, std::size_t i) {
 bool isValidUtf8(std::string_view text) {
     std::size_t i = 0;
     while (i < text.size()) {
+        if (static_cast<unsigned char>(text[i]) < 0x80) {
+            ++i;
+            continue;
+        }
         std::size_t n = sequenceLength(text, i);
         if (n == 0) return false;
         i += n;
