@@ -33,12 +33,12 @@ std::vector<ManagedWindow> WindowTracker::windowsOfApp(const std::string& bundle
 }
 
 void WindowTracker::preserve(const platform::RunningApp& app, const char* reason,
-                             std::vector<ManagedWindow>& into, int& preservedApps,
-                             int& preservedWindows) const {
+                             std::vector<ManagedWindow>& into, int& preservedApps, int& preservedWindows) {
     int n = 0;
     for (auto& w : windows_.get())
         if (w.bundleIdentifier == app.bundleID) {
             into.push_back(w);
+            preservedIDs_.insert(w.id);
             ++n;
         }
     ++preservedApps;
@@ -88,6 +88,7 @@ bool WindowTracker::refreshWindows(bool force) {
 
     ferrow::Nanos budgetStart = ferrow::now();
     std::vector<ManagedWindow> next;
+    preservedIDs_.clear();
     int overBudget = 0, cooling = 0, ignored = 0, preservedApps = 0, preservedWindows = 0;
     for (auto& app : apps) {
         if (health_.isSessionIgnored(app.bundleID)) {
@@ -162,8 +163,18 @@ bool WindowTracker::refreshWindows(bool force) {
                    *r->second.name);
         w.title = *r->second.name;
     }
-    // Without the permission there are no rows, and every window would look ordered out.
-    if (listReader_.hasPermission()) next = dropOrderedOutGhosts(std::move(next), rows, running, active);
+    // Without the permission there are no rows, and every window would look ordered out. A preserved
+    // window's facts are as old as the last answer of its app, so they can't tell a ghost either.
+    if (listReader_.hasPermission()) {
+        std::vector<ManagedWindow> preserved;
+        std::erase_if(next, [&](const ManagedWindow& w) {
+            if (!preservedIDs_.count(w.id)) return false;
+            preserved.push_back(w);
+            return true;
+        });
+        next = dropOrderedOutGhosts(std::move(next), rows, running, active);
+        next.insert(next.end(), preserved.begin(), preserved.end());
+    }
     publish(filtered(std::move(next)));
     return true;
 }

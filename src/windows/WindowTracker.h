@@ -2,6 +2,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "support/Observable.h"
@@ -62,7 +63,7 @@ class WindowTracker {
 
   private:
     void preserve(const platform::RunningApp& app, const char* reason, std::vector<ManagedWindow>& into,
-                  int& preservedApps, int& preservedWindows) const;
+                  int& preservedApps, int& preservedWindows);
     void publish(std::vector<ManagedWindow> list);
     void assignWindowNumbers();
     std::vector<ManagedWindow> filtered(std::vector<ManagedWindow> list) const;
@@ -76,6 +77,7 @@ class WindowTracker {
     std::map<std::uint32_t, Rect> lastKnownBounds_;
     std::optional<platform::RunningApp> frontmostApp_;
     std::optional<ferrow::Nanos> lastRefreshTime_;
+    std::set<std::uint32_t> preservedIDs_;  // of the refresh under way
     std::map<std::string, std::map<std::uint32_t, int>> windowNumbers_;
 };
 
