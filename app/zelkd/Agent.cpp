@@ -1,5 +1,6 @@
 #include "Agent.h"
 
+#include "CommandWiring.h"
 #include "Wiring.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
@@ -9,10 +10,14 @@ namespace zelk::agent {
 
 Agent::Agent(bool commandService)
     : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})),
-      router_(std::make_unique<KeyRouter>(InputManager::shared(), makeRoutingServices())) {}
+      router_(std::make_unique<KeyRouter>(InputManager::shared(), makeRoutingServices())),
+      commands_(std::make_unique<CommandWiring>()) {
+    commands_->attach(*delegate_);
+}
 
 Agent::~Agent() {
     if (running()) terminate();
+    commands_.reset();
     router_.reset();
     delegate_.reset();
     InputManager::reset();
@@ -29,6 +34,7 @@ void Agent::terminate() {
     if (!started_ || terminated_) return;
     terminated_ = true;
     delegate_->applicationWillTerminate();
+    commands_->stop();
 }
 
 nlohmann::json Agent::handleCommand(const nlohmann::json& request) {

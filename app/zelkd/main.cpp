@@ -63,7 +63,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
     agent::TraceRecorder trace(desktop, queue.now());
     trace.setTextOutput(&std::cout);
     trace.setMinimumLogLevel(ferrow::LogLevel::info);
-    agent::Agent agent;
+    agent::Agent agent(/*commandService=*/true);
     agent.start();
     std::signal(SIGINT, [](int) { gStop = 1; });
     std::signal(SIGTERM, [](int) { gStop = 1; });
