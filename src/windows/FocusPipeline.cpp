@@ -92,7 +92,7 @@ bool FocusPipeline::focus(const ManagedWindow& window) {
     auto fallback = [&] {
         route_.run(app->pid, window.id);
         assign(focusedCopy);
-        activate(*app, liveCrossSpace);
+        activate(*app, liveCrossSpace, appWasFront);
         if (!liveCrossSpace) route_.run(app->pid, window.id);
         return true;
     };
@@ -121,25 +121,26 @@ bool FocusPipeline::focus(const ManagedWindow& window) {
     env_.accessibility->setMessagingTimeout(*target, AXReader::kMessagingTimeout);
     if (window.isMinimized) env_.accessibility->setAttribute(*target, "AXMinimized", false);
     route_.run(app->pid, window.id);
-    if (!appWasFront) activate(*app, liveCrossSpace);
+    if (!appWasFront) activate(*app, liveCrossSpace, appWasFront);
     env_.accessibility->performAction(*target, "AXRaise");
     focusedCopy.isMinimized = false;
     assign(focusedCopy);
-    if (appWasFront) activate(*app, liveCrossSpace);
+    if (appWasFront) activate(*app, liveCrossSpace, appWasFront);
     if (!liveCrossSpace) route_.run(app->pid, window.id);
     Log::debug("focus: AX raise OK for wid={}", window.id);
     return true;
 }
 
-void FocusPipeline::activate(const platform::RunningApp& app, bool liveCrossSpace) {
+void FocusPipeline::activate(const platform::RunningApp& app, bool liveCrossSpace, bool wasFront) {
     if (liveCrossSpace) {
         Log::debug(
             "focus: skipping NSRunningApplication.activate (liveCrossSpace=true) to avoid cross-space "
             "animation");
         return;
     }
-    auto front = env_.workspace->frontmostApplication();
-    if (front && front->pid == app.pid) {
+    // The direct route went out just before and the system may not have answered yet, so what was front
+    // when the focus began decides.
+    if (wasFront) {
         env_.workspace->activate(app.pid, false);
         return;
     }

@@ -56,7 +56,7 @@ class FocusPipeline {
 
   private:
     void assign(std::optional<ManagedWindow> next);
-    void activate(const platform::RunningApp& app, bool liveCrossSpace);
+    void activate(const platform::RunningApp& app, bool liveCrossSpace, bool wasFront);
     bool plainActivate(const platform::RunningApp& app);
     std::optional<platform::RunningApp> runningAppFor(const ManagedWindow& window);
     std::uint64_t activeSpace();
