@@ -173,10 +173,19 @@ void CLIService::serve() {
         c.out += framed;
     };
 
+    // Out of descriptors, the listening socket stays readable: stop polling it until a connection closes,
+    // or the loop would spin.
+    bool acceptPaused = false;
     auto acceptClients = [&] {
         while (true) {
             int fd = ::accept4(impl.listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-            if (fd < 0) return;
+            if (fd < 0) {
+                if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+                    Log::error("CLIService: can't accept a client: {}", std::strerror(errno));
+                    acceptPaused = true;
+                }
+                return;
+            }
             ucred cred{};
             socklen_t len = sizeof cred;
             if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0 ||
@@ -252,7 +261,7 @@ void CLIService::serve() {
     while (!stopping_) {
         fds.clear();
         fds.push_back({impl.wakeRead, POLLIN, 0});
-        fds.push_back({impl.listenFd, POLLIN, 0});
+        fds.push_back({impl.listenFd, static_cast<short>(acceptPaused ? 0 : POLLIN), 0});
         Nanos earliest = INT64_MAX;
         for (auto& c : impl.connections) {
             short events = 0;
@@ -300,10 +309,12 @@ void CLIService::serve() {
                 c->dead = true;
             }
         }
+        std::size_t before = impl.connections.size();
         std::erase_if(impl.connections, [](const std::unique_ptr<Connection>& c) {
             if (c->dead) ::close(c->fd);
             return c->dead;
         });
+        if (impl.connections.size() < before) acceptPaused = false;
         connectionCount_ = impl.connections.size();
     }
 }

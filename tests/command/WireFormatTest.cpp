@@ -126,6 +126,14 @@ TEST(RequestDecoding, InvalidUtf8AndHostileNestingFail) {
     EXPECT_TRUE(decode(fine));
 }
 
+TEST(RequestDecoding, MoreThanSixteenMebibytesIsRefusedUnread) {
+    std::string padded = R"({"command":"status"})";
+    padded.resize(kMaxMessageBytes + 1, ' ');
+    EXPECT_FALSE(decode(padded));
+    padded.resize(kMaxMessageBytes);
+    EXPECT_TRUE(decode(padded));
+}
+
 TEST(RequestDecoding, EncodingRoundTripsAndLeavesDefaultsOut) {
     ZelkRequest r;
     r.command = ZelkCommand::placeWindow;
