@@ -1,0 +1,247 @@
+#include "apps/AssignmentDerivation.h"
+
+#include <algorithm>
+#include <set>
+
+#include "search/Graphemes.h"
+#include "support/Format.h"
+
+namespace zelk::apps {
+
+namespace {
+bool startsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+std::string lowered(std::string_view text) {
+    return search::isAscii(text) ? ferrow::toLowerAscii(text) : search::lowercased(text);
+}
+
+bool isOneCharacter(const std::string& letter) {
+    if (letter.size() == 1) return true;
+    return !search::isAscii(letter) && search::splitGraphemes(letter).size() == 1;
+}
+
+bool contains(const std::vector<std::string>& list, const std::string& value) {
+    return std::find(list.begin(), list.end(), value) != list.end();
+}
+
+// Keys drawn for dynamic assignments: digits, then letters.
+constexpr std::string_view kDerivationKeys = "0123456789abcdefghijklmnopqrstuvwxyz";
+}  // namespace
+
+bool letterMatches(const DerivationContext& context, const LaunchableApp& app, const std::string& letter) {
+    if (context.mode == SearchMatchMode::anchored && isOneCharacter(letter)) {
+        static const std::vector<std::string> kNone;
+        const auto& prefixes = context.optionalPrefixes ? *context.optionalPrefixes : kNone;
+        return contains(app.nameLetters(prefixes, context.prefixesStamp), letter);
+    }
+    return startsWith(app.lowercasedName(), letter);
+}
+
+const AssignmentDeriver::Candidates& AssignmentDeriver::candidates(
+    const DerivationContext& context, const std::vector<std::string>& excludedIDs,
+    const std::string& cacheKey) {
+    if (cachedFor_ != context.running) {
+        cache_.clear();
+        cachedFor_ = context.running;
+    }
+    auto it = cache_.find(cacheKey);
+    if (it != cache_.end()) return it->second;
+    Candidates built;
+    for (const auto& entry : *context.running) {
+        if (contains(excludedIDs, entry.app->identifier())) continue;
+        bool hasStatic = context.statics && context.statics->hasStaticKey(entry.app->bundleIdentifier());
+        built.sorted.push_back({&entry, entry.app->score(hasStatic), hasStatic});
+    }
+    std::stable_sort(built.sorted.begin(), built.sorted.end(),
+                     [](const Candidate& a, const Candidate& b) { return a.score > b.score; });
+    for (std::size_t i = 0; i < built.sorted.size(); ++i)
+        built.byIdentifier.emplace(built.sorted[i].entry->app->identifier(), i);
+    return cache_.emplace(cacheKey, std::move(built)).first->second;
+}
+
+std::optional<RunningEntry> AssignmentDeriver::topRunningApp(const DerivationContext& context,
+                                                             const std::string& letterIn,
+                                                             const std::vector<std::string>& excludedIDs,
+                                                             std::optional<std::string> cacheKey) {
+    const std::string letter = lowered(letterIn);
+    if (!cacheKey) {
+        std::string key;
+        for (const auto& e : *context.running)
+            key += e.app->identifier();
+        for (const auto& id : excludedIDs)
+            key += id;
+        cacheKey = std::move(key);
+    }
+    const Candidates& list = candidates(context, excludedIDs, *cacheKey);
+
+    // A fresh learned pick for this very letter wins while its app runs.
+    if (isOneCharacter(letter) && context.selections) {
+        auto pick = context.selections->find(letter);
+        if (pick != context.selections->end() &&
+            context.now - pick->second.lastPickedAt < kLearnedPickLifetime) {
+            for (const auto& c : list.sorted) {
+                if (c.entry->app->bundleIdentifier() != pick->second.bundleID) continue;
+                bool matches = context.mode == SearchMatchMode::contains ||
+                               letterMatches(context, *c.entry->app, letter);
+                if (matches && !c.entry->process.terminated) return *c.entry;
+                break;
+            }
+        }
+    }
+
+    // The app most recently in front among those the letter can mean.
+    if (context.recentApps) {
+        for (const auto& recent : *context.recentApps) {
+            auto at = list.byIdentifier.find(recent->identifier());
+            if (at == list.byIdentifier.end()) continue;
+            const Candidate& c = list.sorted[at->second];
+            if (c.entry->app->url() != recent->url() || c.hasStatic) continue;
+            if (!letterMatches(context, *recent, letter)) continue;
+            if (!c.entry->process.terminated) return *c.entry;
+            break;
+        }
+    }
+
+    // Usage settles it for apps not activated since the start.
+    for (const auto& c : list.sorted) {
+        if (c.hasStatic || !letterMatches(context, *c.entry->app, letter)) continue;
+        if (c.entry->process.terminated) return std::nullopt;
+        return *c.entry;
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> AssignmentDeriver::learnedOrder(const DerivationContext& context,
+                                                         const std::string& letter) const {
+    std::vector<std::string> order;
+    if (!context.selections) return order;
+    auto exact = context.selections->find(letter);
+    if (exact != context.selections->end()) order.push_back(exact->second.bundleID);
+    std::vector<std::pair<std::string, std::string>> longer;  // lowercased query, bundle
+    for (const auto& [query, selection] : *context.selections) {
+        if (query.size() <= letter.size()) continue;
+        std::string q = lowered(query);
+        if (startsWith(q, letter)) longer.emplace_back(std::move(q), selection.bundleID);
+    }
+    std::sort(longer.begin(), longer.end(), [](const auto& a, const auto& b) {
+        if (a.first.size() != b.first.size()) return a.first.size() > b.first.size();
+        return a.first < b.first;
+    });
+    for (auto& [q, bundle] : longer)
+        order.push_back(bundle);
+    return order;
+}
+
+std::vector<AppRef> AssignmentDeriver::relatedAppsFor(const DerivationContext& context,
+                                                      const std::string& letterIn,
+                                                      const std::vector<std::string>& excludedIDs) {
+    const std::string letter = lowered(letterIn);
+    // The full sorted list serves every letter; exclusions are applied while walking it.
+    std::string allKey;
+    for (const auto& e : *context.running)
+        allKey += e.app->identifier();
+    const Candidates& list = candidates(context, {}, allKey);
+
+    // Best score first: the likeliest alternative is offered first.
+    std::vector<AppRef> matched;
+    for (const auto& c : list.sorted) {
+        if (c.hasStatic || contains(excludedIDs, c.entry->app->identifier())) continue;
+        if (letterMatches(context, *c.entry->app, letter)) matched.push_back(c.entry->app);
+    }
+    if (matched.empty()) return matched;
+
+    std::vector<AppRef> ordered;
+    std::set<const LaunchableApp*> taken;
+    if (context.recentApps) {
+        for (const auto& recent : *context.recentApps)
+            for (const auto& app : matched)
+                if (app->identifier() == recent->identifier() && taken.insert(app.get()).second)
+                    ordered.push_back(app);
+    }
+    for (const auto& app : matched)
+        if (taken.insert(app.get()).second) ordered.push_back(app);
+
+    std::vector<AppRef> out;
+    std::set<const LaunchableApp*> emitted;
+    std::set<std::string> seenBundles;
+    for (const auto& bundle : learnedOrder(context, letter)) {
+        if (!seenBundles.insert(bundle).second) continue;
+        for (const auto& app : ordered)
+            if (app->bundleIdentifier() == bundle && emitted.insert(app.get()).second) out.push_back(app);
+    }
+    for (const auto& app : ordered)
+        if (emitted.insert(app.get()).second) out.push_back(app);
+    return out;
+}
+
+std::vector<AppKeyAssignment> AssignmentDeriver::computeDynamicAssignments(const DerivationContext& context,
+                                                                           int limit,
+                                                                           WhenAlreadyFocusedAction action,
+                                                                           RelatedApps& related) {
+    std::vector<std::string> runningIDs, staticIDs;
+    std::string cacheKey;
+    for (const auto& e : *context.running) {
+        runningIDs.push_back(e.app->identifier());
+        cacheKey += e.app->identifier();
+    }
+    for (const auto& e : *context.running)
+        if (context.statics && context.statics->hasStaticKey(e.app->bundleIdentifier())) {
+            staticIDs.push_back(e.app->identifier());
+            cacheKey += e.app->identifier();
+        }
+
+    std::vector<AppKeyAssignment> added;
+    for (char c : kDerivationKeys) {
+        const std::string letter(1, c);
+        if (context.statics && context.statics->byKey(letter)) continue;
+        auto top = topRunningApp(context, letter, staticIDs, cacheKey);
+        if (!top) continue;
+        const AppRef& app = top->app;
+        std::string relationKey = app->bundleIdentifier().empty() ? std::to_string(top->process.pid)
+                                  : app->firstNameLetter().empty()
+                                      ? app->identifier()
+                                      : app->firstNameLetter() + "-" + app->identifier();
+        auto alternatives = relatedAppsFor(context, letter, {app->identifier()});
+        related[relationKey] = alternatives;
+        AppKeyAssignment a;
+        a.key = letter;
+        a.app = app;
+        a.index = 0;
+        a.whenAlreadyFocusedAction = action;
+        a.launchIfNotRunning = true;
+        // The key's own relation key too, so a key other than the first name letter finds its list.
+        related[a.relationKey()] = std::move(alternatives);
+        added.push_back(std::move(a));
+    }
+    std::stable_sort(added.begin(), added.end(),
+                     [](const AppKeyAssignment& a, const AppKeyAssignment& b) { return a.key < b.key; });
+    if (limit >= 0 && added.size() > static_cast<std::size_t>(limit)) added.resize(limit);
+    for (std::size_t i = 0; i < added.size(); ++i) {
+        added[i].index = static_cast<int>(i);
+        added[i].key = lowercasedKey(added[i].key);
+    }
+
+    if (context.statics) {
+        for (const auto& assignment : context.statics->all()) {
+            if (!assignment.app) continue;
+            const RunningEntry* runningEntry = nullptr;
+            for (const auto& e : *context.running)
+                if (e.app->bundleIdentifier() == assignment.app->bundleIdentifier()) {
+                    runningEntry = &e;
+                    break;
+                }
+            if (!runningEntry) continue;
+            // Other instances of the same app are no alternative to it.
+            std::vector<std::string> excluded;
+            const std::string& bundle = runningEntry->app->bundleIdentifier();
+            for (const auto& e : *context.running)
+                if (e.app->bundleIdentifier() == bundle) excluded.push_back(e.app->identifier());
+            related[assignment.relationKey()] = relatedAppsFor(context, assignment.key, excluded);
+        }
+    }
+    return added;
+}
+
+}  // namespace zelk::apps
