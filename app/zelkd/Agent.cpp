@@ -1,7 +1,7 @@
 #include "Agent.h"
 
-#include "CommandWiring.h"
 #include "Wiring.h"
+#include "command/CommandService.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
@@ -11,12 +11,13 @@ namespace zelk::agent {
 Agent::Agent(bool commandService)
     : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})),
       router_(std::make_unique<KeyRouter>(InputManager::shared(), makeRoutingServices())),
-      commands_(std::make_unique<CommandWiring>()) {
+      commands_(std::make_unique<command::CommandService>()) {
     commands_->attach(*delegate_);
 }
 
 Agent::~Agent() {
     if (running()) terminate();
+    commands_->detach(*delegate_);
     commands_.reset();
     router_.reset();
     delegate_.reset();
@@ -34,7 +35,7 @@ void Agent::terminate() {
     if (!started_ || terminated_) return;
     terminated_ = true;
     delegate_->applicationWillTerminate();
-    commands_->stop();
+    commands_->stopSocket();
 }
 
 nlohmann::json Agent::handleCommand(const nlohmann::json& request) {

@@ -4,14 +4,15 @@
 #include <functional>
 #include <memory>
 
+namespace zelk::command {
+class CommandService;
+}
 namespace zelk {
 class AppDelegate;
 class KeyRouter;
 }  // namespace zelk
 
 namespace zelk::agent {
-
-class CommandWiring;
 
 // The program as one unit: its life cycle on the installed platform, and the entry for command
 // requests that don't come through the socket (the replay bench).
@@ -29,14 +30,14 @@ class Agent {
     void terminate();
     bool running() const { return started_ && !terminated_; }
     KeyRouter& router() { return *router_; }
-    CommandWiring& commands() { return *commands_; }
+    command::CommandService& commands() { return *commands_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::json handleCommand(const nlohmann::json& request);
 
   private:
     std::unique_ptr<AppDelegate> delegate_;
     std::unique_ptr<KeyRouter> router_;
-    std::unique_ptr<CommandWiring> commands_;
+    std::unique_ptr<command::CommandService> commands_;
     bool started_ = false;
     bool terminated_ = false;
 };
