@@ -106,6 +106,7 @@ void AppManager::start() {
     // A new learned pick can change which app a letter reaches.
     subscriptions_.push_back(selections_->subscribe(
         [this](const auto&) {
+            deriver_.clearCache();
             refreshQueryChips();
             scheduleDynamicRefresh();
         },

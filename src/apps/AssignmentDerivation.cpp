@@ -1,7 +1,6 @@
 #include "apps/AssignmentDerivation.h"
 
 #include <algorithm>
-#include <set>
 
 #include "search/Graphemes.h"
 #include "support/Format.h"
@@ -114,35 +113,39 @@ std::optional<RunningEntry> AssignmentDeriver::topRunningApp(const DerivationCon
 }
 
 std::vector<std::string> AssignmentDeriver::learnedOrder(const DerivationContext& context,
-                                                         const std::string& letter) const {
+                                                         const std::string& letter) {
     std::vector<std::string> order;
     if (!context.selections) return order;
+    if (learnedFor_ != context.selections) {
+        learned_.clear();
+        for (const auto& [query, selection] : *context.selections)
+            learned_.emplace_back(lowered(query), selection.bundleID);
+        std::sort(learned_.begin(), learned_.end(), [](const auto& a, const auto& b) {
+            if (a.first.size() != b.first.size()) return a.first.size() > b.first.size();
+            return a.first < b.first;
+        });
+        learnedFor_ = context.selections;
+    }
     auto exact = context.selections->find(letter);
     if (exact != context.selections->end()) order.push_back(exact->second.bundleID);
-    std::vector<std::pair<std::string, std::string>> longer;  // lowercased query, bundle
-    for (const auto& [query, selection] : *context.selections) {
-        if (query.size() <= letter.size()) continue;
-        std::string q = lowered(query);
-        if (startsWith(q, letter)) longer.emplace_back(std::move(q), selection.bundleID);
-    }
-    std::sort(longer.begin(), longer.end(), [](const auto& a, const auto& b) {
-        if (a.first.size() != b.first.size()) return a.first.size() > b.first.size();
-        return a.first < b.first;
-    });
-    for (auto& [q, bundle] : longer)
-        order.push_back(bundle);
+    for (const auto& [query, bundle] : learned_)
+        if (query.size() > letter.size() && startsWith(query, letter)) order.push_back(bundle);
     return order;
 }
 
 std::vector<AppRef> AssignmentDeriver::relatedAppsFor(const DerivationContext& context,
                                                       const std::string& letterIn,
-                                                      const std::vector<std::string>& excludedIDs) {
+                                                      const std::vector<std::string>& excludedIDs,
+                                                      std::optional<std::string> cacheKey) {
     const std::string letter = lowered(letterIn);
     // The full sorted list serves every letter; exclusions are applied while walking it.
-    std::string allKey;
-    for (const auto& e : *context.running)
-        allKey += e.app->identifier();
-    const Candidates& list = candidates(context, {}, allKey);
+    if (!cacheKey) {
+        std::string allKey;
+        for (const auto& e : *context.running)
+            allKey += e.app->identifier();
+        cacheKey = std::move(allKey);
+    }
+    const Candidates& list = candidates(context, {}, *cacheKey);
 
     // Best score first: the likeliest alternative is offered first.
     std::vector<AppRef> matched;
@@ -152,27 +155,31 @@ std::vector<AppRef> AssignmentDeriver::relatedAppsFor(const DerivationContext& c
     }
     if (matched.empty()) return matched;
 
+    // The lists are short: linear membership tests beat allocating sets.
+    auto has = [](const std::vector<AppRef>& list, const AppRef& app) {
+        return std::find(list.begin(), list.end(), app) != list.end();
+    };
     std::vector<AppRef> ordered;
-    std::set<const LaunchableApp*> taken;
+    ordered.reserve(matched.size());
     if (context.recentApps) {
         for (const auto& recent : *context.recentApps)
             for (const auto& app : matched)
-                if (app->identifier() == recent->identifier() && taken.insert(app.get()).second)
-                    ordered.push_back(app);
+                if (app->identifier() == recent->identifier() && !has(ordered, app)) ordered.push_back(app);
     }
     for (const auto& app : matched)
-        if (taken.insert(app.get()).second) ordered.push_back(app);
+        if (!has(ordered, app)) ordered.push_back(app);
 
     std::vector<AppRef> out;
-    std::set<const LaunchableApp*> emitted;
-    std::set<std::string> seenBundles;
+    out.reserve(ordered.size());
+    std::vector<std::string> seenBundles;
     for (const auto& bundle : learnedOrder(context, letter)) {
-        if (!seenBundles.insert(bundle).second) continue;
+        if (std::find(seenBundles.begin(), seenBundles.end(), bundle) != seenBundles.end()) continue;
+        seenBundles.push_back(bundle);
         for (const auto& app : ordered)
-            if (app->bundleIdentifier() == bundle && emitted.insert(app.get()).second) out.push_back(app);
+            if (app->bundleIdentifier() == bundle && !has(out, app)) out.push_back(app);
     }
     for (const auto& app : ordered)
-        if (emitted.insert(app.get()).second) out.push_back(app);
+        if (!has(out, app)) out.push_back(app);
     return out;
 }
 
@@ -186,6 +193,7 @@ std::vector<AppKeyAssignment> AssignmentDeriver::computeDynamicAssignments(const
         runningIDs.push_back(e.app->identifier());
         cacheKey += e.app->identifier();
     }
+    const std::string allKey = cacheKey;
     for (const auto& e : *context.running)
         if (context.statics && context.statics->hasStaticKey(e.app->bundleIdentifier())) {
             staticIDs.push_back(e.app->identifier());
@@ -203,7 +211,7 @@ std::vector<AppKeyAssignment> AssignmentDeriver::computeDynamicAssignments(const
                                   : app->firstNameLetter().empty()
                                       ? app->identifier()
                                       : app->firstNameLetter() + "-" + app->identifier();
-        auto alternatives = relatedAppsFor(context, letter, {app->identifier()});
+        auto alternatives = relatedAppsFor(context, letter, {app->identifier()}, allKey);
         related[relationKey] = alternatives;
         AppKeyAssignment a;
         a.key = letter;
@@ -238,7 +246,7 @@ std::vector<AppKeyAssignment> AssignmentDeriver::computeDynamicAssignments(const
             const std::string& bundle = runningEntry->app->bundleIdentifier();
             for (const auto& e : *context.running)
                 if (e.app->bundleIdentifier() == bundle) excluded.push_back(e.app->identifier());
-            related[assignment.relationKey()] = relatedAppsFor(context, assignment.key, excluded);
+            related[assignment.relationKey()] = relatedAppsFor(context, assignment.key, excluded, allKey);
         }
     }
     return added;

@@ -51,7 +51,8 @@ class AssignmentDeriver {
                                               std::optional<std::string> cacheKey = std::nullopt);
     // The other running apps a letter means, in the order repeated presses should offer them.
     std::vector<AppRef> relatedAppsFor(const DerivationContext& context, const std::string& letter,
-                                       const std::vector<std::string>& excludedIDs);
+                                       const std::vector<std::string>& excludedIDs,
+                                       std::optional<std::string> cacheKey = std::nullopt);
     // Dynamic assignments for the keys without a static one, at most `limit`, digits before letters;
     // writes the alternatives of each reachable key into `related`.
     std::vector<AppKeyAssignment> computeDynamicAssignments(const DerivationContext& context, int limit,
@@ -59,7 +60,10 @@ class AssignmentDeriver {
                                                             RelatedApps& related);
 
     // Scores and static keys changed: sorted candidates must be rebuilt.
-    void clearCache() { cache_.clear(); }
+    void clearCache() {
+        cache_.clear();
+        learnedFor_ = nullptr;
+    }
     std::size_t cacheSize() const { return cache_.size(); }
 
   private:
@@ -74,8 +78,11 @@ class AssignmentDeriver {
     };
     const Candidates& candidates(const DerivationContext& context,
                                  const std::vector<std::string>& excludedIDs, const std::string& cacheKey);
-    std::vector<std::string> learnedOrder(const DerivationContext& context, const std::string& letter) const;
+    std::vector<std::string> learnedOrder(const DerivationContext& context, const std::string& letter);
 
+    // Learned queries, lowercased and in learned order (longer first, then by query), per selections.
+    const std::map<std::string, SearchSelection>* learnedFor_ = nullptr;
+    std::vector<std::pair<std::string, std::string>> learned_;  // query, bundle
     const std::vector<RunningEntry>* cachedFor_ = nullptr;
     std::unordered_map<std::string, Candidates> cache_;
 };

@@ -100,8 +100,9 @@ void LaunchableApp::setName(std::string_view raw) {
     lettersStamp_ = 0;
 }
 
-std::string LaunchableApp::url() const {
-    return "file://" + percentEncodedPath(path_);
+const std::string& LaunchableApp::url() const {
+    if (!url_) url_ = "file://" + percentEncodedPath(path_);
+    return *url_;
 }
 
 std::shared_ptr<LaunchableApp> LaunchableApp::fromJson(const nlohmann::json& json) {

@@ -32,7 +32,7 @@ class LaunchableApp {
     static std::shared_ptr<LaunchableApp> placeholder();
 
     const std::string& path() const { return path_; }
-    std::string url() const;
+    const std::string& url() const;
     // The display name after normalisation.
     const std::string& name() const { return originalName_; }
     const std::string& originalName() const { return originalName_; }
@@ -85,6 +85,7 @@ class LaunchableApp {
     int switchCount_ = 0;
     bool isMenuBarApp_ = false;
     bool menuBarFlagKnown_ = false;
+    mutable std::optional<std::string> url_;
     mutable std::optional<std::string> asciiName_;
     mutable std::optional<std::string> lowercasedName_;
     mutable std::optional<std::string> firstLetter_;
