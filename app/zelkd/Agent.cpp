@@ -1,6 +1,6 @@
 #include "Agent.h"
 
-#include "Wiring.h"
+#include "Subsystems.h"
 #include "command/CommandService.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
@@ -10,9 +10,12 @@ namespace zelk::agent {
 
 Agent::Agent(bool commandService)
     : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})),
-      router_(std::make_unique<KeyRouter>(InputManager::shared(), makeRoutingServices())),
+      subsystems_(std::make_unique<Subsystems>()),
+      router_(std::make_unique<KeyRouter>(InputManager::shared(), subsystems_->routingServices())),
       commands_(std::make_unique<command::CommandService>()) {
+    subsystems_->attach(*delegate_);
     commands_->attach(*delegate_);
+    commands_->registerManagers(subsystems_->commandProviders());
 }
 
 Agent::~Agent() {
@@ -20,6 +23,7 @@ Agent::~Agent() {
     commands_->detach(*delegate_);
     commands_.reset();
     router_.reset();
+    subsystems_.reset();
     delegate_.reset();
     InputManager::reset();
 }

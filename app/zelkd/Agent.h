@@ -7,6 +7,9 @@
 namespace zelk::command {
 class CommandService;
 }
+namespace zelk::agent {
+class Subsystems;
+}
 namespace zelk {
 class AppDelegate;
 class KeyRouter;
@@ -30,12 +33,14 @@ class Agent {
     void terminate();
     bool running() const { return started_ && !terminated_; }
     KeyRouter& router() { return *router_; }
+    Subsystems& subsystems() { return *subsystems_; }
     command::CommandService& commands() { return *commands_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::json handleCommand(const nlohmann::json& request);
 
   private:
     std::unique_ptr<AppDelegate> delegate_;
+    std::unique_ptr<Subsystems> subsystems_;
     std::unique_ptr<KeyRouter> router_;
     std::unique_ptr<command::CommandService> commands_;
     bool started_ = false;

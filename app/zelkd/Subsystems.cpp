@@ -1,0 +1,334 @@
+#include "Subsystems.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "apps/AppManager.h"
+#include "input/AppDelegate.h"
+#include "input/InputManager.h"
+#include "platform/Platform.h"
+#include "spaces/ISSManager.h"
+#include "support/Format.h"
+#include "support/Log.h"
+#include "windows/WindowManager.h"
+#include "windows/WindowMinimizer.h"
+
+namespace zelk::agent {
+
+using command::AppTarget;
+
+namespace {
+
+platform::Workspace& workspace() {
+    return *platform::Platform::current().workspace;
+}
+
+bool triggerHeld() {
+    auto& input = InputManager::shared();
+    return input.appTriggerKeysPressed.get() || input.windowTriggerKeysPressed.get() ||
+           input.stageTriggerKeysPressed.get();
+}
+
+RoutedApp routed(const apps::AppManager& manager, const apps::AppRef& app) {
+    RoutedApp r{app->bundleIdentifier(), app->name(), 0};
+    if (auto running = manager.runningAppByBundleIdentifier(app->bundleIdentifier())) r.pid = running->pid;
+    return r;
+}
+
+std::optional<RoutedAssignment> routedAssignment(const apps::AppManager& manager,
+                                                 const apps::AppKeyAssignment* a, bool isStatic) {
+    if (!a || !a->app) return std::nullopt;
+    RoutedAssignment r;
+    r.key = a->key;
+    r.app = routed(manager, a->app);
+    r.isStatic = isStatic;
+    r.action = static_cast<FocusedAction>(rawValue(a->whenAlreadyFocusedAction));
+    r.launchIfNotRunning = a->launchIfNotRunning;
+    return r;
+}
+
+// The app a request names: the bundle identifier exactly, else the query against the names of the
+// relevant running apps (whole name, then its beginning, then anywhere), case aside.
+std::vector<AppTarget> findApps(apps::AppManager& manager, const command::ZelkRequest& r) {
+    std::vector<AppTarget> exact, prefix, inside;
+    std::string q = r.query ? ferrow::toLowerAscii(*r.query) : "";
+    for (auto& entry : manager.runningApps()) {
+        const auto& p = entry.process;
+        AppTarget t{p.name, p.bundleID, p.pid};
+        if (r.bundleID) {
+            if (p.bundleID == *r.bundleID) exact.push_back(t);
+            continue;
+        }
+        if (q.empty()) continue;
+        std::string name = ferrow::toLowerAscii(p.name);
+        if (name == q || ferrow::toLowerAscii(p.bundleID) == q)
+            exact.push_back(t);
+        else if (name.rfind(q, 0) == 0)
+            prefix.push_back(t);
+        else if (name.find(q) != std::string::npos)
+            inside.push_back(t);
+    }
+    exact.insert(exact.end(), prefix.begin(), prefix.end());
+    exact.insert(exact.end(), inside.begin(), inside.end());
+    return exact;
+}
+
+const platform::DisplaySpaces* activeDisplay(const std::vector<platform::DisplaySpaces>& all,
+                                             spaces::ISSManager& iss) {
+    if (all.empty()) return nullptr;
+    auto under = iss.model().displayUnderPointer();
+    for (auto& d : all)
+        if (under && d.displayIdentifier == *under) return &d;
+    return &all.front();
+}
+
+// 1-based position of a Space on its display.
+std::optional<std::int64_t> spaceIndexOf(const std::vector<platform::DisplaySpaces>& all, std::uint64_t id) {
+    for (auto& d : all)
+        for (std::size_t i = 0; i < d.spaces.size(); ++i)
+            if (d.spaces[i].id64 == id) return static_cast<std::int64_t>(i) + 1;
+    return std::nullopt;
+}
+
+}  // namespace
+
+Subsystems::Subsystems() {
+    auto& p = platform::Platform::current();
+    iss_ = std::make_unique<spaces::ISSManager>(*p.windowServer, p.screens, p.pointer);
+    auto env = windows::WindowEnvironment::fromPlatform(p);
+    env.triggerHeld = triggerHeld;
+    // Window tracking follows the relevant running apps of the catalogue once it knows them.
+    env.trackedRunningApps = [] {
+        std::vector<platform::RunningApp> list;
+        for (auto& entry : apps::AppManager::shared().runningApps())
+            list.push_back(entry.process);
+        if (list.empty()) return workspace().runningApplications();
+        return list;
+    };
+    env.fillDefaults();
+    windows_ = std::make_unique<windows::WindowManager>(std::move(env), *iss_);
+    minimizer_ = std::make_unique<windows::WindowMinimizer>(*p.accessibility);
+}
+
+Subsystems::~Subsystems() {
+    subscriptions_.clear();
+    windows_.reset();
+    iss_.reset();
+    apps::AppManager::reset();
+}
+
+apps::AppManager& Subsystems::apps() {
+    return apps::AppManager::shared();
+}
+
+void Subsystems::attach(AppDelegate& delegate) {
+    delegate.buildInstalledAppsHook = [this] { start(); };
+}
+
+void Subsystems::start() {
+    if (started_) return;
+    started_ = true;
+    apps().start();
+    apps().startInstalledAppsQuery();
+    windows_->start();
+    // Most-recent changes held back during a gesture land when the last trigger comes up.
+    auto& input = InputManager::shared();
+    for (auto* pressed :
+         {&input.appTriggerKeysPressed, &input.windowTriggerKeysPressed, &input.stageTriggerKeysPressed})
+        subscriptions_.push_back(pressed->subscribe([this](bool) {
+            if (!triggerHeld()) windows_->flushPendingMRU();
+        }));
+}
+
+RoutingServices Subsystems::routingServices() {
+    RoutingServices s;
+    s.staticAssignment = [this](const std::string& letter) {
+        return routedAssignment(apps(), apps().assignmentForKey(letter), true);
+    };
+    s.dynamicAssignment = [this](const std::string& letter) {
+        return routedAssignment(apps(), apps().dynamicAssignmentForKey(letter), false);
+    };
+    s.nearestRunningApp = [this](const std::string& letter) -> std::optional<RoutedApp> {
+        auto entry = apps().nearestRunningApp(letter);
+        if (!entry) return std::nullopt;
+        return RoutedApp{entry->process.bundleID, entry->process.name, entry->process.pid};
+    };
+    s.letterIsAmbiguating = [this](const std::string& letter) { return apps().isAmbiguatingLetter(letter); };
+    // A letter reaches a launchable app when a relevant app that isn't running begins with it; with
+    // the switcher limited to running apps, none does.
+    s.letterReachesLaunchable = [this](const std::string& letter) {
+        if (InputManager::shared().settings().switcherAppsOnly) return false;
+        auto& m = apps();
+        for (auto& app : m.catalogue().apps())
+            if (app->firstNameLetter() == letter && !m.isRunning(*app) && m.isRelevant(*app)) return true;
+        return false;
+    };
+    s.launchApp = [this](const std::string& bundleID) { return apps().launch(bundleID, true); };
+    s.windowCount = [this](const std::string& bundleID) {
+        return static_cast<int>(windows_->windowsOfApp(bundleID).size());
+    };
+    s.assignLetter = [this](const RoutedApp& app, const std::string& key) {
+        auto running = apps().runningAppByBundleIdentifier(app.bundleID);
+        if (!running) return false;
+        auto ref = apps().launchableAppFor(*running);
+        if (!ref) return false;
+        apps().assign(ref, key);
+        return true;
+    };
+    s.focusApp = [this](const RoutedApp& app, bool hideOthers) {
+        bool ok = windows_->focusApp(app.bundleID);
+        if (ok && hideOthers)
+            for (auto& other : apps().runningApps())
+                if (other.process.pid != app.pid && !other.process.hidden)
+                    workspace().hide(other.process.pid);
+        return ok;
+    };
+    s.focusLastFocusedWindow = [this] { return windows_->focusLastFocusedWindow(); };
+    s.focusPreviousWindowInCurrentApp = [this] { return windows_->focusPreviousWindowInCurrentApp(); };
+    s.minimizeFocusedApp = [this](bool onlyFocused) {
+        auto front = apps().frontmostApp();
+        if (!front) return false;
+        if (onlyFocused) return minimizer_->minimizeFocusedWindow(front->pid);
+        bool any = false;
+        for (auto& w : windows_->windowsOfApp(front->bundleID))
+            if (!w.isMinimized) any = minimizer_->setMinimized(front->pid, w.id, true) || any;
+        return any;
+    };
+    s.minimizeOthersOfFocusedApp = [this] {
+        auto front = apps().frontmostApp();
+        auto focused = windows_->focusedWindow();
+        if (!front) return false;
+        minimizer_->minimizeOthers(front->pid, focused ? focused->id : 0);
+        return true;
+    };
+    s.switchToSpace = [this](int index) { return windows_->switchToSpaceNumber(index); };
+    return s;
+}
+
+command::ManagerProviders Subsystems::commandProviders() {
+    command::ManagerProviders p;
+    p.listApps = [this] {
+        std::vector<command::ZelkAppInfo> out;
+        auto all = windows_->displaySpaces();
+        auto front = apps().frontmostApp();
+        for (auto& entry : apps().runningApps()) {
+            const auto& proc = entry.process;
+            command::ZelkAppInfo info{proc.name, proc.bundleID, proc.pid};
+            info.isActive = front && front->pid == proc.pid;
+            info.isHidden = proc.hidden;
+            auto ws = windows_->windowsOfApp(proc.bundleID);
+            info.windowCount = static_cast<std::int64_t>(ws.size());
+            for (auto& w : ws) {
+                if (!w.spaceID) continue;
+                if (auto i = spaceIndexOf(all, *w.spaceID);
+                    i && std::find(info.spaceIndices.begin(), info.spaceIndices.end(), *i) ==
+                             info.spaceIndices.end())
+                    info.spaceIndices.push_back(*i);
+            }
+            std::sort(info.spaceIndices.begin(), info.spaceIndices.end());
+            out.push_back(std::move(info));
+        }
+        return out;
+    };
+    p.listWindows = [this](const std::optional<std::string>& appQuery) {
+        std::vector<command::ZelkWindowInfo> out;
+        auto all = windows_->displaySpaces();
+        std::string q = appQuery ? ferrow::toLowerAscii(*appQuery) : "";
+        for (auto& w : windows_->windows()) {
+            if (!q.empty() && ferrow::toLowerAscii(w.appName).find(q) == std::string::npos &&
+                ferrow::toLowerAscii(w.bundleIdentifier) != q)
+                continue;
+            command::ZelkWindowInfo info;
+            info.id = w.id;
+            info.title = w.title;
+            info.appName = w.appName;
+            info.bundleID = w.bundleIdentifier;
+            info.pid = w.appPid;
+            info.spaceID = w.spaceID;
+            if (w.spaceID) info.spaceIndex = spaceIndexOf(all, *w.spaceID);
+            info.isFocused = w.isFocused;
+            info.isMinimized = w.isMinimized;
+            out.push_back(std::move(info));
+        }
+        return out;
+    };
+    p.listSpaces = [this] {
+        std::vector<command::ZelkSpaceInfo> out;
+        auto all = windows_->displaySpaces();
+        if (auto* d = activeDisplay(all, *iss_))
+            for (std::size_t i = 0; i < d->spaces.size(); ++i)
+                out.push_back({static_cast<std::int64_t>(i) + 1, d->spaces[i].id64,
+                               d->spaces[i].id64 == d->currentSpace.id64});
+        return out;
+    };
+    p.findApps = [this](const command::ZelkRequest& r) { return findApps(apps(), r); };
+    p.focusApp = [this](const AppTarget& t) { return windows_->focusApp(t.bundleID); };
+    p.hideOtherApps = [this](const AppTarget& t) {
+        int n = 0;
+        for (auto& other : apps().runningApps())
+            if (other.process.pid != t.pid && !other.process.hidden && workspace().hide(other.process.pid))
+                ++n;
+        return n;
+    };
+    p.hideApp = [](const AppTarget& t) { return workspace().hide(t.pid); };
+    p.unhideApp = [](const AppTarget& t) { return workspace().unhide(t.pid); };
+    p.quitApp = [](const AppTarget& t) { return workspace().terminate(t.pid); };
+    p.findWindows = [this](const command::ZelkRequest& r) {
+        std::vector<std::uint32_t> ids;
+        if (r.windowID) {
+            for (auto& w : windows_->windows())
+                if (w.id == *r.windowID) ids.push_back(w.id);
+            return ids;
+        }
+        std::string q = r.query ? ferrow::toLowerAscii(*r.query) : "";
+        if (q.empty() && !r.bundleID) return ids;
+        for (auto& w : windows_->windows()) {
+            if (r.bundleID && w.bundleIdentifier != *r.bundleID) continue;
+            if (!q.empty() && ferrow::toLowerAscii(w.title).find(q) == std::string::npos &&
+                ferrow::toLowerAscii(w.appName).find(q) == std::string::npos)
+                continue;
+            ids.push_back(w.id);
+        }
+        return ids;
+    };
+    auto pidOf = [this](std::uint32_t id) -> std::int32_t {
+        for (auto& w : windows_->windows())
+            if (w.id == id) return w.appPid;
+        return 0;
+    };
+    p.focusWindow = [this](std::uint32_t id) { return windows_->focusWindow(id); };
+    p.minimizeWindow = [this, pidOf](std::uint32_t id) {
+        return minimizer_->setMinimized(pidOf(id), id, true);
+    };
+    p.unminimizeWindow = [this, pidOf](std::uint32_t id) {
+        return minimizer_->setMinimized(pidOf(id), id, false);
+    };
+    p.focusLastWindow = [this] { windows_->focusLastFocusedWindow(); };
+    p.minimizeFocused = [this] {
+        if (auto front = apps().frontmostApp()) minimizer_->minimizeFocusedWindow(front->pid);
+    };
+    p.minimizeOthers = [this] {
+        auto front = apps().frontmostApp();
+        if (!front) return false;
+        auto focused = windows_->focusedWindow();
+        minimizer_->minimizeOthers(front->pid, focused ? focused->id : 0);
+        return true;
+    };
+    p.switchSpace = [this](std::int64_t index) -> std::int64_t {
+        if (index == 0) {
+            // The previous Space: its position on its display.
+            auto prev = windows_->previousSpaceID();
+            auto all = windows_->displaySpaces();
+            auto i = prev ? spaceIndexOf(all, *prev) : std::nullopt;
+            if (!i) return 0;
+            windows_->switchToSpaceIndex(static_cast<int>(*i) - 1);
+            return *i;
+        }
+        windows_->switchToSpaceNumber(static_cast<int>(index));
+        return index;
+    };
+    return p;
+}
+
+}  // namespace zelk::agent

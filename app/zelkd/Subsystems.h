@@ -1,0 +1,53 @@
+#pragma once
+#include <memory>
+#include <vector>
+
+#include "command/ManagerCommands.h"
+#include "input/RoutingServices.h"
+#include "support/Observable.h"
+
+namespace zelk {
+class AppDelegate;
+}
+namespace zelk::apps {
+class AppManager;
+}
+namespace zelk::spaces {
+class ISSManager;
+}
+namespace zelk::windows {
+class WindowManager;
+class WindowMinimizer;
+}  // namespace zelk::windows
+
+namespace zelk::agent {
+
+// The long-lived managers of this build, created on the installed platform, and what the router and
+// the command service reach through them.
+class Subsystems {
+  public:
+    Subsystems();
+    ~Subsystems();
+    Subsystems(const Subsystems&) = delete;
+    Subsystems& operator=(const Subsystems&) = delete;
+
+    // The catalogue is built at its launch step; window tracking starts with it.
+    void attach(AppDelegate& delegate);
+    void start();
+
+    apps::AppManager& apps();
+    windows::WindowManager& windows() { return *windows_; }
+    spaces::ISSManager& iss() { return *iss_; }
+
+    RoutingServices routingServices();
+    command::ManagerProviders commandProviders();
+
+  private:
+    std::unique_ptr<spaces::ISSManager> iss_;
+    std::unique_ptr<windows::WindowManager> windows_;
+    std::unique_ptr<windows::WindowMinimizer> minimizer_;
+    std::vector<ferrow::Subscription> subscriptions_;
+    bool started_ = false;
+};
+
+}  // namespace zelk::agent
