@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "config/Settings.h"
+#include "config/SettingsCatalogue.h"
 #include "support/Format.h"
 #include "support/Log.h"
 #include "support/MainQueue.h"
@@ -180,8 +182,10 @@ bool WindowTracker::refreshWindows(bool force) {
 }
 
 std::vector<ManagedWindow> WindowTracker::filtered(std::vector<ManagedWindow> list) const {
-    std::erase_if(list,
-                  [](const ManagedWindow& w) { return w.title.empty() || isIgnoredApp(w.bundleIdentifier); });
+    // One read of the setting for the whole list.
+    const auto ignored = Settings::shared().get(keys::ignoredApps);
+    std::erase_if(
+        list, [&](const ManagedWindow& w) { return w.title.empty() || ignored.count(w.bundleIdentifier); });
     return list;
 }
 
