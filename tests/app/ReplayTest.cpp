@@ -4,11 +4,12 @@
 #include <fstream>
 #include <sstream>
 
-#include "ReplayRunner.h"
+#include "ReplayHelpers.h"
 #include "ReplayScript.h"
 
 using namespace zelk::agent;
 using nlohmann::json;
+using namespace zelk::testing;
 
 namespace {
 
@@ -29,37 +30,6 @@ apps:
 frontmost: com.apple.Safari
 focusedWindow: 1001
 )";
-
-std::vector<json> replay(const std::string& world, const std::string& script, bool keepLogs = false) {
-    std::stringstream out;
-    ReplayOptions options;
-    options.jsonTrace = &out;
-    std::string error;
-    EXPECT_EQ(ReplayRunner().run(world, script, options, error), 0) << error;
-    std::vector<json> events;
-    std::string line;
-    while (std::getline(out, line)) {
-        auto e = json::parse(line);
-        if (!keepLogs && e["kind"] == "log") continue;
-        events.push_back(e);
-    }
-    return events;
-}
-
-// The events of the given kinds, each as "t kind field=value ...", for compact golden comparison.
-std::vector<std::string> summary(const std::vector<json>& events, std::set<std::string> kinds) {
-    std::vector<std::string> out;
-    for (auto& e : events) {
-        std::string kind = e["kind"];
-        if (!kinds.count(kind)) continue;
-        std::string s = e["t"].dump() + " " + kind;
-        for (auto& [k, v] : e.items())
-            if (k != "t" && k != "kind")
-                s += " " + k + "=" + (v.is_string() ? v.get<std::string>() : v.dump());
-        out.push_back(s);
-    }
-    return out;
-}
 
 }  // namespace
 
