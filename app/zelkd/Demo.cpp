@@ -34,9 +34,16 @@ const std::string& demoScript() {
 - {at: 7000, activate: com.apple.Terminal}
 - {at: 7500, switchSpace: {display: 1, space: 2}}
 - {at: 8000, launch: com.apple.iCal}
-# The command line tool asks how things stand.
-- {at: 9000, command: {command: status}}
-- {at: 10000, end: true}
+# Right Command + V: Visual Studio Code's window is on Space 2, so zelk switches there and focuses it.
+- {at: 8500, switchSpace: {display: 1, space: 1}}
+- {at: 9000, flags: [rightCommand]}
+- {at: 9100, tap: v}
+- {at: 9300, flags: []}
+# The command line tool asks how things stand, lists the Spaces and focuses Mail by name.
+- {at: 10000, command: {command: status}}
+- {at: 10500, command: {command: list-spaces}}
+- {at: 11000, command: {command: focus-app, query: mail}}
+- {at: 12000, end: true}
 )YAML";
     return text;
 }

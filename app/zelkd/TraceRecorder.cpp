@@ -260,7 +260,19 @@ std::string TraceRecorder::describe(const json& e) const {
         return e.value("visible", false) ? "panel  " + e.value("view", "") + " shown" : "panel  hidden";
     if (kind == "reply") {
         const json& r = e["response"];
-        if (r.value("ok", false)) return "reply  ok";
+        if (r.value("ok", false)) {
+            // Say what came back: the message, else which lists the reply carries.
+            if (r.contains("message") && r["message"].is_string())
+                return "reply  ok: " + r["message"].get<std::string>();
+            std::vector<std::string> parts;
+            for (auto& [k, v] : r.items()) {
+                if (v.is_array())
+                    parts.push_back(fmt::format("{} {}", v.size(), k));
+                else if (v.is_object())
+                    parts.push_back(k);
+            }
+            return parts.empty() ? "reply  ok" : "reply  ok: " + ferrow::join(parts, ", ");
+        }
         return "reply  failed: " + r.value("error", "");
     }
     if (kind == "log") {
