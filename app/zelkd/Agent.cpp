@@ -12,7 +12,7 @@ Agent::Agent(bool commandService)
     : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})),
       subsystems_(std::make_unique<Subsystems>()),
       router_(std::make_unique<KeyRouter>(InputManager::shared(), subsystems_->routingServices())),
-      commands_(std::make_unique<command::CommandService>()) {
+      commands_(std::make_unique<command::CommandService>(subsystems_->statusProviders())) {
     subsystems_->attach(*delegate_);
     commands_->attach(*delegate_);
     commands_->registerManagers(subsystems_->commandProviders());

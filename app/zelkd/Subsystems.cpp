@@ -206,6 +206,35 @@ RoutingServices Subsystems::routingServices() {
     return s;
 }
 
+namespace {
+command::ZelkWindowInfo windowInfo(const windows::ManagedWindow& w,
+                                   const std::vector<platform::DisplaySpaces>& all) {
+    command::ZelkWindowInfo info;
+    info.id = w.id;
+    info.title = w.title;
+    info.appName = w.appName;
+    info.bundleID = w.bundleIdentifier;
+    info.pid = w.appPid;
+    info.spaceID = w.spaceID;
+    if (w.spaceID) info.spaceIndex = spaceIndexOf(all, *w.spaceID);
+    info.isFocused = w.isFocused;
+    info.isMinimized = w.isMinimized;
+    return info;
+}
+}  // namespace
+
+command::StatusProviders Subsystems::statusProviders() {
+    auto p = command::platformStatusProviders();
+    p.focusedWindow = [this]() -> std::optional<command::ZelkWindowInfo> {
+        const auto& focused = windows_->focusedWindow();
+        if (!focused) return std::nullopt;
+        auto info = windowInfo(*focused, windows_->displaySpaces());
+        info.isFocused = true;
+        return info;
+    };
+    return p;
+}
+
 command::ManagerProviders Subsystems::commandProviders() {
     command::ManagerProviders p;
     p.listApps = [this] {
@@ -239,17 +268,7 @@ command::ManagerProviders Subsystems::commandProviders() {
             if (!q.empty() && ferrow::toLowerAscii(w.appName).find(q) == std::string::npos &&
                 ferrow::toLowerAscii(w.bundleIdentifier) != q)
                 continue;
-            command::ZelkWindowInfo info;
-            info.id = w.id;
-            info.title = w.title;
-            info.appName = w.appName;
-            info.bundleID = w.bundleIdentifier;
-            info.pid = w.appPid;
-            info.spaceID = w.spaceID;
-            if (w.spaceID) info.spaceIndex = spaceIndexOf(all, *w.spaceID);
-            info.isFocused = w.isFocused;
-            info.isMinimized = w.isMinimized;
-            out.push_back(std::move(info));
+            out.push_back(windowInfo(w, all));
         }
         return out;
     };

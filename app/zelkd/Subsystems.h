@@ -2,6 +2,7 @@
 #include <memory>
 #include <vector>
 
+#include "command/BuiltinCommands.h"
 #include "command/ManagerCommands.h"
 #include "input/RoutingServices.h"
 #include "support/Observable.h"
@@ -41,6 +42,8 @@ class Subsystems {
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
+    // The platform's answers for `status`, with the focused window from window tracking.
+    command::StatusProviders statusProviders();
 
   private:
     std::unique_ptr<spaces::ISSManager> iss_;
