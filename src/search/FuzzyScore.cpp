@@ -93,7 +93,8 @@ inline int pathCost(int di, int dj) {
     return 4 * diagonal + kGap * (std::max(di, dj) - diagonal);
 }
 
-// Returns -1 when there are too many matches for this way to pay.
+// Returns -1 when there are too many matches for this way to pay. Matches are kept row by row (query
+// character, then text position), so every cell a match can draw on comes before it.
 int alignMatches(const MatchText& query, const MatchText& text) {
     std::array<Match, kMaxSparseMatches> cells;
     std::size_t count = 0;
@@ -104,8 +105,10 @@ int alignMatches(const MatchText& query, const MatchText& text) {
     std::size_t limit = 8;
     while (limit < kMaxSparseMatches && limit * limit < q.size() * text.size())
         ++limit;
+    const std::uint64_t present = text.lowerKeyMask();
     for (std::size_t i = 0; i < q.size(); ++i) {
         const CharKey key = q[i];
+        if (!(present & keyBit(key))) continue;
         for (int j = 0; j < n; ++j) {
             if (t[j] != key) continue;
             if (count == limit) return -1;
@@ -116,20 +119,31 @@ int alignMatches(const MatchText& query, const MatchText& text) {
     const CharKey* tExact = text.exactKeys().data();
     const std::int8_t* base = text.matchBase().data();
     int best = 0;
+    std::size_t rowStart = 0;
+    int rowBestLifted = 0;  // best of value + gap * column over the row's earlier matches
     for (std::size_t c = 0; c < count; ++c) {
         const int i = cells[c].i, j = cells[c].j;
-        int s = base[j] + (tExact[j] == qExact[i] ? kExactCase : 0);
-        int diagonal = 0, up = 0, left = 0;
-        for (std::size_t p = 0; p < c; ++p) {
-            const Match& from = cells[p];
-            if (from.i == i - 1 && from.j == j - 1) s += kRun;
-            if (from.i < i && from.j < j)
-                diagonal = std::max(diagonal, from.value - pathCost(i - 1 - from.i, j - 1 - from.j));
-            if (from.i < i && from.j <= j)
-                up = std::max(up, from.value - pathCost(i - 1 - from.i, j - from.j));
-            if (from.j < j) left = std::max(left, from.value - pathCost(i - from.i, j - 1 - from.j));
+        if (c > 0 && cells[c - 1].i != i) {
+            rowStart = c;
+            rowBestLifted = 0;
         }
-        cells[c].value = std::max({diagonal + s, up - kGap, left - kGap});
+        int s = base[j] + (tExact[j] == qExact[i] ? kExactCase : 0);
+        // A run: the previous query character matches just before, and every match holds a value.
+        if (i > 0 && j > 0 && t[j - 1] == q[static_cast<std::size_t>(i) - 1]) s += kRun;
+        // From an earlier row, a match up-left reaches this one diagonally; its paths going right or
+        // down first cost more and gain nothing. One right above reaches it only going down.
+        int diagonal = 0, up = 0;
+        for (std::size_t p = 0; p < rowStart; ++p) {
+            const Match& from = cells[p];
+            if (from.j < j)
+                diagonal = std::max(diagonal, from.value - pathCost(i - 1 - from.i, j - 1 - from.j));
+            else if (from.j == j)
+                up = std::max(up, from.value - kGap * (i - from.i));
+        }
+        // From the same row only going right: value - gap * distance.
+        const int left = rowBestLifted - kGap * j;
+        cells[c].value = std::max({diagonal + s, up, left});
+        rowBestLifted = std::max(rowBestLifted, cells[c].value + kGap * j);
         best = std::max(best, cells[c].value);
     }
     return best;
@@ -140,6 +154,8 @@ int alignMatches(const MatchText& query, const MatchText& text) {
 int fuzzyScore(const MatchText& query, const MatchText& text) {
     const std::size_t n = text.size();
     if (query.empty() || n == 0) return 0;
+    // Without a character in common nothing matches.
+    if (!(query.lowerKeyMask() & text.lowerKeyMask())) return 0;
     if (int sparse = alignMatches(query, text); sparse >= 0) return sparse;
     if (n < kStackColumns) {
         std::array<int, kStackColumns + 1> a, b;

@@ -29,6 +29,7 @@ MatchText::MatchText(std::string_view utf8) : text_(utf8), characters_(splitGrap
     for (const std::string& c : characters_) {
         exact_.push_back(charKey(c));
         lower_.push_back(charKey(lowercased(c)));
+        lowerMask_ |= keyBit(lower_.back());
         classes_.push_back(charClass(c));
     }
     for (std::size_t j = 0; j < n; ++j) {

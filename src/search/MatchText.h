@@ -14,6 +14,11 @@ namespace zelk::search {
 using CharKey = std::uint32_t;
 CharKey charKey(std::string_view grapheme);
 
+// One bit of 64 standing for a character: a text's mask of them tells cheaply that it lacks one.
+inline std::uint64_t keyBit(CharKey key) {
+    return std::uint64_t{1} << ((key * 0x9E3779B1u) >> 26);
+}
+
 // A name or title segmented once: its characters, their lower-cased keys, their original keys and
 // their classes. Built when a name or title is first seen so that a keystroke only compares numbers.
 class MatchText {
@@ -31,6 +36,8 @@ class MatchText {
     std::span<const std::uint8_t> classes() const { return classes_; }
     // Base score of a match at each position: 14 at the first, else 6, plus 4 at a word boundary.
     std::span<const std::int8_t> matchBase() const { return matchBase_; }
+    // The keyBit of every lower-cased key: a character whose bit is missing is not in the text.
+    std::uint64_t lowerKeyMask() const { return lowerMask_; }
 
     // Character-wise, case-insensitive tests against a query's lower-cased keys.
     bool hasPrefix(std::span<const CharKey> query, std::size_t at = 0) const;
@@ -43,6 +50,7 @@ class MatchText {
     std::vector<CharKey> exact_;
     std::vector<std::uint8_t> classes_;
     std::vector<std::int8_t> matchBase_;
+    std::uint64_t lowerMask_ = 0;
 };
 
 }  // namespace zelk::search

@@ -1,6 +1,7 @@
 #include "search/WindowFilter.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
@@ -28,11 +29,15 @@ std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windo
     const std::string& firstLetter = query.characters().front();
     const int threshold = minScore(query);
 
+    // Key match first, then prefix, then the higher score, folded into one number compared at once.
     struct Ranked {
         WindowMatch match;
-        bool keyMatch;
-        bool prefix;
+        std::uint64_t rank;
         std::uint64_t titleKey;
+    };
+    auto rankOf = [](bool keyMatch, bool prefix, int score) {
+        return (std::uint64_t{!keyMatch} << 33) | (std::uint64_t{!prefix} << 32) |
+               static_cast<std::uint32_t>(std::numeric_limits<int>::max() - score);
     };
     std::vector<Ranked> ranked;
     for (std::size_t i = 0; i < windows.size(); ++i) {
@@ -44,13 +49,12 @@ std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windo
         } else if (!w.lowercasedTitle.contains(keys)) {
             continue;
         }
-        ranked.push_back(
-            {{i, score}, useKeys && w.key == firstLetter, w.lowercasedTitle.hasPrefix(keys), w.titleSortKey});
+        ranked.push_back({{i, score},
+                          rankOf(useKeys && w.key == firstLetter, w.lowercasedTitle.hasPrefix(keys), score),
+                          w.titleSortKey});
     }
     std::stable_sort(ranked.begin(), ranked.end(), [&](const Ranked& a, const Ranked& b) {
-        if (a.keyMatch != b.keyMatch) return a.keyMatch;
-        if (a.prefix != b.prefix) return a.prefix;
-        if (a.match.score != b.match.score) return a.match.score > b.match.score;
+        if (a.rank != b.rank) return a.rank < b.rank;
         // Two set keys that differ order the titles as the strings would (padding sorts before any byte).
         if (a.titleKey && b.titleKey && a.titleKey != b.titleKey) return a.titleKey < b.titleKey;
         return windows[a.match.index].title < windows[b.match.index].title;
