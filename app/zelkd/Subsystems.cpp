@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "apps/AppManager.h"
 #include "input/AppDelegate.h"
@@ -131,6 +132,14 @@ void Subsystems::start() {
     started_ = true;
     apps().start();
     apps().startInstalledAppsQuery();
+    // The catalogue's relevance of the Finder depends on whether it has windows.
+    subscriptions_.push_back(windows_->tracker().windowsObservable().subscribe(
+        [this](const std::vector<windows::ManagedWindow>& list) {
+            std::map<std::string, int> counts;
+            for (auto& w : list)
+                ++counts[w.bundleIdentifier];
+            apps().setAppWindowCounts(std::move(counts));
+        }));
     windows_->start();
     // Most-recent changes held back during a gesture land when the last trigger comes up.
     auto& input = InputManager::shared();
