@@ -100,19 +100,17 @@ int alignMatches(const MatchText& query, const MatchText& text) {
     std::size_t count = 0;
     auto q = query.lowerKeys();
     const CharKey* t = text.lowerKeys().data();
-    const int n = static_cast<int>(text.size());
     // Matches against each other cost about count^2 / 2 steps, the table about m * n: pick the cheaper.
     std::size_t limit = 8;
     while (limit < kMaxSparseMatches && limit * limit < q.size() * text.size())
         ++limit;
-    const std::uint64_t present = text.lowerKeyMask();
     for (std::size_t i = 0; i < q.size(); ++i) {
         const CharKey key = q[i];
-        if (!(present & keyBit(key))) continue;
-        for (int j = 0; j < n; ++j) {
-            if (t[j] != key) continue;
+        // Only the positions of the key's class can match; the rest of the text is never looked at.
+        for (std::uint32_t position : text.positionsOfClass(key)) {
+            if (t[position] != key) continue;
             if (count == limit) return -1;
-            cells[count++] = {static_cast<int>(i), j, 0};
+            cells[count++] = {static_cast<int>(i), static_cast<int>(position), 0};
         }
     }
     const CharKey* qExact = query.exactKeys().data();

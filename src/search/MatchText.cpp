@@ -1,6 +1,7 @@
 #include "search/MatchText.h"
 
 #include <algorithm>
+#include <array>
 
 #include "search/Graphemes.h"
 
@@ -37,6 +38,18 @@ MatchText::MatchText(std::string_view utf8) : text_(utf8), characters_(splitGrap
                         ((classes_[j - 1] & kLowercase) && (classes_[j] & kUppercase));
         matchBase_.push_back(static_cast<std::int8_t>((j == 0 ? 14 : 6) + (boundary ? 4 : 0)));
     }
+    // A counting sort of the positions by class: count, turn counts into starts, then place.
+    if (n == 0) return;
+    classStart_.assign(65, 0);
+    for (CharKey key : lower_)
+        ++classStart_[keyClass(key) + 1];
+    for (std::size_t c = 1; c <= 64; ++c)
+        classStart_[c] += classStart_[c - 1];
+    std::array<std::uint32_t, 64> next;
+    std::copy_n(classStart_.begin(), 64, next.begin());
+    positions_.resize(n);
+    for (std::size_t j = 0; j < n; ++j)
+        positions_[next[keyClass(lower_[j])]++] = static_cast<std::uint32_t>(j);
 }
 
 bool MatchText::hasPrefix(std::span<const CharKey> query, std::size_t at) const {
@@ -48,6 +61,13 @@ bool MatchText::contains(std::span<const CharKey> query) const {
     if (query.empty()) return true;
     if (query.size() > lower_.size()) return false;
     return std::search(lower_.begin(), lower_.end(), query.begin(), query.end()) != lower_.end();
+}
+
+std::span<const std::uint32_t> MatchText::positionsOfClass(CharKey key) const {
+    if (classStart_.empty()) return {};
+    const unsigned c = keyClass(key);
+    return std::span<const std::uint32_t>(positions_)
+        .subspan(classStart_[c], classStart_[c + 1] - classStart_[c]);
 }
 
 }  // namespace zelk::search

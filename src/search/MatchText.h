@@ -14,9 +14,14 @@ namespace zelk::search {
 using CharKey = std::uint32_t;
 CharKey charKey(std::string_view grapheme);
 
+// One of 64 classes a character falls in (a multiplicative hash, so similar keys spread out).
+inline unsigned keyClass(CharKey key) {
+    return (key * 0x9E3779B1u) >> 26;
+}
+
 // One bit of 64 standing for a character: a text's mask of them tells cheaply that it lacks one.
 inline std::uint64_t keyBit(CharKey key) {
-    return std::uint64_t{1} << ((key * 0x9E3779B1u) >> 26);
+    return std::uint64_t{1} << keyClass(key);
 }
 
 // A name or title segmented once: its characters, their lower-cased keys, their original keys and
@@ -38,6 +43,10 @@ class MatchText {
     std::span<const std::int8_t> matchBase() const { return matchBase_; }
     // The keyBit of every lower-cased key: a character whose bit is missing is not in the text.
     std::uint64_t lowerKeyMask() const { return lowerMask_; }
+    // The positions, ascending, whose lower-cased key is in the keyClass of `key`: a superset of where
+    // `key` occurs (other characters of its class included), so finding a query character's matches
+    // visits only those positions instead of the whole text.
+    std::span<const std::uint32_t> positionsOfClass(CharKey key) const;
 
     // Character-wise, case-insensitive tests against a query's lower-cased keys.
     bool hasPrefix(std::span<const CharKey> query, std::size_t at = 0) const;
@@ -51,6 +60,11 @@ class MatchText {
     std::vector<std::uint8_t> classes_;
     std::vector<std::int8_t> matchBase_;
     std::uint64_t lowerMask_ = 0;
+    // Positions grouped by class, classes in ascending order; class c spans classStart_[c] to
+    // classStart_[c + 1]. A start for every class (not just those present) keeps the lookup to two
+    // loads: counting the mask's bits below a class calls into a library on plain x86-64.
+    std::vector<std::uint32_t> positions_;
+    std::vector<std::uint32_t> classStart_;
 };
 
 }  // namespace zelk::search
