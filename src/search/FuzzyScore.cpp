@@ -93,56 +93,52 @@ inline int pathCost(int di, int dj) {
     return 4 * diagonal + kGap * (std::max(di, dj) - diagonal);
 }
 
-// Returns -1 when there are too many matches for this way to pay. Matches are kept row by row (query
-// character, then text position), so every cell a match can draw on comes before it.
+// Returns -1 when there are too many matches for this way to pay. Matches are found and scored row by
+// row (query character, then text position), so every cell a match can draw on is scored before it.
 int alignMatches(const MatchText& query, const MatchText& text) {
     std::array<Match, kMaxSparseMatches> cells;
     std::size_t count = 0;
     auto q = query.lowerKeys();
     const CharKey* t = text.lowerKeys().data();
-    // Matches against each other cost about count^2 / 2 steps, the table about m * n: pick the cheaper.
+    const CharKey* qExact = query.exactKeys().data();
+    const CharKey* tExact = text.exactKeys().data();
+    const std::int8_t* base = text.matchBase().data();
+    // Matches against each other cost about count^2 / 2 cheap steps, the table about m * n dearer
+    // ones: pick the cheaper (the factor 3 measured best on window titles).
     std::size_t limit = 8;
-    while (limit < kMaxSparseMatches && limit * limit < q.size() * text.size())
+    while (limit < kMaxSparseMatches && limit * limit < 3 * q.size() * text.size())
         ++limit;
-    for (std::size_t i = 0; i < q.size(); ++i) {
-        const CharKey key = q[i];
+    int best = 0;
+    for (std::size_t row = 0; row < q.size(); ++row) {
+        const CharKey key = q[row];
+        const int i = static_cast<int>(row);
+        const std::size_t rowStart = count;
+        int rowBestLifted = 0;  // best of value + gap * column over the row's earlier matches
         // Only the positions of the key's class can match; the rest of the text is never looked at.
         for (std::uint32_t position : text.positionsOfClass(key)) {
             if (t[position] != key) continue;
             if (count == limit) return -1;
-            cells[count++] = {static_cast<int>(i), static_cast<int>(position), 0};
+            const int j = static_cast<int>(position);
+            int s = base[j] + (tExact[j] == qExact[i] ? kExactCase : 0);
+            // A run: the previous query character matches just before, and every match holds a value.
+            if (i > 0 && j > 0 && t[j - 1] == q[row - 1]) s += kRun;
+            // From an earlier row, a match up-left reaches this one diagonally; its paths going right
+            // or down first cost more and gain nothing. One right above reaches it only going down.
+            int diagonal = 0, up = 0;
+            for (std::size_t p = 0; p < rowStart; ++p) {
+                const Match& from = cells[p];
+                if (from.j < j)
+                    diagonal = std::max(diagonal, from.value - pathCost(i - 1 - from.i, j - 1 - from.j));
+                else if (from.j == j)
+                    up = std::max(up, from.value - kGap * (i - from.i));
+            }
+            // From the same row only going right: value - gap * distance.
+            const int left = rowBestLifted - kGap * j;
+            const int value = std::max({diagonal + s, up, left});
+            rowBestLifted = std::max(rowBestLifted, value + kGap * j);
+            best = std::max(best, value);
+            cells[count++] = {i, j, value};
         }
-    }
-    const CharKey* qExact = query.exactKeys().data();
-    const CharKey* tExact = text.exactKeys().data();
-    const std::int8_t* base = text.matchBase().data();
-    int best = 0;
-    std::size_t rowStart = 0;
-    int rowBestLifted = 0;  // best of value + gap * column over the row's earlier matches
-    for (std::size_t c = 0; c < count; ++c) {
-        const int i = cells[c].i, j = cells[c].j;
-        if (c > 0 && cells[c - 1].i != i) {
-            rowStart = c;
-            rowBestLifted = 0;
-        }
-        int s = base[j] + (tExact[j] == qExact[i] ? kExactCase : 0);
-        // A run: the previous query character matches just before, and every match holds a value.
-        if (i > 0 && j > 0 && t[j - 1] == q[static_cast<std::size_t>(i) - 1]) s += kRun;
-        // From an earlier row, a match up-left reaches this one diagonally; its paths going right or
-        // down first cost more and gain nothing. One right above reaches it only going down.
-        int diagonal = 0, up = 0;
-        for (std::size_t p = 0; p < rowStart; ++p) {
-            const Match& from = cells[p];
-            if (from.j < j)
-                diagonal = std::max(diagonal, from.value - pathCost(i - 1 - from.i, j - 1 - from.j));
-            else if (from.j == j)
-                up = std::max(up, from.value - kGap * (i - from.i));
-        }
-        // From the same row only going right: value - gap * distance.
-        const int left = rowBestLifted - kGap * j;
-        cells[c].value = std::max({diagonal + s, up, left});
-        rowBestLifted = std::max(rowBestLifted, cells[c].value + kGap * j);
-        best = std::max(best, cells[c].value);
     }
     return best;
 }

@@ -63,11 +63,4 @@ bool MatchText::contains(std::span<const CharKey> query) const {
     return std::search(lower_.begin(), lower_.end(), query.begin(), query.end()) != lower_.end();
 }
 
-std::span<const std::uint32_t> MatchText::positionsOfClass(CharKey key) const {
-    if (classStart_.empty()) return {};
-    const unsigned c = keyClass(key);
-    return std::span<const std::uint32_t>(positions_)
-        .subspan(classStart_[c], classStart_[c + 1] - classStart_[c]);
-}
-
 }  // namespace zelk::search

@@ -46,7 +46,12 @@ class MatchText {
     // The positions, ascending, whose lower-cased key is in the keyClass of `key`: a superset of where
     // `key` occurs (other characters of its class included), so finding a query character's matches
     // visits only those positions instead of the whole text.
-    std::span<const std::uint32_t> positionsOfClass(CharKey key) const;
+    std::span<const std::uint32_t> positionsOfClass(CharKey key) const {
+        if (classStart_.empty()) return {};
+        const unsigned c = keyClass(key);
+        return std::span<const std::uint32_t>(positions_)
+            .subspan(classStart_[c], classStart_[c + 1] - classStart_[c]);
+    }
 
     // Character-wise, case-insensitive tests against a query's lower-cased keys.
     bool hasPrefix(std::span<const CharKey> query, std::size_t at = 0) const;
