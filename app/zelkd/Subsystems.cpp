@@ -9,8 +9,8 @@
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
 #include "platform/Platform.h"
+#include "search/Graphemes.h"
 #include "spaces/ISSManager.h"
-#include "support/Format.h"
 #include "support/Log.h"
 #include "windows/WindowManager.h"
 #include "windows/WindowMinimizer.h"
@@ -53,7 +53,7 @@ std::optional<RoutedAssignment> routedAssignment(const apps::AppManager& manager
 // relevant running apps (whole name, then its beginning, then anywhere), case aside.
 std::vector<AppTarget> findApps(apps::AppManager& manager, const command::ZelkRequest& r) {
     std::vector<AppTarget> exact, prefix, inside;
-    std::string q = r.query ? ferrow::toLowerAscii(*r.query) : "";
+    std::string q = r.query ? search::lowercased(*r.query) : "";
     for (auto& entry : manager.runningApps()) {
         const auto& p = entry.process;
         AppTarget t{p.name, p.bundleID, p.pid};
@@ -62,8 +62,8 @@ std::vector<AppTarget> findApps(apps::AppManager& manager, const command::ZelkRe
             continue;
         }
         if (q.empty()) continue;
-        std::string name = ferrow::toLowerAscii(p.name);
-        if (name == q || ferrow::toLowerAscii(p.bundleID) == q)
+        std::string name = search::lowercased(p.name);
+        if (name == q || search::lowercased(p.bundleID) == q)
             exact.push_back(t);
         else if (name.rfind(q, 0) == 0)
             prefix.push_back(t);
@@ -272,10 +272,10 @@ command::ManagerProviders Subsystems::commandProviders() {
     p.listWindows = [this](const std::optional<std::string>& appQuery) {
         std::vector<command::ZelkWindowInfo> out;
         auto all = windows_->displaySpaces();
-        std::string q = appQuery ? ferrow::toLowerAscii(*appQuery) : "";
+        std::string q = appQuery ? search::lowercased(*appQuery) : "";
         for (auto& w : windows_->windows()) {
-            if (!q.empty() && ferrow::toLowerAscii(w.appName).find(q) == std::string::npos &&
-                ferrow::toLowerAscii(w.bundleIdentifier) != q)
+            if (!q.empty() && search::lowercased(w.appName).find(q) == std::string::npos &&
+                search::lowercased(w.bundleIdentifier) != q)
                 continue;
             out.push_back(windowInfo(w, all));
         }
@@ -309,12 +309,12 @@ command::ManagerProviders Subsystems::commandProviders() {
                 if (w.id == *r.windowID) ids.push_back(w.id);
             return ids;
         }
-        std::string q = r.query ? ferrow::toLowerAscii(*r.query) : "";
+        std::string q = r.query ? search::lowercased(*r.query) : "";
         if (q.empty() && !r.bundleID) return ids;
         for (auto& w : windows_->windows()) {
             if (r.bundleID && w.bundleIdentifier != *r.bundleID) continue;
-            if (!q.empty() && ferrow::toLowerAscii(w.title).find(q) == std::string::npos &&
-                ferrow::toLowerAscii(w.appName).find(q) == std::string::npos)
+            if (!q.empty() && search::lowercased(w.title).find(q) == std::string::npos &&
+                search::lowercased(w.appName).find(q) == std::string::npos)
                 continue;
             ids.push_back(w.id);
         }
