@@ -33,23 +33,37 @@ MatchText::MatchText(std::string_view utf8) : text_(utf8), characters_(splitGrap
         lowerMask_ |= keyBit(lower_.back());
         classes_.push_back(charClass(c));
     }
+    words_ = (n + 63) / 64;
+    // Distinct keys grouped by class; each gets its key word followed by its position set.
+    std::vector<std::pair<unsigned, CharKey>> distinct;
+    distinct.reserve(n);
+    for (CharKey key : lower_)
+        distinct.emplace_back(keyClass(key), key);
+    std::sort(distinct.begin(), distinct.end());
+    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+    for (const auto& [c, key] : distinct)
+        ++entryStart_[c + 1];
+    for (std::size_t c = 1; c <= 64; ++c)
+        entryStart_[c] += entryStart_[c - 1];
+    const std::size_t stride = words_ + 1;
+    bits_.assign(2 * words_ + distinct.size() * stride, 0);
+    for (std::size_t e = 0; e < distinct.size(); ++e)
+        bits_[2 * words_ + e * stride] = distinct[e].second;
+    auto set = [](std::uint64_t* words, std::size_t j) { words[j / 64] |= std::uint64_t{1} << (j % 64); };
     for (std::size_t j = 0; j < n; ++j) {
         bool boundary = j == 0 || !isLetterOrNumber(classes_[j - 1]) ||
                         ((classes_[j - 1] & kLowercase) && (classes_[j] & kUppercase));
         matchBase_.push_back(static_cast<std::int8_t>((j == 0 ? 14 : 6) + (boundary ? 4 : 0)));
+        if (boundary) set(bits_.data(), j);
+        if (exact_[j] == lower_[j])
+            set(bits_.data() + words_, j);
+        else
+            lowercase_ = false;
+        const auto entry =
+            std::lower_bound(distinct.begin(), distinct.end(), std::pair{keyClass(lower_[j]), lower_[j]}) -
+            distinct.begin();
+        set(bits_.data() + 2 * words_ + static_cast<std::size_t>(entry) * stride + 1, j);
     }
-    // A counting sort of the positions by class: count, turn counts into starts, then place.
-    if (n == 0) return;
-    classStart_.assign(65, 0);
-    for (CharKey key : lower_)
-        ++classStart_[keyClass(key) + 1];
-    for (std::size_t c = 1; c <= 64; ++c)
-        classStart_[c] += classStart_[c - 1];
-    std::array<std::uint32_t, 64> next;
-    std::copy_n(classStart_.begin(), 64, next.begin());
-    positions_.resize(n);
-    for (std::size_t j = 0; j < n; ++j)
-        positions_[next[keyClass(lower_[j])]++] = static_cast<std::uint32_t>(j);
 }
 
 bool MatchText::hasPrefix(std::span<const CharKey> query, std::size_t at) const {

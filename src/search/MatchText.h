@@ -1,4 +1,5 @@
 #pragma once
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -43,15 +44,25 @@ class MatchText {
     std::span<const std::int8_t> matchBase() const { return matchBase_; }
     // The keyBit of every lower-cased key: a character whose bit is missing is not in the text.
     std::uint64_t lowerKeyMask() const { return lowerMask_; }
-    // The positions, ascending, whose lower-cased key is in the keyClass of `key`: a superset of where
-    // `key` occurs (other characters of its class included), so finding a query character's matches
-    // visits only those positions instead of the whole text.
-    std::span<const std::uint32_t> positionsOfClass(CharKey key) const {
-        if (classStart_.empty()) return {};
+    // Where a lower-cased key occurs, as a bit set of positions over `words()` 64-bit words (bit j of
+    // word j / 64 for position j), or null when it does not occur. Built once per text, so that a
+    // query character's matches cost one lookup instead of a pass over the text.
+    const std::uint64_t* positionsOf(CharKey key) const {
         const unsigned c = keyClass(key);
-        return std::span<const std::uint32_t>(positions_)
-            .subspan(classStart_[c], classStart_[c + 1] - classStart_[c]);
+        const std::size_t stride = words_ + 1;
+        for (std::size_t e = entryStart_[c]; e < entryStart_[c + 1]; ++e) {
+            const std::uint64_t* entry = bits_.data() + 2 * words_ + e * stride;
+            if (*entry == key) return entry + 1;
+        }
+        return nullptr;
     }
+    std::size_t words() const { return words_; }
+    // Whether every character is its own lower case (as in a lower-cased query).
+    bool isLowercase() const { return lowercase_; }
+    // Positions at a word boundary (where a match earns the boundary bonus), as a bit set.
+    const std::uint64_t* boundaryBits() const { return bits_.data(); }
+    // Positions whose character is its own lower case (an exact-case match for a lower-case query).
+    const std::uint64_t* lowercaseBits() const { return bits_.data() + words_; }
 
     // Character-wise, case-insensitive tests against a query's lower-cased keys.
     bool hasPrefix(std::span<const CharKey> query, std::size_t at = 0) const;
@@ -65,11 +76,13 @@ class MatchText {
     std::vector<std::uint8_t> classes_;
     std::vector<std::int8_t> matchBase_;
     std::uint64_t lowerMask_ = 0;
-    // Positions grouped by class, classes in ascending order; class c spans classStart_[c] to
-    // classStart_[c + 1]. A start for every class (not just those present) keeps the lookup to two
-    // loads: counting the mask's bits below a class calls into a library on plain x86-64.
-    std::vector<std::uint32_t> positions_;
-    std::vector<std::uint32_t> classStart_;
+    bool lowercase_ = true;
+    // One allocation read by the scorer: the boundary set, the lower-case set, then for each distinct
+    // lower-cased key (grouped by class) the key and its position set. entryStart_[c] to
+    // entryStart_[c + 1] are the entries of class c.
+    std::size_t words_ = 0;
+    std::vector<std::uint64_t> bits_;
+    std::array<std::uint32_t, 65> entryStart_{};
 };
 
 }  // namespace zelk::search

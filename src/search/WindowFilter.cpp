@@ -9,14 +9,90 @@
 namespace zelk::search {
 
 WindowCandidate WindowCandidate::make(std::string_view title, std::string_view key) {
-    std::uint64_t sortKey = 0;
-    for (std::size_t i = 0; i < 8; ++i)
-        sortKey = (sortKey << 8) | (i < title.size() ? static_cast<unsigned char>(title[i]) : 0u);
-    return WindowCandidate{std::string(title), MatchText(lowercased(title)), lowercased(key), sortKey};
+    return WindowCandidate{std::string(title), MatchText(lowercased(title)), lowercased(key)};
 }
 
-std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windows, std::string_view q,
-                                       bool fuzzy, bool useKeys) {
+WindowCandidateList::WindowCandidateList(std::vector<WindowCandidate> rows) : rows_(std::move(rows)) {
+    byTitle_.resize(rows_.size());
+    for (std::uint32_t i = 0; i < byTitle_.size(); ++i)
+        byTitle_[i] = i;
+    std::stable_sort(byTitle_.begin(), byTitle_.end(),
+                     [&](std::uint32_t a, std::uint32_t b) { return rows_[a].title < rows_[b].title; });
+    wordStart_.reserve(rows_.size() + 1);
+    for (std::uint32_t row = 0; row < rows_.size(); ++row) {
+        const MatchText& t = rows_[row].lowercasedTitle;
+        const bool indexed = !t.empty() && t.size() <= kMaxSparseLength;
+        const std::size_t words = indexed ? t.words() : 0;
+        wordStart_.push_back(static_cast<std::uint32_t>(wordStart_.back() + words));
+        if (!indexed) continue;
+        boundary_.insert(boundary_.end(), t.boundaryBits(), t.boundaryBits() + words);
+        lowercase_.insert(lowercase_.end(), t.lowercaseBits(), t.lowercaseBits() + words);
+        std::vector<CharKey> keys(t.lowerKeys().begin(), t.lowerKeys().end());
+        std::sort(keys.begin(), keys.end());
+        keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+        for (CharKey key : keys) {
+            const std::uint64_t* positions = t.positionsOf(key);
+            auto& list = postings_[key];
+            for (std::uint32_t w = 0; w < words; ++w)
+                if (positions[w]) list.push_back({row, w, positions[w]});
+        }
+    }
+}
+
+std::span<const WindowCandidateList::Posting> WindowCandidateList::postings(CharKey key) const {
+    auto it = postings_.find(key);
+    if (it == postings_.end()) return {};
+    return it->second;
+}
+
+namespace {
+
+// Each row's fuzzy score. Titles the postings cover are scored from the positions of the query's
+// characters, gathered across all titles in one pass over each character's postings; the others, and
+// any the sparse way declines, are scored in full.
+std::vector<int> fuzzyScores(const WindowCandidateList& windows, const MatchText& query) {
+    const std::size_t n = windows.size(), m = query.size();
+    auto q = query.lowerKeys();
+    const bool sparse = m <= kMaxSparseRows && query.isLowercase();
+    std::vector<int> scores(n, 0);
+    // Row r's sets: query character i's words from (wordStart(r) * m + i * words).
+    std::vector<std::uint64_t> positions;
+    if (sparse) {
+        positions.assign(windows.totalWords() * m, 0);
+        for (std::size_t i = 0; i < m; ++i)
+            for (const auto& p : windows.postings(q[i])) {
+                const std::size_t start = windows.wordStart(p.row);
+                const std::size_t words = windows.wordStart(p.row + 1) - start;
+                positions[start * m + i * words + p.word] = p.positions;
+            }
+    }
+    std::array<const std::uint64_t*, kMaxSparseRows> rows{};
+    for (std::size_t r = 0; r < n; ++r) {
+        const std::size_t start = windows.wordStart(r), words = windows.wordStart(r + 1) - start;
+        const MatchText& title = windows.rows()[r].lowercasedTitle;
+        if (!sparse || words == 0) {
+            scores[r] = fuzzyScore(query, title);
+            continue;
+        }
+        const std::uint64_t* own = positions.data() + start * m;
+        std::uint64_t any = 0;
+        for (std::size_t i = 0; i < m; ++i) {
+            rows[i] = own + i * words;
+            for (std::size_t w = 0; w < words; ++w)
+                any |= rows[i][w];
+        }
+        if (!any) continue;
+        auto score = fuzzyScoreSparse(
+            q, {rows.data(), windows.boundary(r), windows.lowercase(r), words, title.size()});
+        scores[r] = score ? *score : fuzzyScore(query, title);
+    }
+    return scores;
+}
+
+}  // namespace
+
+std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::string_view q, bool fuzzy,
+                                       bool useKeys) {
     std::vector<WindowMatch> out;
     const MatchText query(lowercased(q));
     if (query.empty()) {
@@ -28,41 +104,58 @@ std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windo
     auto keys = query.lowerKeys();
     const std::string& firstLetter = query.characters().front();
     const int threshold = minScore(query);
+    std::vector<int> scores;
+    if (fuzzy) scores = fuzzyScores(windows, query);
 
-    // Key match first, then prefix, then the higher score, folded into one number compared at once.
-    struct Ranked {
-        WindowMatch match;
-        std::uint64_t rank;
-        std::uint64_t titleKey;
+    // The hits in title order, each with its group: key match first, then a title beginning with the
+    // query. Sorting them stably by group, then higher score, gives the order asked for; as the scores
+    // are small numbers a counting sort does it.
+    struct Hit {
+        std::uint32_t row;
+        int score;
+        unsigned group;
     };
-    auto rankOf = [](bool keyMatch, bool prefix, int score) {
-        return (std::uint64_t{!keyMatch} << 33) | (std::uint64_t{!prefix} << 32) |
-               static_cast<std::uint32_t>(std::numeric_limits<int>::max() - score);
-    };
-    std::vector<Ranked> ranked;
-    for (std::size_t i = 0; i < windows.size(); ++i) {
-        const WindowCandidate& w = windows[i];
+    std::vector<Hit> hits;
+    int low = std::numeric_limits<int>::max(), high = 0;
+    for (std::uint32_t row : windows.byTitle()) {
+        const WindowCandidate& w = windows.rows()[row];
         int score = 0;
         if (fuzzy) {
-            score = fuzzyScore(query, w.lowercasedTitle);
+            score = scores[row];
             if (score < threshold) continue;
         } else if (!w.lowercasedTitle.contains(keys)) {
             continue;
         }
-        ranked.push_back({{i, score},
-                          rankOf(useKeys && w.key == firstLetter, w.lowercasedTitle.hasPrefix(keys), score),
-                          w.titleSortKey});
+        const bool keyMatch = useKeys && w.key == firstLetter;
+        const bool prefix = w.lowercasedTitle.hasPrefix(keys);
+        hits.push_back({row, score, (keyMatch ? 0u : 2u) + (prefix ? 0u : 1u)});
+        low = std::min(low, score);
+        high = std::max(high, score);
     }
-    std::stable_sort(ranked.begin(), ranked.end(), [&](const Ranked& a, const Ranked& b) {
-        if (a.rank != b.rank) return a.rank < b.rank;
-        // Two set keys that differ order the titles as the strings would (padding sorts before any byte).
-        if (a.titleKey && b.titleKey && a.titleKey != b.titleKey) return a.titleKey < b.titleKey;
-        return windows[a.match.index].title < windows[b.match.index].title;
-    });
-    out.reserve(ranked.size());
-    for (const Ranked& r : ranked)
-        out.push_back(r.match);
+    if (hits.empty()) return out;
+    const std::size_t span = static_cast<std::size_t>(high - low) + 1;
+    auto bucket = [&](const Hit& h) { return h.group * span + static_cast<std::size_t>(high - h.score); };
+    out.resize(hits.size());
+    if (span <= 4096) {
+        std::vector<std::uint32_t> start(4 * span + 1, 0);
+        for (const Hit& h : hits)
+            ++start[bucket(h) + 1];
+        for (std::size_t b = 1; b < start.size(); ++b)
+            start[b] += start[b - 1];
+        for (const Hit& h : hits)
+            out[start[bucket(h)]++] = {h.row, h.score};
+    } else {
+        std::stable_sort(hits.begin(), hits.end(),
+                         [&](const Hit& a, const Hit& b) { return bucket(a) < bucket(b); });
+        for (std::size_t i = 0; i < hits.size(); ++i)
+            out[i] = {hits[i].row, hits[i].score};
+    }
     return out;
+}
+
+std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windows, std::string_view q,
+                                       bool fuzzy, bool useKeys) {
+    return filterWindows(WindowCandidateList(windows), q, fuzzy, useKeys);
 }
 
 }  // namespace zelk::search

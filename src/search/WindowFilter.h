@@ -1,8 +1,10 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "search/MatchText.h"
@@ -14,11 +16,45 @@ struct WindowCandidate {
     std::string title;
     MatchText lowercasedTitle;
     std::string key;  // the row's window key, lower-cased; empty when it has none
-    // The title's first 8 bytes, big-endian: orders most titles without comparing strings. Zero (as
-    // when left unset) leaves the order to the full comparison.
-    std::uint64_t titleSortKey = 0;
 
     static WindowCandidate make(std::string_view title, std::string_view key);
+};
+
+// The window rows of a search, prepared once for every keystroke that filters them: the rows in title
+// order, and for each character the titles holding it with their positions, so that a keystroke reads
+// a few short lists instead of every title.
+class WindowCandidateList {
+  public:
+    // Where one title holds a character: its row, and the positions within one 64-character word of
+    // the title, as bits.
+    struct Posting {
+        std::uint32_t row;
+        std::uint32_t word;
+        std::uint64_t positions;
+    };
+
+    WindowCandidateList() = default;
+    explicit WindowCandidateList(std::vector<WindowCandidate> rows);
+
+    const std::vector<WindowCandidate>& rows() const { return rows_; }
+    std::size_t size() const { return rows_.size(); }
+    // Row numbers in ascending title order, equal titles in row order.
+    std::span<const std::uint32_t> byTitle() const { return byTitle_; }
+    std::span<const Posting> postings(CharKey key) const;
+    // The 64-bit words a row's title takes in position sets, from wordStart(row) to wordStart(row + 1);
+    // none for a title the postings leave out (empty, or too long for the sparse scorer).
+    std::size_t wordStart(std::size_t row) const { return wordStart_[row]; }
+    std::size_t totalWords() const { return wordStart_.back(); }
+    // A row's boundary and lower-case positions, its words() words each.
+    const std::uint64_t* boundary(std::size_t row) const { return boundary_.data() + wordStart_[row]; }
+    const std::uint64_t* lowercase(std::size_t row) const { return lowercase_.data() + wordStart_[row]; }
+
+  private:
+    std::vector<WindowCandidate> rows_;
+    std::vector<std::uint32_t> byTitle_;
+    std::unordered_map<CharKey, std::vector<Posting>> postings_;
+    std::vector<std::uint32_t> wordStart_ = {0};
+    std::vector<std::uint64_t> boundary_, lowercase_;
 };
 
 struct WindowMatch {
@@ -30,6 +66,9 @@ struct WindowMatch {
 // The windows whose title answers to the lower-cased query `q`, best first. An empty query keeps every
 // window in its order. Without `fuzzy` the title must contain the query; with it, the fuzzy score must
 // reach minScore. A window whose key is the query's first character leads when `useKeys` is set.
+std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::string_view q, bool fuzzy,
+                                       bool useKeys);
+// The same for rows not prepared in advance (they are prepared on the way).
 std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windows, std::string_view q,
                                        bool fuzzy, bool useKeys);
 

@@ -46,15 +46,55 @@ const std::vector<std::string> kWide = {"a", "b", "c", "d", "e", "f", "g", "h", 
                                         "m", "n", "o", "p", "q", "r", "s", "t", "u", "v",  "w", "x",
                                         "y", "z", "S", "T", " ", ".", "—", "ü", "ß", "字", "1", "2"};
 
+// The window filter spelled out: score or test each title, then sort stably by key match, prefix,
+// score and title.
+std::vector<WindowMatch> plainFilter(const std::vector<WindowCandidate>& windows, const std::string& query,
+                                     bool fuzzy, bool useKeys) {
+    const MatchText q(lowercased(query));
+    struct Row {
+        std::size_t index;
+        int score;
+        bool key, prefix;
+    };
+    std::vector<Row> rows;
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+        const auto& w = windows[i];
+        int score = 0;
+        if (q.empty()) {
+            rows.push_back({i, 0, false, false});
+            continue;
+        }
+        if (fuzzy) {
+            score = tableScore(q, w.lowercasedTitle);
+            if (score < minScore(q)) continue;
+        } else if (!w.lowercasedTitle.contains(q.lowerKeys())) {
+            continue;
+        }
+        rows.push_back({i, score, useKeys && w.key == q.characters().front(),
+                        w.lowercasedTitle.hasPrefix(q.lowerKeys())});
+    }
+    if (!q.empty())
+        std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) {
+            if (a.key != b.key) return a.key;
+            if (a.prefix != b.prefix) return a.prefix;
+            if (a.score != b.score) return a.score > b.score;
+            return windows[a.index].title < windows[b.index].title;
+        });
+    std::vector<WindowMatch> out;
+    for (const Row& r : rows)
+        out.push_back({r.index, r.score});
+    return out;
+}
+
 }  // namespace
 
 TEST(FilterShortcuts, ScorerAgreesWithTheTableOnDenseSparseAndLongTexts) {
     std::mt19937 rng(4242);
     for (int round = 0; round < 4000; ++round) {
         // Dense texts overflow the match budget, wide alphabets rarely share a character, long texts
-        // pass 64 characters.
+        // pass 64 characters (and now and then the longest text scored match by match).
         const auto& alphabet = round % 2 ? kSmall : kWide;
-        const std::size_t textLength = round % 3 == 0 ? 200 : 40;
+        const std::size_t textLength = round % 500 == 0 ? 5000 : round % 3 == 0 ? 200 : 40;
         const MatchText q(randomText(rng, alphabet, 7)), t(randomText(rng, alphabet, textLength));
         ASSERT_EQ(fuzzyScore(q, t), tableScore(q, t))
             << "query '" << q.text() << "' text '" << t.text() << "'";
@@ -78,53 +118,26 @@ TEST(FilterShortcuts, CharacterMaskNeverHidesASharedCharacter) {
 TEST(FilterShortcuts, FilteredWindowsMatchAPlainScoreAndSort) {
     std::mt19937 rng(31337);
     for (int round = 0; round < 60; ++round) {
-        std::vector<WindowCandidate> windows;
+        std::vector<WindowCandidate> rows;
         for (int w = 0; w < 80; ++w) {
-            // Repeated titles and shared first bytes exercise every tie-break.
-            std::string title = w % 7 == 0 && !windows.empty()
-                                    ? windows[static_cast<std::size_t>(w / 2)].title
-                                    : randomText(rng, kWide, 30);
+            // Repeated titles and shared first bytes exercise every tie-break; some titles span
+            // several 64-character words of positions.
+            std::string title = w % 7 == 0 && !rows.empty() ? rows[static_cast<std::size_t>(w / 2)].title
+                                                            : randomText(rng, kWide, w % 9 == 0 ? 200 : 30);
             if (w % 5 == 0) title = "Same prefix " + title;
-            windows.push_back(WindowCandidate::make(title, w % 3 == 0 ? "a" : randomText(rng, kWide, 1)));
+            rows.push_back(WindowCandidate::make(title, w % 3 == 0 ? "a" : randomText(rng, kWide, 1)));
         }
-        const std::string query = randomText(rng, round % 2 ? kWide : kSmall, 4);
-        for (bool fuzzy : {true, false})
-            for (bool useKeys : {true, false}) {
-                const MatchText q(lowercased(query));
-                struct Row {
-                    std::size_t index;
-                    int score;
-                    bool key, prefix;
-                };
-                std::vector<Row> rows;
-                for (std::size_t i = 0; i < windows.size(); ++i) {
-                    const auto& w = windows[i];
-                    int score = 0;
-                    if (q.empty()) {
-                        rows.push_back({i, 0, false, false});
-                        continue;
-                    }
-                    if (fuzzy) {
-                        score = tableScore(q, w.lowercasedTitle);
-                        if (score < minScore(q)) continue;
-                    } else if (!w.lowercasedTitle.contains(q.lowerKeys())) {
-                        continue;
-                    }
-                    rows.push_back({i, score, useKeys && w.key == q.characters().front(),
-                                    w.lowercasedTitle.hasPrefix(q.lowerKeys())});
+        // One list serves every keystroke, as the candidate cache does.
+        const WindowCandidateList windows(rows);
+        for (int keystroke = 0; keystroke < 3; ++keystroke) {
+            const std::string query = randomText(rng, (round + keystroke) % 2 ? kWide : kSmall, 4);
+            for (bool fuzzy : {true, false})
+                for (bool useKeys : {true, false}) {
+                    const auto expected = plainFilter(rows, query, fuzzy, useKeys);
+                    ASSERT_EQ(filterWindows(windows, query, fuzzy, useKeys), expected)
+                        << "query '" << query << "' fuzzy " << fuzzy << " keys " << useKeys;
+                    ASSERT_EQ(filterWindows(rows, query, fuzzy, useKeys), expected);
                 }
-                if (!q.empty())
-                    std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) {
-                        if (a.key != b.key) return a.key;
-                        if (a.prefix != b.prefix) return a.prefix;
-                        if (a.score != b.score) return a.score > b.score;
-                        return windows[a.index].title < windows[b.index].title;
-                    });
-                std::vector<WindowMatch> expected;
-                for (const Row& r : rows)
-                    expected.push_back({r.index, r.score});
-                ASSERT_EQ(filterWindows(windows, query, fuzzy, useKeys), expected)
-                    << "query '" << query << "' fuzzy " << fuzzy << " keys " << useKeys;
-            }
+        }
     }
 }
