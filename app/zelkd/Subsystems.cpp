@@ -12,6 +12,7 @@
 #include "search/Graphemes.h"
 #include "spaces/ISSManager.h"
 #include "support/Log.h"
+#include "windows/AppWindowKeys.h"
 #include "windows/WindowManager.h"
 #include "windows/WindowMinimizer.h"
 
@@ -124,7 +125,46 @@ apps::AppManager& Subsystems::apps() {
 }
 
 void Subsystems::attach(AppDelegate& delegate) {
+    delegate_ = &delegate;
     delegate.buildInstalledAppsHook = [this] { start(); };
+    delegate.windowKeysInUseHook = [this](const std::vector<Key>& candidates) {
+        return windowKeysInUse(candidates);
+    };
+}
+
+void Subsystems::refreshAppWindows() {
+    if (!windowKeys_) return;
+    auto& tracker = windows_->tracker();
+    apps().setAppWindows(windowKeys_->rows(tracker.windows(), tracker.windowNumbersByBundle()));
+}
+
+std::vector<Key> Subsystems::windowKeysInUse(const std::vector<Key>& candidates) {
+    // Before window keys exist every candidate is caught, as at start.
+    if (!windowKeys_) return candidates;
+    auto inUse = apps().focusedAppWindowsByKey();
+    std::vector<Key> keys;
+    for (Key key : candidates) {
+        const std::string character(lowQWERTYCharacter(key));
+        // 0 always reaches the previous window of the app.
+        if (character == "0" || inUse.count(character)) keys.push_back(key);
+    }
+    return keys;
+}
+
+bool Subsystems::focusWindowByKey(const std::string& key) {
+    auto byKey = apps().focusedAppWindowsByKey();
+    auto it = byKey.find(key);
+    if (it == byKey.end() || it->second.empty()) {
+        ferrow::Log::debug("routing: saved window keys not available yet");
+        return false;
+    }
+    // Repeated presses step through the windows that share the key: the one after the focused one,
+    // else the first.
+    const auto& rows = it->second;
+    auto focused = std::find_if(rows.begin(), rows.end(), [](const windows::AppWindow& w) { return w.focused; });
+    const auto& target = focused != rows.end() && std::next(focused) != rows.end() ? *std::next(focused)
+                                                                                    : rows.front();
+    return windows_->focusWindow(target.id);
 }
 
 void Subsystems::start() {
@@ -140,6 +180,13 @@ void Subsystems::start() {
                 ++counts[w.bundleIdentifier];
             apps().setAppWindowCounts(std::move(counts));
         }));
+    windowKeys_ = std::make_unique<windows::AppWindowKeys>();
+    subscriptions_.push_back(
+        windows_->tracker().windowsObservable().subscribe([this](const auto&) { refreshAppWindows(); }));
+    subscriptions_.push_back(windowKeys_->settingsChanged.subscribe([this] { refreshAppWindows(); }));
+    subscriptions_.push_back(apps().appWindowsChanged.subscribe([this] {
+        if (delegate_) delegate_->recomputeKeyLists();
+    }));
     windows_->start();
     // Most-recent changes held back during a gesture land when the last trigger comes up.
     auto& input = InputManager::shared();
@@ -195,6 +242,7 @@ RoutingServices Subsystems::routingServices() {
     };
     s.focusLastFocusedWindow = [this] { return windows_->focusLastFocusedWindow(); };
     s.focusPreviousWindowInCurrentApp = [this] { return windows_->focusPreviousWindowInCurrentApp(); };
+    s.focusWindowByKey = [this](const std::string& key) { return focusWindowByKey(key); };
     s.minimizeFocusedApp = [this](bool onlyFocused) {
         auto front = apps().frontmostApp();
         if (!front) return false;

@@ -5,6 +5,7 @@
 #include "command/BuiltinCommands.h"
 #include "command/ManagerCommands.h"
 #include "input/RoutingServices.h"
+#include "platform/Key.h"
 #include "support/Observable.h"
 
 namespace zelk {
@@ -17,6 +18,7 @@ namespace zelk::spaces {
 class ISSManager;
 }
 namespace zelk::windows {
+class AppWindowKeys;
 class WindowManager;
 class WindowMinimizer;
 }  // namespace zelk::windows
@@ -46,6 +48,13 @@ class Subsystems {
     command::StatusProviders statusProviders();
 
   private:
+    // Rebuilds the window rows and their keys, and the keys the window trigger catches.
+    void refreshAppWindows();
+    std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
+    bool focusWindowByKey(const std::string& key);
+
+    AppDelegate* delegate_ = nullptr;
+    std::unique_ptr<windows::AppWindowKeys> windowKeys_;
     std::unique_ptr<spaces::ISSManager> iss_;
     std::unique_ptr<windows::WindowManager> windows_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;

@@ -267,6 +267,22 @@ void AppManager::setAppWindowCounts(std::map<std::string, int> counts) {
     }
 }
 
+void AppManager::setAppWindows(AppWindowRows rows) {
+    if (rows == appWindows_) return;
+    appWindows_ = std::move(rows);
+    appWindowsChanged.emit();
+}
+
+AppManager::AppWindowRows AppManager::focusedAppWindowsByKey() const {
+    AppWindowRows byKey;
+    if (!focusedApp_) return byKey;
+    auto it = appWindows_.find(focusedApp_->bundleID);
+    if (it == appWindows_.end()) return byKey;
+    for (const auto& row : it->second)
+        if (!row.key.empty()) byKey[row.key].push_back(row);
+    return byKey;
+}
+
 void AppManager::onWorkspaceEvent(const platform::WorkspaceEvent& event) {
     using K = platform::WorkspaceEventKind;
     switch (event.kind) {
@@ -293,7 +309,9 @@ void AppManager::scoresChanged() {
 
 void AppManager::frontmostChanged(const std::optional<platform::RunningApp>& process, bool countSwitch) {
     if (!process || process->terminated) return;
+    const bool otherApp = !focusedApp_ || focusedApp_->pid != process->pid;
     focusedApp_ = process;
+    if (otherApp) appWindowsChanged.emit();
     if (std::none_of(allRunning_.begin(), allRunning_.end(), [&](auto& a) { return a.pid == process->pid; }))
         refreshRunningApps();
     AppRef app = launchableAppFor(*process);

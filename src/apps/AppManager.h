@@ -19,6 +19,7 @@
 #include "platform/Workspace.h"
 #include "support/Observable.h"
 #include "support/Timing.h"
+#include "windows/AppWindow.h"
 
 namespace zelk::apps {
 
@@ -77,6 +78,15 @@ class AppManager {
 
     // Windows known per bundle (window tracking fills this); decides whether Finder counts.
     void setAppWindowCounts(std::map<std::string, int> counts);
+
+    // Window rows with their keys, per app; the window-key work publishes them.
+    using AppWindowRows = std::map<std::string, std::vector<windows::AppWindow>>;
+    const AppWindowRows& appWindowsByBundleIdentifier() const { return appWindows_; }
+    void setAppWindows(AppWindowRows rows);
+    // The focused app's rows by key (several windows may share one); keyless rows are left out.
+    AppWindowRows focusedAppWindowsByKey() const;
+    // After every change of the rows or of the focused app.
+    ferrow::Signal<> appWindowsChanged;
 
     // Static assignments.
     const std::vector<AppKeyAssignment>& appKeyAssignments() const { return statics_.all(); }
@@ -153,6 +163,7 @@ class AppManager {
     std::optional<platform::RunningApp> focusedApp_;
     std::unordered_map<std::string, int> switchCounts_;  // by bundle identifier
     std::map<std::string, int> windowCounts_;
+    AppWindowRows appWindows_;
 
     std::vector<AppKeyAssignment> dynamic_, deleted_;
     std::unordered_map<std::string, std::size_t> dynamicByIdentifier_;

@@ -132,7 +132,7 @@ void AppDelegate::recomputeKeyLists() {
         windowSwitchKeys_.push_back(*key);
     }
     input.appSwitchKeys = appSwitchKeys_;
-    input.windowSwitchKeys = windowSwitchKeys_;
+    input.windowSwitchKeys = windowKeysInUseHook ? windowKeysInUseHook(windowSwitchKeys_) : windowSwitchKeys_;
 }
 
 void AppDelegate::setUpObservers() {

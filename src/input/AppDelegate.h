@@ -74,6 +74,9 @@ class AppDelegate {
     std::function<void()> restoreStashedWindowsHook;
     std::function<void(const std::string& surface)> toggleLatchedSearchHook;
     std::function<nlohmann::json(const nlohmann::json&)> commandHandlerHook;
+    // The window keys in use: of the keys the window trigger may take, the tap catches only these
+    // (all of them until window keys exist).
+    std::function<std::vector<Key>(const std::vector<Key>&)> windowKeysInUseHook;
 
     // State the hide key keeps (hotkey routing).
     std::vector<platform::RunningApp> appsThatWereHidden;

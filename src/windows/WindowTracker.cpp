@@ -217,27 +217,31 @@ void WindowTracker::publish(std::vector<ManagedWindow> list) {
     list.erase(std::unique(list.begin(), list.end(),
                            [](const ManagedWindow& a, const ManagedWindow& b) { return a.id == b.id; }),
                list.end());
+    // Digits first, so that whoever hears of the new list finds them in step.
+    assignWindowNumbers(list);
     windows_.set(std::move(list));
-    assignWindowNumbers();
     if (afterPublish) afterPublish();
 }
 
-void WindowTracker::assignWindowNumbers() {
+void WindowTracker::assignWindowNumbers(const std::vector<ManagedWindow>& list) {
+    // A window keeps its digit, so closing one renumbers none of the rest; a new one takes the lowest
+    // free digit from 1 to 9, and none once all nine are used. The list is in id order.
     std::map<std::string, std::map<std::uint32_t, int>> next;
-    for (auto& w : windows_.get()) {
+    for (auto& w : list) {
         auto& old = windowNumbers_[w.bundleIdentifier];
         if (auto it = old.find(w.id); it != old.end()) next[w.bundleIdentifier][w.id] = it->second;
     }
-    for (auto& w : windows_.get()) {
+    for (auto& w : list) {
         auto& mine = next[w.bundleIdentifier];
         if (mine.count(w.id)) continue;
         std::set<int> used;
         for (auto& [id, n] : mine)
             used.insert(n);
-        int n = 1;
-        while (used.count(n))
-            ++n;
-        mine[w.id] = n;
+        for (int n = 1; n <= 9; ++n)
+            if (!used.count(n)) {
+                mine[w.id] = n;
+                break;
+            }
     }
     windowNumbers_ = std::move(next);
 }

@@ -65,7 +65,7 @@ class WindowTracker {
     void preserve(const platform::RunningApp& app, const char* reason, std::vector<ManagedWindow>& into,
                   int& preservedApps, int& preservedWindows);
     void publish(std::vector<ManagedWindow> list);
-    void assignWindowNumbers();
+    void assignWindowNumbers(const std::vector<ManagedWindow>& list);
     std::vector<ManagedWindow> filtered(std::vector<ManagedWindow> list) const;
 
     WindowEnvironment& env_;
