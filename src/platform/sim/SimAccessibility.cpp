@@ -276,6 +276,7 @@ void SimAccessibility::onChange(const WorldChange& c) {
             }
             break;
         case K::activate:
+            if (c.previousPid && c.previousPid != c.pid) fire(c.previousPid, 0, "AXApplicationDeactivated");
             fire(c.pid, 0, "AXApplicationActivated");
             break;
         case K::hide:

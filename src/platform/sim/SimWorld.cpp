@@ -69,7 +69,7 @@ void SimWorld::startRunning(const std::string& bundleID, std::int32_t pid, bool 
         zOrder_.push_back(copy.id);
         windowCounter_ = std::max(windowCounter_, copy.id);
     }
-    if (!a->windowOrder.empty()) a->focusedWindow = a->windowOrder.front();
+    a->focusedWindow = nextFocusCandidate(*a);
     if (std::find(activationOrder_.begin(), activationOrder_.end(), a->pid) == activationOrder_.end())
         activationOrder_.push_back(a->pid);
 }
@@ -201,6 +201,23 @@ void SimWorld::noteActivation(std::int32_t pid) {
     activationOrder_.insert(activationOrder_.begin(), pid);
 }
 
+std::uint32_t SimWorld::nextFocusCandidate(const SimApp& a) const {
+    std::uint32_t fallback = 0;
+    for (auto id : a.windowOrder) {
+        const SimWindow* w = window(id);
+        if (!w || w->minimized) continue;
+        if (isWindowOnVisibleSpace(*w)) return id;
+        if (!fallback) fallback = id;
+    }
+    return fallback;
+}
+
+void SimWorld::emitActivate(const SimApp& a, std::int32_t previous) {
+    WorldChange c{WorldChange::Kind::activate, a.pid, a.bundleID};
+    c.previousPid = previous;
+    emit(c);
+}
+
 void SimWorld::checkFocus() {
     std::uint32_t w = focusedWindow();
     if (frontPid_ == lastFocusPid_ && w == lastFocusWindow_) return;
@@ -284,13 +301,13 @@ bool SimWorld::activate(std::int32_t pid, std::uint32_t windowID, bool followSpa
         if (isWindowOnVisibleSpace(*target))
             if (auto d = displayIndexOfSpace(target->space)) activeDisplay_ = *d;
     }
-    bool changed = frontPid_ != pid;
+    std::int32_t previous = frontPid_;
     frontPid_ = pid;
     noteActivation(pid);
     // The app's windows come forward, keeping their own order.
     for (auto it = a->windowOrder.rbegin(); it != a->windowOrder.rend(); ++it)
         bringToFront(*it);
-    if (changed) emit({WorldChange::Kind::activate, pid, a->bundleID});
+    if (previous != pid) emitActivate(*a, previous);
     checkFocus();
     return true;
 }
@@ -316,7 +333,7 @@ void SimWorld::chooseNextFront(std::int32_t leaving) {
         if (!a || a->hidden || a->kind != AppKind::regular) continue;
         frontPid_ = pid;
         noteActivation(pid);
-        emit({WorldChange::Kind::activate, pid, a->bundleID});
+        emitActivate(*a, leaving);
         return;
     }
     frontPid_ = 0;
@@ -350,7 +367,7 @@ void SimWorld::removeWindow(std::uint32_t id, bool emitClosed) {
     if (SimApp* a = appByPid(pid)) {
         auto& order = a->windowOrder;
         order.erase(std::remove(order.begin(), order.end(), id), order.end());
-        if (a->focusedWindow == id) a->focusedWindow = order.empty() ? 0 : order.front();
+        if (a->focusedWindow == id) a->focusedWindow = nextFocusCandidate(*a);
     }
     if (emitClosed) {
         WorldChange c{WorldChange::Kind::windowClosed, pid};
@@ -391,14 +408,25 @@ bool SimWorld::launch(const std::string& bundleID, bool activates,
     WorldChange c{WorldChange::Kind::launch, 0, bundleID};
     c.flag = activates;
     emit(c);
+    // A second open while the app starts waits for the same process.
+    auto& pending = pendingLaunches_[bundleID];
+    pending.activates = pending.activates || activates;
+    if (done) pending.waiters.push_back(std::move(done));
     if (a->launching) return true;
     a->launching = true;
-    ferrow::mainAsyncAfter(a->launchDelayMs, [this, bundleID, activates, done] {
+    ferrow::mainAsyncAfter(a->launchDelayMs, [this, bundleID] {
+        PendingLaunch launch = std::move(pendingLaunches_[bundleID]);
+        pendingLaunches_.erase(bundleID);
+        bool activates = launch.activates;
+        auto done = [&launch](std::optional<std::int32_t> pid) {
+            for (auto& waiter : launch.waiters)
+                waiter(pid);
+        };
         SimApp* app = this->app(bundleID);
         if (!app) return;
         app->launching = false;
         if (faults.launchFails.count(bundleID)) {
-            if (done) done(std::nullopt);
+            done(std::nullopt);
             return;
         }
         app->running = true;
@@ -419,7 +447,7 @@ bool SimWorld::launch(const std::string& bundleID, bool activates,
             openWindow(bundleID, w);
         }
         if (activates) activate(pid);
-        if (done) done(pid);
+        done(pid);
     });
     return true;
 }
@@ -427,6 +455,7 @@ bool SimWorld::launch(const std::string& bundleID, bool activates,
 std::uint32_t SimWorld::openWindow(const std::string& bundleID, SimWindow w) {
     SimApp* a = app(bundleID);
     if (!a || !a->running) return 0;
+    if (w.space != 0 && !displayIndexOfSpace(w.space)) return 0;
     if (w.id == 0 || windows_.count(w.id)) w.id = nextWindowID();
     windowCounter_ = std::max(windowCounter_, w.id);
     w.pid = a->pid;
@@ -475,12 +504,7 @@ bool SimWorld::setMinimized(std::uint32_t id, bool minimized) {
     emit(c);
     if (a) {
         if (minimized && a->focusedWindow == id) {
-            a->focusedWindow = 0;
-            for (auto other : a->windowOrder)
-                if (!window(other)->minimized) {
-                    a->focusedWindow = other;
-                    break;
-                }
+            a->focusedWindow = nextFocusCandidate(*a);
         } else if (!minimized) {
             a->focusedWindow = id;
             bringToFront(id);
@@ -546,9 +570,10 @@ bool SimWorld::switchSpace(std::size_t index, std::uint64_t space, bool focusTop
         }
         a->focusedWindow = id;
         if (frontPid_ != a->pid) {
+            std::int32_t previous = frontPid_;
             frontPid_ = a->pid;
             noteActivation(a->pid);
-            emit({WorldChange::Kind::activate, a->pid, a->bundleID});
+            emitActivate(*a, previous);
         }
         break;
     }

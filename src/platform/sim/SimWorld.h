@@ -105,6 +105,7 @@ struct WorldChange {
     Rect frame;
     Point point;
     std::string text1, text2, text3;
+    std::int32_t previousPid = 0;  // activate: the app that was in front before (0: none)
 };
 
 struct Permissions {
@@ -226,12 +227,22 @@ class SimWorld {
     std::int32_t nextPid();
     void chooseNextFront(std::int32_t leaving);
     void noteActivation(std::int32_t pid);
+    void emitActivate(const SimApp& app, std::int32_t previous);
+    // The window that takes an app's focus when its focused window goes: the frontmost one that is
+    // shown, else the frontmost one not minimised.
+    std::uint32_t nextFocusCandidate(const SimApp& app) const;
 
     std::vector<SimDisplay> displays_;
     std::vector<SimApp> apps_;
     std::map<std::uint32_t, SimWindow> windows_;
     std::vector<std::uint32_t> zOrder_;
     std::vector<std::int32_t> activationOrder_;  // most recent first
+    // Launches under way: everyone who asked hears the result; any asker wanting it in front wins.
+    struct PendingLaunch {
+        bool activates = false;
+        std::vector<std::function<void(std::optional<std::int32_t>)>> waiters;
+    };
+    std::map<std::string, PendingLaunch> pendingLaunches_;
     std::int32_t frontPid_ = 0;
     std::size_t activeDisplay_ = 0;
     Point pointer_{720, 450};
