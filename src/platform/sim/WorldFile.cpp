@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <type_traits>
+
 #include "platform/sim/SimKeyboardLayout.h"
 #include "support/Yaml.h"
 
@@ -28,6 +30,9 @@ struct Reader {
     bool number(const json& obj, const char* key, const std::string& path, T& out) {
         if (!obj.contains(key) || obj[key].is_null()) return true;
         if (!obj[key].is_number()) return fail(path + "." + key, "expected a number");
+        // Ids and counts can't be negative; a wrapped -1 would name a window nobody has.
+        if constexpr (std::is_unsigned_v<T>)
+            if (obj[key].get<double>() < 0) return fail(path + "." + key, "expected a number of at least 0");
         out = obj[key].get<T>();
         return true;
     }
@@ -89,6 +94,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
     if (displays.is_null()) displays = json::array({json{{"id", 1}}});
     if (!displays.is_array() || displays.empty()) return r.fail("displays", "expected a non-empty list");
     std::set<std::uint64_t> spaceIDs;
+    std::set<std::uint32_t> displayIDs;
     double nextX = 0;
     for (std::size_t i = 0; i < displays.size(); ++i) {
         const json& d = displays[i];
@@ -97,6 +103,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         SimDisplay display;
         display.id = static_cast<std::uint32_t>(i + 1);
         if (!r.number(d, "id", path, display.id)) return false;
+        if (!displayIDs.insert(display.id).second)
+            return r.fail(path + ".id", fmt::format("display {} listed twice", display.id));
         display.name = i == 0 ? "Built-in Retina Display" : fmt::format("Display {}", display.id);
         if (!r.string(d, "name", path, display.name)) return false;
         if (!r.string(d, "uuid", path, display.uuid)) return false;
@@ -114,6 +122,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
             std::string spath = fmt::format("{}.spaces[{}]", path, s);
             SimSpace space;
             if (spaces[s].is_number_unsigned() || spaces[s].is_number_integer()) {
+                if (!spaces[s].is_number_unsigned() && spaces[s].get<std::int64_t>() < 0)
+                    return r.fail(spath, "expected a number of at least 0");
                 space.id = spaces[s].get<std::uint64_t>();
             } else {
                 if (!spaces[s].is_object() || !spaces[s].contains("id"))
@@ -170,12 +180,18 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
             return r.fail(path + ".kind", "expected regular, accessory or background");
         if (!r.number(a, "launchDelayMs", path, app.launchDelayMs)) return false;
         if (!r.boolean(a, "installed", path, app.installed)) return false;
+        if (a.contains("windowsOnLaunch") && !a["windowsOnLaunch"].is_null() &&
+            !a["windowsOnLaunch"].is_array())
+            return r.fail(path + ".windowsOnLaunch", "expected a list");
         if (a.contains("windowsOnLaunch") && a["windowsOnLaunch"].is_array()) {
             for (std::size_t k = 0; k < a["windowsOnLaunch"].size(); ++k) {
                 SimWindow tw;
                 if (!readWindow(r, a["windowsOnLaunch"][k], fmt::format("{}.windowsOnLaunch[{}]", path, k),
                                 tw))
                     return false;
+                if (tw.space && !spaceIDs.count(tw.space))
+                    return r.fail(fmt::format("{}.windowsOnLaunch[{}].space", path, k),
+                                  fmt::format("no Space {}", tw.space));
                 WindowTemplate t{tw.id, tw.title, tw.frame, tw.space};
                 if (t.title.empty()) t.title = app.name;
                 app.windowsOnLaunch.push_back(t);
@@ -187,6 +203,11 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
             if (!run.is_object()) return r.fail(rpath, "expected a mapping");
             Running rec{app.bundleID, 0, false, {}};
             if (!r.number(run, "pid", rpath, rec.pid)) return false;
+            if (rec.pid == SimWorld::kOwnPID || (dock && rec.pid == SimWorld::kDockPID))
+                return r.fail(rpath + ".pid", fmt::format("pid {} is taken by the system", rec.pid));
+            for (auto& other : running)
+                if (rec.pid > 0 && other.pid == rec.pid)
+                    return r.fail(rpath + ".pid", fmt::format("pid {} listed twice", rec.pid));
             if (!r.boolean(run, "hidden", rpath, rec.hidden)) return false;
             const json wins = run.value("windows", json::array());
             if (!wins.is_array()) return r.fail(rpath + ".windows", "expected a list");
@@ -213,6 +234,13 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
     if (!r.string(world, "frontmost", "world", frontmost)) return false;
     std::uint32_t focused = 0;
     if (!r.number(world, "focusedWindow", "world", focused)) return false;
+    // A focused window alone names its app as the frontmost one.
+    if (frontmost.empty() && focused) {
+        const SimWindow* win = w.window(focused);
+        const SimApp* owner = win ? w.appByPid(win->pid) : nullptr;
+        if (!owner) return r.fail("focusedWindow", fmt::format("no window {}", focused));
+        frontmost = owner->bundleID;
+    }
     if (!frontmost.empty()) {
         SimApp* app = w.app(frontmost);
         if (!app || !app->running) return r.fail("frontmost", "'" + frontmost + "' is not a running app");
@@ -236,11 +264,21 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         if (!world["configFile"].is_string()) return r.fail("configFile", "expected YAML text");
         extras.configFile = world["configFile"].get<std::string>();
     }
-    if (world.contains("faults") && world["faults"].is_object()) {
-        for (auto& b : world["faults"].value("axTimeout", json::array()))
-            w.faults.axTimeout.insert(b.get<std::string>());
-        for (auto& b : world["faults"].value("launchFails", json::array()))
-            w.faults.launchFails.insert(b.get<std::string>());
+    if (world.contains("faults") && !world["faults"].is_null()) {
+        const json& faults = world["faults"];
+        if (!faults.is_object()) return r.fail("faults", "expected a mapping");
+        for (const char* name : {"axTimeout", "launchFails"}) {
+            json list = faults.value(name, json::array());
+            if (list.is_null()) continue;
+            if (!list.is_array())
+                return r.fail(fmt::format("faults.{}", name), "expected a list of bundle ids");
+            for (std::size_t i = 0; i < list.size(); ++i) {
+                if (!list[i].is_string())
+                    return r.fail(fmt::format("faults.{}[{}]", name, i), "expected a bundle id");
+                (std::string(name) == "axTimeout" ? w.faults.axTimeout : w.faults.launchFails)
+                    .insert(list[i].get<std::string>());
+            }
+        }
     }
     return true;
 }
