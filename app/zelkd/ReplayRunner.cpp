@@ -54,7 +54,13 @@ class EventApplier {
                            v["frame"][2].get<double>(), v["frame"][3].get<double>()};
             else
                 w.frame = {100, 100, 1000, 700};
-            if (!world_.openWindow(v.value("bundleID", ""), w)) note(e, "openWindow: app is not running");
+            sim::SimApp* app = world_.app(v.value("bundleID", ""));
+            if (!app || !app->running)
+                note(e, "openWindow: app is not running");
+            else if (w.space != 0 && !world_.displayIndexOfSpace(w.space))
+                note(e, fmt::format("openWindow: no Space {}", w.space));
+            else
+                world_.openWindow(app->bundleID, w);
         } else if (k == "closeWindow") {
             if (!world_.closeWindow(v.get<std::uint32_t>())) note(e, "closeWindow: no such window");
         } else if (k == "minimize" || k == "unminimize") {
@@ -110,10 +116,20 @@ class EventApplier {
                 world_.permissions.screenRecording =
                     value.value("screenRecording", world_.permissions.screenRecording);
             } else if (name == "secureInput") {
+                // true: the app in front turns on Secure Keyboard Entry; a number names the app's pid.
                 if (value.is_number_integer())
                     world_.faults.secureInputPID = value.get<std::int32_t>();
+                else if (value.is_boolean() && value.get<bool>())
+                    world_.faults.secureInputPID = world_.frontPid();
                 else
                     world_.faults.secureInputPID.reset();
+            } else if ((name == "missionControl" || name == "appExpose") && value.is_boolean()) {
+                auto overlay =
+                    name == "missionControl" ? sim::Overlay::missionControl : sim::Overlay::appExpose;
+                if (value.get<bool>())
+                    world_.setOverlay(overlay);
+                else if (world_.overlay() == overlay)
+                    world_.setOverlay(sim::Overlay::none);
             } else if (name == "screenLocked" && value.is_boolean())
                 world_.faults.screenLocked = value.get<bool>();
             else if (name == "noWindowServer" && value.is_boolean())

@@ -18,7 +18,62 @@ const std::set<std::string> kKinds{
     "flags",    "keyDown",    "keyUp",       "tap",        "launch",      "quit",    "crash",
     "activate", "openWindow", "closeWindow", "retitle",    "switchSpace", "command", "setting",
     "fault",    "end",        "minimize",    "unminimize", "pointer",     "hide",    "unhide"};
+
+bool isId(const json& v) {
+    return v.is_number_integer() && v.get<std::int64_t>() >= 0 && v.get<std::int64_t>() <= 0xFFFFFFFFLL;
 }
+
+// The fields of a mapping event: what is wrong with the first bad one, or "" when they all fit (the
+// runner reads them without further checks).
+std::string checkBody(const std::string& kind, const json& v) {
+    auto field = [&](const char* name, bool required, auto&& ok, const char* expected) -> std::string {
+        if (!v.contains(name) || v[name].is_null())
+            return required ? fmt::format("{}.{}: missing", kind, name) : "";
+        return ok(v[name]) ? "" : fmt::format("{}.{}: expected {}", kind, name, expected);
+    };
+    auto id = [](const json& x) { return isId(x); };
+    auto text = [](const json& x) { return x.is_string(); };
+    auto number = [](const json& x) { return x.is_number(); };
+    auto flag = [](const json& x) { return x.is_boolean(); };
+    auto rect = [](const json& x) {
+        return x.is_array() && x.size() == 4 &&
+               std::all_of(x.begin(), x.end(), [](const json& n) { return n.is_number(); });
+    };
+    std::vector<std::string> problems;
+    if (kind == "openWindow")
+        problems = {field("bundleID", true, text, "a bundle identifier"),
+                    field("id", false, id, "a window id"), field("title", false, text, "a string"),
+                    field("frame", false, rect, "[x, y, w, h]"), field("space", false, id, "a Space id")};
+    else if (kind == "retitle")
+        problems = {field("id", true, id, "a window id"), field("title", true, text, "a string")};
+    else if (kind == "switchSpace")
+        problems = {field("display", false, id, "a display id"), field("space", true, id, "a Space id")};
+    else if (kind == "pointer")
+        problems = {field("x", true, number, "a number"), field("y", true, number, "a number")};
+    else if (kind == "fault") {
+        for (const char* name : {"axTimeout", "axRecover", "launchFails", "overlay"})
+            problems.push_back(field(name, false, text, "a string"));
+        for (const char* name : {"tapDisabled", "tapDisabledByUserInput", "tapDead", "screenLocked",
+                                 "noWindowServer", "missionControl", "appExpose"})
+            problems.push_back(field(name, false, flag, "true or false"));
+        problems.push_back(field(
+            "secureInput", false, [](const json& x) { return x.is_boolean() || isId(x); },
+            "true, false or a pid"));
+        problems.push_back(field(
+            "permission", false,
+            [](const json& x) {
+                if (!x.is_object()) return false;
+                for (auto& [k, value] : x.items())
+                    if ((k != "accessibility" && k != "screenRecording") || !value.is_boolean()) return false;
+                return true;
+            },
+            "{accessibility: true/false, screenRecording: true/false}"));
+    }
+    for (auto& p : problems)
+        if (!p.empty()) return p;
+    return "";
+}
+}  // namespace
 
 bool parseReplayScript(const json& list, ReplayScript& script, std::string& error) {
     script = ReplayScript{};
@@ -78,6 +133,8 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
              kind == "setting" || kind == "fault" || kind == "pointer") &&
             !ev.value.is_object())
             return fail(kind + ": expected a mapping");
+        if (ev.value.is_object())
+            if (auto problem = checkBody(kind, ev.value); !problem.empty()) return fail(problem);
         if (kind == "end") {
             script.endsExplicitly = true;
             script.endMs = atMs;
