@@ -188,13 +188,6 @@ void Subsystems::start() {
         if (delegate_) delegate_->recomputeKeyLists();
     }));
     windows_->start();
-    // Most-recent changes held back during a gesture land when the last trigger comes up.
-    auto& input = InputManager::shared();
-    for (auto* pressed :
-         {&input.appTriggerKeysPressed, &input.windowTriggerKeysPressed, &input.stageTriggerKeysPressed})
-        subscriptions_.push_back(pressed->subscribe([this](bool) {
-            if (!triggerHeld()) windows_->flushPendingMRU();
-        }));
 }
 
 RoutingServices Subsystems::routingServices() {
@@ -243,6 +236,19 @@ RoutingServices Subsystems::routingServices() {
     s.focusLastFocusedWindow = [this] { return windows_->focusLastFocusedWindow(); };
     s.focusPreviousWindowInCurrentApp = [this] { return windows_->focusPreviousWindowInCurrentApp(); };
     s.focusWindowByKey = [this](const std::string& key) { return focusWindowByKey(key); };
+    s.applyPendingMRU = [this] { windows_->flushPendingMRU(); };
+    // The already-focused app steps to its next window (in id order, wrapping), so repeated presses
+    // visit every window.
+    s.cycleToNextWindow = [this](const RoutedApp& app) {
+        auto list = windows_->windowsOfApp(app.bundleID);
+        if (list.empty()) return false;
+        const auto& focused = windows_->focusedWindow();
+        auto at = std::find_if(list.begin(), list.end(),
+                               [&](const windows::ManagedWindow& w) { return focused && w.id == focused->id; });
+        const auto& next = at == list.end() || std::next(at) == list.end() ? list.front() : *std::next(at);
+        if (focused && next.id == focused->id) return false;
+        return windows_->focus(next);
+    };
     s.minimizeFocusedApp = [this](bool onlyFocused) {
         auto front = apps().frontmostApp();
         if (!front) return false;
@@ -260,6 +266,14 @@ RoutingServices Subsystems::routingServices() {
         return true;
     };
     s.switchToSpace = [this](int index) { return windows_->switchToSpaceNumber(index); };
+    // The Space before or after the current one on the display under the pointer; past either end
+    // the switch refuses (and says so).
+    s.switchAdjacentSpace = [this](int delta) {
+        auto display = iss_->model().displayUnderPointer();
+        auto info = iss_->spaceInfo(display);
+        if (!info) return false;
+        return iss_->switchToSpace(iss_->currentIndex(*info) + delta, display);
+    };
     return s;
 }
 

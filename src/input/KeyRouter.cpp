@@ -34,6 +34,11 @@ KeyRouter::KeyRouter(InputManager& input, RoutingServices services)
     services_.fillDefaults();
     input_.setRouter(this);
     input_.enterWindowSearchHook = [this] { enterWindowSearch(); };
+    // Unlatching ends the latched search and hides its panel.
+    input_.unlatchHook = [this] {
+        leaveSearch();
+        input_.hideOSD();
+    };
 }
 
 KeyRouter::~KeyRouter() {
@@ -43,6 +48,7 @@ KeyRouter::~KeyRouter() {
     hideAllAppsDecaying.cancel();
     if (input_.router() == this) input_.setRouter(nullptr);
     input_.enterWindowSearchHook = nullptr;
+    input_.unlatchHook = nullptr;
 }
 
 // Small predicates -------------------------------------------------------------------------------
@@ -173,6 +179,12 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         markUsed();
         return TapDecision::swallow;
     }
+    // 13. P pins the query to the highlighted app (the pin itself belongs to learned queries).
+    if (key == Key::p && s.enableSelectionActionHotkeys && input_.searchActive && !searchWindowsOnly.get() &&
+        !searchBuffer.get().empty() && actionCombo && (appHeld || input_.isLatched())) {
+        markUsed();
+        return TapDecision::swallow;
+    }
     if (s.enableSelectionActionHotkeys && actionCombo && (appHeld || input_.isLatched())) {
         if (repeat && (key == Key::w || key == Key::q || key == Key::h || key == Key::o))
             return TapDecision::swallow;
@@ -237,8 +249,16 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
                     leaveSearch();
                     input_.hideOSD();
                 } else {
+                    // The search latches with what was typed: it stays open, every letter goes to it,
+                    // and Escape (or a commit) ends it.
                     input_.stickyToggleHidden = false;
                     input_.latchedSurface = "app";
+                    input_.searchActive = true;
+                    forceSearchMode = true;
+                    searchWindowsOnly = false;
+                    pinPickQuery.reset();
+                    lastSearchEditWasBackspace = false;
+                    markUsed();
                     input_.refreshTapSeesBareKeys();
                     services_.latchSearch("app");
                 }
@@ -259,7 +279,10 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             return TapDecision::swallow;
         }
         // 32. Hide, action and overview keys switched off reach the app.
-        if (!s.enableHideAndActionKeys && (key == s.hideKey || key == s.actionKey || key == s.exposeKey)) {
+        // The overview key has a switch of its own (the overlay): it passes only with both off.
+        bool exposeOff = !s.enableHideAndActionKeys && !s.exposeOverlay;
+        if ((!s.enableHideAndActionKeys && (key == s.hideKey || key == s.actionKey)) ||
+            (exposeOff && key == s.exposeKey)) {
             markUsed();
             input_.hideOSD();
             return TapDecision::pass;
@@ -270,7 +293,10 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             bool breakout = oneLetter && breakoutGap();
             bool unrouted = !services_.staticAssignment(letter) &&
                             !(s.showAppSwitcher && services_.dynamicAssignment(letter));
-            if (breakout && !unrouted && assignmentFor(letter)) {
+            // With no panel up, the same letter pressed again quickly is a second press on its app,
+            // not a two-letter query.
+            bool samePress = input_.osdHidden && searchBuffer.get() == letter && !lastSearchEditWasBackspace;
+            if (((breakout && !unrouted) || samePress) && assignmentFor(letter)) {
                 markUsed();
                 input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
                 leaveSearch();
@@ -286,7 +312,7 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         // 35.
         if (input_.isLatched()) return TapDecision::swallow;
         // 36. The overview key.
-        if (key == s.exposeKey && s.enableHideAndActionKeys && !isIgnored(key)) {
+        if (key == s.exposeKey && (s.exposeOverlay || s.enableHideAndActionKeys) && !isIgnored(key)) {
             markUsed();
             input_.hideOSD();
             if (s.exposeOverlay && services_.toggleOverview()) return TapDecision::swallow;
@@ -493,7 +519,7 @@ TapDecision KeyRouter::letterCommit(Key key, const std::string& letter, bool rep
         adaptiveGraceActive = true;
         input_.graceTargetsAlreadyFocusedAction = alreadyFocused;
         graceIsStaticLaunch = false;
-        bool hideOthers = s.alwaysHideOthers;
+        bool hideOthers = s.alwaysHideOthers && s.enableHideOnFocusHotkey;
         pendingActivation = [this, letter, hideOthers] { activateLetter(letter, hideOthers); };
         adaptiveGraceTimer.cancel();
         std::weak_ptr<bool> alive = alive_;
@@ -614,13 +640,13 @@ void KeyRouter::enterWindowSearch() {
     searchWindowsOnly = true;
     input_.lastAppTriggerTapTime.reset();
     services_.runSearch("");
-    Log::info("double tap: window search opened");
 }
 
 // Trigger up -------------------------------------------------------------------------------------
 
 void KeyRouter::commitOnTriggerUp() {
     if (adaptiveGraceActive) cancelGrace(true);
+    services_.applyPendingMRU();
     if (input_.appSwitcherCycleSelectedID) {
         input_.appSwitcherCycleSelectedID.reset();
         dropPending();

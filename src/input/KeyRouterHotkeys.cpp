@@ -28,7 +28,7 @@ void KeyRouter::onPrimaryHotkey(Key key) {
         services_.focusLastFocusedWindow();
         return;
     }
-    bool hideOthers = s.alwaysHideOthers;
+    bool hideOthers = s.alwaysHideOthers && s.enableHideOnFocusHotkey;
     bool launchPending = false;
     if (auto a = services_.staticAssignment(letter)) {
         bool digitRoute = digitsAreAssigned() && key >= Key::zero && key <= Key::nine;

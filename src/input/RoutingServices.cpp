@@ -34,6 +34,7 @@ void RoutingServices::fillDefaults() {
     orDefault(cycleToNextWindow, "cycleWindows", false);
     orDefault(focusLastFocusedWindow, "focusLastFocusedWindow", false);
     orDefault(focusPreviousWindowInCurrentApp, "focusPreviousWindowInCurrentApp", false);
+    orNothing(applyPendingMRU, "pendingMRUDuringHold");
     orDefault(minimizeFocusedApp, "minimize", false);
     orDefault(minimizeOthersOfFocusedApp, "minimizeOthers", false);
     orDefault(focusWindowByKey, "window keys", false);

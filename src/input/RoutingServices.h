@@ -47,6 +47,8 @@ struct RoutingServices {
     std::function<bool(const RoutedApp&)> cycleToNextWindow;
     std::function<bool()> focusLastFocusedWindow;
     std::function<bool()> focusPreviousWindowInCurrentApp;
+    // The most-recent change held back while a trigger was down lands (trigger release).
+    std::function<void()> applyPendingMRU;
     std::function<bool(bool onlyFocused)> minimizeFocusedApp;  // window trigger + minimize key
     std::function<bool()> minimizeOthersOfFocusedApp;
     std::function<bool(const std::string& key)> focusWindowByKey;  // window trigger + a window key

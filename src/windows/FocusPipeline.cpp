@@ -367,12 +367,12 @@ void FocusPipeline::assign(std::optional<ManagedWindow> next) {
     std::optional<ManagedWindow> old = focused_.get();
     bool changed = !old || !next || old->id != next->id;
     focused_.set(next);
-    if (!changed) return;
-    if (old && next && old->bundleIdentifier != next->bundleIdentifier && slot_.get()) {
+    if (changed && old && next && old->bundleIdentifier != next->bundleIdentifier && slot_.get()) {
         Log::debug("focusedWindow.didSet: cross-app focus change clears slot (old={} new={} slotWas=#{})",
                    describe(*old), describe(*next), slot_.get()->id);
         slot_.set(std::nullopt);
     }
+    // Every assignment of a window, the same one again included, refreshes its focus time.
     if (!next) return;
     lastFocusedByBundle_[next->bundleIdentifier] = next->id;
     mru_.noteFocusForMRU(next->id);

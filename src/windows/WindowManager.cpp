@@ -134,8 +134,8 @@ bool WindowManager::switchToSpaceNumber(int n) {
         if (entry->spaces[i].type != 0) continue;
         if (++seen == n) return iss_.switchToSpace(static_cast<int>(i), entry->displayIdentifier);
     }
-    Log::debug("switchToSpace: no Space {} on display={}", n, entry->displayIdentifier);
-    return false;
+    // Past the display's Spaces: the switch itself refuses, with its own words.
+    return iss_.switchToSpace(static_cast<int>(entry->spaces.size()) + (n - seen) - 1, entry->displayIdentifier);
 }
 
 void WindowManager::startObservers() {
