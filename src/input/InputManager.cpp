@@ -197,7 +197,7 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
         std::string desc = describeTriggers(keys);
         if (desc != lastLoggedTriggerDesc) {
             lastLoggedTriggerDesc = desc;
-            ferrow::Log::info("tap flagsChanged: triggers=[{}] latched={}", desc, isLatched());
+            ferrow::Log::debug("tap flagsChanged: triggers=[{}] latched={}", desc, isLatched());
         }
         if (event.keyCode == keycode::capsLock && capsLockIsTrigger()) {
             clearCapsLockState();
@@ -215,8 +215,9 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
     if (event.type == EventType::keyDown) {
         if (!key) return TapDecision::pass;
         if (capsLockHeld) capsLockUsedAsModifier = true;
-        if (takeOverAtKeyDown(event, keys)) return TapDecision::swallow;
         if (router_) return router_->routeKeyDown(*key, event, keys, event.autorepeat);
+        // Without a router only the take-over can claim a key.
+        if (takeOverAtKeyDown(event, keys)) return TapDecision::swallow;
         return TapDecision::pass;
     }
     // Key up: passes, except Tab or the window cycle key that ends a cycle step.

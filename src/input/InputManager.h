@@ -148,11 +148,14 @@ class InputManager {
     TapHealth& health() { return *health_; }
     std::size_t flagsChangeCount() const { return flagsChangeCount_; }
 
+    // The take-over of Cmd-Tab or Cmd-backtick (no trigger down, only command and shift keys held);
+    // true when it started and the key is taken.
+    bool takeOverAtKeyDown(const platform::KeyEvent& event, const TriggerList& keys);
+
   private:
     bool isPaused() const;
     void clearCapsLockState();
     void capsLockTapToggle();
-    bool takeOverAtKeyDown(const platform::KeyEvent& event, const TriggerList& keys);
     ferrow::Nanos now() const;
     std::optional<std::string> focusedBundleID() const;
 

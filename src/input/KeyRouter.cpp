@@ -102,8 +102,11 @@ TapDecision KeyRouter::routeKeyDown(Key key, const platform::KeyEvent& event, co
                                     bool repeat) {
     ++routed_;
     input_.currentKeydownEventTS = event.timestamp ? static_cast<ferrow::Nanos>(event.timestamp) : now();
-    Log::info("tap keyDown: key={} triggers=[{}]", keyName(key), describeTriggers(keys));
-    return route(key, keys, repeat);
+    Log::debug("tap keyDown: key={} triggers=[{}]", keyName(key), describeTriggers(keys));
+    currentEvent_ = &event;
+    auto decision = route(key, keys, repeat);
+    currentEvent_ = nullptr;
+    return decision;
 }
 
 TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
@@ -166,6 +169,7 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     }
     // 11. Command or shift keys alone: the take-over's keys.
     if (!anyTrigger && !keys.empty() && std::all_of(keys.begin(), keys.end(), isCommandOrShift)) {
+        if (currentEvent_ && input_.takeOverAtKeyDown(*currentEvent_, keys)) return TapDecision::swallow;
         if (input_.hijackCommandHeld && input_.tabCycling && (key == Key::upArrow || key == Key::downArrow)) {
             if (input_.handleTabCycleHook) input_.handleTabCycleHook(key == Key::upArrow, std::nullopt);
             return TapDecision::swallow;

@@ -73,6 +73,7 @@ class KeyRouter final : public HotkeyRouter {
   private:
     using Decision = platform::TapDecision;
     Decision route(Key key, const TriggerList& keys, bool repeat);
+    const platform::KeyEvent* currentEvent_ = nullptr;  // the key down being routed
     Decision letterCommit(Key key, const std::string& letter, bool repeat);
     void markUsed();
     bool shouldDeferForAdaptive(Key key, const std::string& letter, const std::optional<RoutedAssignment>& a,

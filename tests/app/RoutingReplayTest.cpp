@@ -108,3 +108,18 @@ TEST(RoutingReplay, TheStickySearchHoldsUntilEscapeAndThenKeysPassAgain) {
     EXPECT_NE(downs[2].find("action=swallowed"), std::string::npos);  // escape ends it
     EXPECT_NE(downs[3].find("action=passed"), std::string::npos);     // typing reaches the app again
 }
+
+TEST(RoutingReplay, TheCommandBacktickTakeOverIsRoutedLikeAnyKey) {
+    auto events = replay(world("{activationMode: onPress}"), R"(
+- {at: 1000, flags: [lcmd]}
+- {at: 1100, tap: grave}
+- {at: 1300, flags: []}
+- {at: 2000, end: true}
+)",
+                         true);
+    // The key is logged at the start of routing before the take-over claims it.
+    EXPECT_TRUE(hasLog(events, "tap keyDown: key=grave triggers=[L⌘]"));
+    auto keys = summary(events, {"key"});
+    ASSERT_FALSE(keys.empty());
+    EXPECT_NE(keys[0].find("action=swallowed"), std::string::npos);
+}
