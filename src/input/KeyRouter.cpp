@@ -85,6 +85,21 @@ bool KeyRouter::breakoutGap() const {
                input_.settings().staticBreakoutThresholdNanos();
 }
 
+// Straight to a bound key's app during a search; when the app wasn't the one in front at the trigger
+// press, the key also starts a new query, so typing on searches from it.
+KeyRouter::Decision KeyRouter::directRoute(Key key, const RoutedAssignment& assignment, bool repeat) {
+    const bool breakout = breakoutGap();
+    markUsed();
+    input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
+    leaveSearch();
+    const auto& front = input_.focusedBundleIDAtTriggerPress;
+    const bool alreadyFocused = front && *front == assignment.app.bundleID;
+    if (alreadyFocused && breakout) cycleWindowsRequestsTabCycleOSD = true;
+    onPrimaryHotkey(key);
+    if (!alreadyFocused) appendToSearch(key, repeat);
+    return TapDecision::swallow;
+}
+
 bool KeyRouter::isSingleLetterQuery() const {
     return input_.searchActive && !forceSearchMode && !searchWindowsOnly.get() &&
            searchBuffer.get().size() == 1 && services_.learnedAppFor(searchBuffer.get()).has_value();
@@ -215,6 +230,14 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         // 22. Delete edits the search.
         if (input_.searchActive && key == Key::delete_) {
             markUsed();
+            // Nothing left to delete in a latched search: end the pin pick, or else the latch.
+            if (input_.isLatched() && searchBuffer.get().empty()) {
+                if (pinPickQuery)
+                    pinPickQuery.reset();
+                else
+                    input_.unlatch();
+                return TapDecision::swallow;
+            }
             backspaceSearch(repeat);
             return TapDecision::swallow;
         }
@@ -270,12 +293,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             }
         }
         // 28. A digit with a static assignment: straight to it, even during a search.
-        if (s.spaceMode == SpaceMode::single && isDigitKey(key) && services_.staticAssignment(letter)) {
-            markUsed();
-            input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
-            leaveSearch();
-            onPrimaryHotkey(key);
-            return TapDecision::swallow;
+        if (s.spaceMode == SpaceMode::single && isDigitKey(key)) {
+            if (auto assignment = services_.staticAssignment(letter)) return directRoute(key, *assignment, repeat);
         }
         // 30. A digit during a search picks a row (the panel's rows).
         if (input_.searchActive && isDigitKey(key) && !digitsAreAssigned() && digitValue(key) >= 1) {
@@ -300,11 +319,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             // With no panel up, the same letter pressed again quickly is a second press on its app,
             // not a two-letter query.
             bool samePress = input_.osdHidden && searchBuffer.get() == letter && !lastSearchEditWasBackspace;
-            if (((breakout && !unrouted) || samePress) && assignmentFor(letter)) {
-                markUsed();
-                input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
-                leaveSearch();
-                return letterCommit(key, letter, repeat);
+            if (((breakout && !unrouted) || samePress)) {
+                if (auto assignment = assignmentFor(letter)) return directRoute(key, *assignment, repeat);
             }
         }
         // 34. A letter extends an active search.

@@ -74,6 +74,7 @@ class KeyRouter final : public HotkeyRouter {
     using Decision = platform::TapDecision;
     Decision route(Key key, const TriggerList& keys, bool repeat);
     const platform::KeyEvent* currentEvent_ = nullptr;  // the key down being routed
+    Decision directRoute(Key key, const RoutedAssignment& assignment, bool repeat);
     Decision letterCommit(Key key, const std::string& letter, bool repeat);
     void markUsed();
     bool shouldDeferForAdaptive(Key key, const std::string& letter, const std::optional<RoutedAssignment>& a,

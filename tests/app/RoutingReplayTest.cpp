@@ -123,3 +123,20 @@ TEST(RoutingReplay, TheCommandBacktickTakeOverIsRoutedLikeAnyKey) {
     ASSERT_FALSE(keys.empty());
     EXPECT_NE(keys[0].find("action=swallowed"), std::string::npos);
 }
+
+TEST(RoutingReplay, DeleteOnAnEmptyLatchedSearchEndsIt) {
+    auto events = replay(world("{activationMode: onPress}"), R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: space}
+- {at: 1300, flags: []}
+- {at: 1500, tap: delete}
+- {at: 1700, tap: a}
+- {at: 3000, end: true}
+)");
+    std::vector<std::string> downs;
+    for (auto& l : summary(events, {"key"}))
+        if (l.find("down=true") != std::string::npos) downs.push_back(l);
+    ASSERT_EQ(downs.size(), 3u);
+    EXPECT_NE(downs[1].find("action=swallowed"), std::string::npos);
+    EXPECT_NE(downs[2].find("action=passed"), std::string::npos);
+}

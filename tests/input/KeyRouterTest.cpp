@@ -203,6 +203,10 @@ TEST_F(RouterFixture, DigitsFollowTheSpaceMode) {
     hold({"rightCommand"});
     press(Key::two);  // single mode: a plain assignment
     EXPECT_EQ(front(), "com.apple.mail");
+    // The digit also started a query (Mail wasn't in front at the press): a fresh hold for 0.
+    EXPECT_EQ(agent->router().searchBuffer.get(), "2");
+    hold({});
+    hold({"rightCommand"});
     press(Key::zero);  // no assignment for 0: the last focused window
     EXPECT_EQ(calls, std::vector<std::string>{"focusLast"});
     hold({});
