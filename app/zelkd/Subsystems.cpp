@@ -151,6 +151,42 @@ std::vector<Key> Subsystems::windowKeysInUse(const std::vector<Key>& candidates)
     return keys;
 }
 
+void Subsystems::showWindowAssignPanel() {
+    const auto& front = apps().focusedApp();
+    const std::string app = front ? front->name : "nil";
+    const auto& focused = windows_->focusedWindow();
+    ferrow::Log::info("showWindowAssignPanel(for:) called — app={} focusedApp={} focusedWindow={}", app, app,
+                      focused ? std::to_string(focused->id) : "nil");
+    std::string key = "a", title;
+    const windows::AppWindow* row = nullptr;
+    if (front && focused) {
+        auto it = apps().appWindowsByBundleIdentifier().find(front->bundleID);
+        if (it != apps().appWindowsByBundleIdentifier().end())
+            for (const auto& w : it->second)
+                if (w.id == focused->id) row = &w;
+    }
+    if (row) {
+        ferrow::Log::info("showWindowAssignPanel(for:) — resolved AppWindow id={} key={} title={}", row->id,
+                          row->key, row->title);
+        if (!row->key.empty()) key = row->key;
+        title = row->title;
+    } else {
+        ferrow::Log::info(
+            "showWindowAssignPanel(for:) — no AppWindow resolved for {}; using defaults key=\"a\"", app);
+    }
+    if (!front || !apps().launchableAppFor(*front)) {
+        ferrow::Log::info("showWindowAssignPanel(for:) — no resolvable LaunchableApp; aborting");
+        return;
+    }
+    // Captured window specs come with stages; until then none is taken.
+    ferrow::Log::info(
+        "showWindowAssignPanel(for:) — no WindowSpec captured (managedWindow={}, runningApp={}, "
+        "WM.windows.count={})",
+        windows::describe(focused), front->bundleID, windows_->tracker().windows().size());
+    ferrow::Log::info("showWindowAssignPanel(for:) — opening panel app={} key={} title={} hasSpec=false", app,
+                      key, title);
+}
+
 bool Subsystems::focusWindowByKey(const std::string& key) {
     auto byKey = apps().focusedAppWindowsByKey();
     auto it = byKey.find(key);
@@ -161,9 +197,10 @@ bool Subsystems::focusWindowByKey(const std::string& key) {
     // Repeated presses step through the windows that share the key: the one after the focused one,
     // else the first.
     const auto& rows = it->second;
-    auto focused = std::find_if(rows.begin(), rows.end(), [](const windows::AppWindow& w) { return w.focused; });
-    const auto& target = focused != rows.end() && std::next(focused) != rows.end() ? *std::next(focused)
-                                                                                    : rows.front();
+    auto focused =
+        std::find_if(rows.begin(), rows.end(), [](const windows::AppWindow& w) { return w.focused; });
+    const auto& target =
+        focused != rows.end() && std::next(focused) != rows.end() ? *std::next(focused) : rows.front();
     return windows_->focusWindow(target.id);
 }
 
@@ -237,14 +274,16 @@ RoutingServices Subsystems::routingServices() {
     s.focusPreviousWindowInCurrentApp = [this] { return windows_->focusPreviousWindowInCurrentApp(); };
     s.focusWindowByKey = [this](const std::string& key) { return focusWindowByKey(key); };
     s.applyPendingMRU = [this] { windows_->flushPendingMRU(); };
+    s.showWindowAssignPanel = [this] { showWindowAssignPanel(); };
     // The already-focused app steps to its next window (in id order, wrapping), so repeated presses
     // visit every window.
     s.cycleToNextWindow = [this](const RoutedApp& app) {
         auto list = windows_->windowsOfApp(app.bundleID);
         if (list.empty()) return false;
         const auto& focused = windows_->focusedWindow();
-        auto at = std::find_if(list.begin(), list.end(),
-                               [&](const windows::ManagedWindow& w) { return focused && w.id == focused->id; });
+        auto at = std::find_if(list.begin(), list.end(), [&](const windows::ManagedWindow& w) {
+            return focused && w.id == focused->id;
+        });
         const auto& next = at == list.end() || std::next(at) == list.end() ? list.front() : *std::next(at);
         if (focused && next.id == focused->id) return false;
         return windows_->focus(next);

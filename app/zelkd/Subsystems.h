@@ -52,6 +52,8 @@ class Subsystems {
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
     bool focusWindowByKey(const std::string& key);
+    // The assign panel's resolution for the focused window, logged (the panel is a view of its own).
+    void showWindowAssignPanel();
 
     AppDelegate* delegate_ = nullptr;
     std::unique_ptr<windows::AppWindowKeys> windowKeys_;

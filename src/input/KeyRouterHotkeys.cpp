@@ -175,7 +175,7 @@ void KeyRouter::onSecondaryHotkey(Key key) {
     const auto& s = input_.settings();
     input_.hideOSD();
     if (key == s.windowAssignKey) {
-        Log::info("onSecondaryHotkey: window assign panel");
+        services_.showWindowAssignPanel();
         return;
     }
     if (key == s.windowMinimizeKey) {

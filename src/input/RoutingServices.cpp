@@ -38,6 +38,7 @@ void RoutingServices::fillDefaults() {
     orDefault(minimizeFocusedApp, "minimize", false);
     orDefault(minimizeOthersOfFocusedApp, "minimizeOthers", false);
     orDefault(focusWindowByKey, "window keys", false);
+    orNothing(showWindowAssignPanel, "window assign panel");
     orDefault(switchToSpace, "switchToSpace", false);
     orDefault(switchAdjacentSpace, "adjacent Space", false);
     orDefault(moveFocusedWindowToSpace, "moveFocusedWindowToSpace", false);

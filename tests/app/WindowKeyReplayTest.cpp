@@ -87,3 +87,24 @@ TEST(WindowKeyReplay, KeysFollowTheFocusedAppAndItsWindows) {
                  e["message"].get<std::string>().starts_with("focus: target window #1004");
     EXPECT_TRUE(aimed);
 }
+
+TEST(WindowKeyReplay, TheAssignKeyResolvesTheFocusedWindowsRow) {
+    auto events = replay(kWorld, R"(
+- {at: 1000, flags: [ralt]}
+- {at: 1100, tap: equal}
+- {at: 1300, flags: []}
+- {at: 2000, end: true}
+)",
+                         true);
+    std::vector<std::string> lines;
+    for (auto& e : events)
+        if (e["kind"] == "log" && e["message"].get<std::string>().starts_with("showWindowAssignPanel"))
+            lines.push_back(e["message"]);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[0],
+              "showWindowAssignPanel(for:) called — app=Safari focusedApp=Safari focusedWindow=1001");
+    EXPECT_EQ(lines[1], "showWindowAssignPanel(for:) — resolved AppWindow id=1001 key=d title=Apple — Docs");
+    EXPECT_EQ(
+        lines[3],
+        "showWindowAssignPanel(for:) — opening panel app=Safari key=d title=Apple — Docs hasSpec=false");
+}
