@@ -259,7 +259,11 @@ RoutingServices Subsystems::routingServices() {
         if (!running) return false;
         auto ref = apps().launchableAppFor(*running);
         if (!ref) return false;
-        apps().assign(ref, key);
+        // An app with a letter moves it to the new one; otherwise it gains one.
+        if (const auto* record = apps().assignmentForBundleIdentifier(app.bundleID))
+            apps().rebound(apps::AppKeyAssignment(*record), key);
+        else
+            apps().assign(ref, key);
         return true;
     };
     s.focusApp = [this](const RoutedApp& app, bool hideOthers) {

@@ -75,6 +75,15 @@ class KeyRouter final : public HotkeyRouter {
     Decision route(Key key, const TriggerList& keys, bool repeat);
     const platform::KeyEvent* currentEvent_ = nullptr;  // the key down being routed
     Decision directRoute(Key key, const RoutedAssignment& assignment, bool repeat);
+
+    // The first press of the assign trigger on a letter bound elsewhere, waiting for its second.
+    static constexpr ferrow::Nanos kAssigningAlreadyAssigned = 2 * ferrow::kNanosPerSecond;
+    struct PendingAssign {
+        std::string letter;
+        std::string bundleID;
+        ferrow::Nanos at = 0;
+    };
+    std::optional<PendingAssign> pendingAssign_;
     Decision letterCommit(Key key, const std::string& letter, bool repeat);
     void markUsed();
     bool shouldDeferForAdaptive(Key key, const std::string& letter, const std::optional<RoutedAssignment>& a,

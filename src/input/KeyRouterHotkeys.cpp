@@ -199,7 +199,23 @@ void KeyRouter::onAssignHotkey(Key key) {
     auto* ws = platform::Platform::current().workspace;
     auto front = ws ? ws->frontmostApplication() : std::nullopt;
     if (!front) return;
-    services_.assignLetter({front->bundleID, front->name, front->pid}, std::string(lowQWERTYCharacter(key)));
+    const std::string letter(lowQWERTYCharacter(key));
+    // A letter bound to another app moves only on a second press soon after the first: one press
+    // must not silently take a letter away from the app that has it.
+    auto bound = services_.staticAssignment(letter);
+    if (bound && bound->app.bundleID != front->bundleID) {
+        const auto t = now();
+        bool confirmed = pendingAssign_ && pendingAssign_->letter == letter &&
+                         pendingAssign_->bundleID == front->bundleID &&
+                         t - pendingAssign_->at <= kAssigningAlreadyAssigned;
+        if (!confirmed) {
+            pendingAssign_ = PendingAssign{letter, front->bundleID, t};
+            Log::info("Press the hotkey again to assign it to {}", front->name);
+            return;
+        }
+    }
+    pendingAssign_.reset();
+    services_.assignLetter({front->bundleID, front->name, front->pid}, letter);
 }
 
 bool KeyRouter::onSpecialHotkey() {

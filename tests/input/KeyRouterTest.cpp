@@ -275,3 +275,27 @@ TEST_F(RouterFixture, WindowTriggerMinimizeKeyIsReachable) {
     EXPECT_TRUE(minimized);
     EXPECT_EQ(passedKeys(), 1u);  // only the key up
 }
+
+TEST_F(RouterFixture, TheAssignTriggerTakesALetterFromAnotherAppOnlyOnASecondPressSoonAfter) {
+    statics["m"] = "com.apple.mail";
+    begin();
+    std::vector<std::string> assigned;
+    agent->router().services().assignLetter = [&](const RoutedApp& app, const std::string& key) {
+        assigned.push_back(key + " " + app.bundleID);
+        return true;
+    };
+    const std::string front = this->front();
+    hold({"rightCommand", "ralt"});
+    press(Key::m);  // bound to Mail: only the message
+    EXPECT_TRUE(assigned.empty());
+    press(Key::m);  // again, at once: the letter moves
+    ASSERT_EQ(assigned.size(), 1u);
+    EXPECT_EQ(assigned[0], "m " + front);
+    press(Key::m);
+    runFor(2500);
+    press(Key::m);  // too late for the first of these two: asks again
+    EXPECT_EQ(assigned.size(), 1u);
+    press(Key::z);  // a free letter is taken at once
+    EXPECT_EQ(assigned.back(), "z " + front);
+    hold({});
+}
