@@ -6,6 +6,8 @@
 #include <map>
 
 #include "apps/AppManager.h"
+#include "config/Settings.h"
+#include "config/SettingsCatalogue.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
 #include "platform/Platform.h"
@@ -13,6 +15,7 @@
 #include "spaces/ISSManager.h"
 #include "support/Log.h"
 #include "windows/AppWindowKeys.h"
+#include "windows/WindowKeyAssignments.h"
 #include "windows/WindowManager.h"
 #include "windows/WindowMinimizer.h"
 
@@ -138,15 +141,29 @@ void Subsystems::refreshAppWindows() {
     apps().setAppWindows(windowKeys_->rows(tracker.windows(), tracker.windowNumbersByBundle()));
 }
 
+std::optional<windows::KeyedApp> Subsystems::focusedKeyedApp() {
+    const auto& front = apps().focusedApp();
+    if (!front) return std::nullopt;
+    auto app = apps().launchableAppFor(*front);
+    if (!app) return std::nullopt;
+    return windows::KeyedApp{app->name(), app->bundleIdentifier(), app->path()};
+}
+
+std::vector<windows::WindowKeyAssignment> Subsystems::savedWindowKeys() {
+    return windows::decodeWindowKeyAssignments(Settings::shared().get(keys::windowKeyAssignments));
+}
+
 std::vector<Key> Subsystems::windowKeysInUse(const std::vector<Key>& candidates) {
     // Before window keys exist every candidate is caught, as at start.
     if (!windowKeys_) return candidates;
     auto inUse = apps().focusedAppWindowsByKey();
+    std::set<std::string> saved;
+    if (auto app = focusedKeyedApp()) saved = keyRunner_->keysFor(*app, savedWindowKeys());
     std::vector<Key> keys;
     for (Key key : candidates) {
         const std::string character(lowQWERTYCharacter(key));
         // 0 always reaches the previous window of the app.
-        if (character == "0" || inUse.count(character)) keys.push_back(key);
+        if (character == "0" || inUse.count(character) || saved.count(character)) keys.push_back(key);
     }
     return keys;
 }
@@ -190,10 +207,8 @@ void Subsystems::showWindowAssignPanel() {
 bool Subsystems::focusWindowByKey(const std::string& key) {
     auto byKey = apps().focusedAppWindowsByKey();
     auto it = byKey.find(key);
-    if (it == byKey.end() || it->second.empty()) {
-        ferrow::Log::debug("routing: saved window keys not available yet");
-        return false;
-    }
+    if (it == byKey.end() || it->second.empty())
+        return keyRunner_->run(key, std::nullopt, focusedKeyedApp(), savedWindowKeys());
     // Repeated presses step through the windows that share the key: the one after the focused one,
     // else the first.
     const auto& rows = it->second;
@@ -218,9 +233,15 @@ void Subsystems::start() {
             apps().setAppWindowCounts(std::move(counts));
         }));
     windowKeys_ = std::make_unique<windows::AppWindowKeys>();
+    keyRunner_ = std::make_unique<windows::WindowKeyAssignmentRunner>(
+        workspace(), *platform::Platform::current().processes);
     subscriptions_.push_back(
         windows_->tracker().windowsObservable().subscribe([this](const auto&) { refreshAppWindows(); }));
-    subscriptions_.push_back(windowKeys_->settingsChanged.subscribe([this] { refreshAppWindows(); }));
+    subscriptions_.push_back(windowKeys_->settingsChanged.subscribe([this] {
+        refreshAppWindows();
+        // Saved items change the caught keys without changing any row.
+        if (delegate_) delegate_->recomputeKeyLists();
+    }));
     subscriptions_.push_back(apps().appWindowsChanged.subscribe([this] {
         if (delegate_) delegate_->recomputeKeyLists();
     }));

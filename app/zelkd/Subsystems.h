@@ -7,6 +7,7 @@
 #include "input/RoutingServices.h"
 #include "platform/Key.h"
 #include "support/Observable.h"
+#include "windows/WindowKeyAssignments.h"
 
 namespace zelk {
 class AppDelegate;
@@ -19,6 +20,7 @@ class ISSManager;
 }
 namespace zelk::windows {
 class AppWindowKeys;
+class WindowKeyAssignmentRunner;
 class WindowManager;
 class WindowMinimizer;
 }  // namespace zelk::windows
@@ -52,11 +54,14 @@ class Subsystems {
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
     bool focusWindowByKey(const std::string& key);
+    std::optional<windows::KeyedApp> focusedKeyedApp();
+    std::vector<windows::WindowKeyAssignment> savedWindowKeys();
     // The assign panel's resolution for the focused window, logged (the panel is a view of its own).
     void showWindowAssignPanel();
 
     AppDelegate* delegate_ = nullptr;
     std::unique_ptr<windows::AppWindowKeys> windowKeys_;
+    std::unique_ptr<windows::WindowKeyAssignmentRunner> keyRunner_;
     std::unique_ptr<spaces::ISSManager> iss_;
     std::unique_ptr<windows::WindowManager> windows_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;

@@ -108,3 +108,28 @@ TEST(WindowKeyReplay, TheAssignKeyResolvesTheFocusedWindowsRow) {
         lines[3],
         "showWindowAssignPanel(for:) — opening panel app=Safari key=d title=Apple — Docs hasSpec=false");
 }
+
+TEST(WindowKeyReplay, AKeyWithASavedItemIsCaughtAndRunsIt) {
+    std::string world = kWorld;
+    world += R"(settings:
+  windowKeyAssignments:
+    - {key: n, appURL: "file:///Applications/Safari.app/", actionKind: 0, webURL: "https://news.example"}
+)";
+    auto events = replay(world, R"(
+- {at: 1000, flags: [ralt]}
+- {at: 1100, tap: n}
+- {at: 1300, flags: []}
+- {at: 2000, end: true}
+)",
+                         true);
+    auto keys = summary(events, {"key"});
+    ASSERT_FALSE(keys.empty());
+    EXPECT_EQ(keys[0], "1100 key action=swallowed down=true key=n keyCode=45");
+    bool ran = false;
+    for (auto& e : events)
+        ran |= e["kind"] == "log" &&
+               e["message"] ==
+                   "runWindowKeyAssignments[specialScript]: runner=/bin/zsh script=open -na "
+                   "'/Applications/Safari.app' --args --new-window 'https://news.example'";
+    EXPECT_TRUE(ran);
+}
