@@ -82,7 +82,9 @@ ZelkRequest base(ZelkCommand command, const Args& a) {
 }
 
 std::function<std::optional<std::string>(const Args&)> simple(ZelkCommand command) {
-    return [command](const Args& a) -> std::optional<std::string> { return toJson(base(command, a)).dump(); };
+    return [command](const Args& a) -> std::optional<std::string> {
+        return toJson(base(command, a)).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    };
 }
 
 std::optional<std::string> readAll(const std::string& file) {
@@ -165,7 +167,7 @@ int main(int argc, char** argv) {
             windowGroup->add_subcommand("focus", "Focus a window (or the last one with --last)"),
             [](const Args& args) {
                 return toJson(base(args.last ? ZelkCommand::focusLastWindow : ZelkCommand::focusWindow, args))
-                    .dump();
+                    .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
             });
         s->add_option("query", a.queryWords, "Words of the window's title or app");
         target(s);
@@ -176,7 +178,8 @@ int main(int argc, char** argv) {
             auto command = args.focused  ? ZelkCommand::minimizeFocused
                            : args.others ? ZelkCommand::minimizeOthers
                                          : ZelkCommand::minimizeWindow;
-            return std::optional<std::string>(toJson(base(command, args)).dump());
+            return std::optional<std::string>(
+                toJson(base(command, args)).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
         });
         s->add_option("query", a.queryWords, "Words of the window's title or app");
         target(s);
@@ -269,7 +272,8 @@ int main(int argc, char** argv) {
                            ZelkRequest r = base(ZelkCommand::searchUnlearn, args);
                            if (args.stale) r.mode = "stale";
                            if (args.all) r.mode = "all";
-                           return std::optional<std::string>(toJson(r).dump());
+                           return std::optional<std::string>(
+                               toJson(r).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
                        });
         s->add_option("query", a.query, "The query to forget");
         auto* st = s->add_flag("--stale", a.stale, "Forget every stale query");
@@ -310,7 +314,8 @@ int main(int argc, char** argv) {
         leaf(osdGroup->add_subcommand(name, help), [surface](const Args& args) {
             ZelkRequest r = base(ZelkCommand::osd, args);
             r.surface = surface;
-            return std::optional<std::string>(toJson(r).dump());
+            return std::optional<std::string>(
+                toJson(r).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
         });
     }
     {
@@ -407,7 +412,8 @@ int main(int argc, char** argv) {
                   << " (" << client.lastError() << ")\n";
         return kExitFailed;
     }
-    auto parsed = nlohmann::json::parse(reply, nullptr, false);
+    // Ordered, so that --json prints the fields in the order the agent sent them.
+    auto parsed = nlohmann::ordered_json::parse(reply, nullptr, false);
     if (parsed.is_discarded() || !parsed.is_object()) {
         std::cerr << "zelk: the agent's reply isn't JSON\n";
         return kExitFailed;

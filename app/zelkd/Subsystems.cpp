@@ -351,7 +351,16 @@ command::ZelkWindowInfo windowInfo(const windows::ManagedWindow& w,
     info.bundleID = w.bundleIdentifier;
     info.pid = w.appPid;
     info.spaceID = w.spaceID;
-    if (w.spaceID) info.spaceIndex = spaceIndexOf(all, *w.spaceID);
+    if (w.spaceID) {
+        info.spaceIndex = spaceIndexOf(all, *w.spaceID);
+        // The display that holds the window's Space names where that index counts.
+        for (auto& d : all)
+            for (auto& space : d.spaces)
+                if (space.id64 == *w.spaceID)
+                    if (auto* screens = platform::Platform::current().screens)
+                        for (auto& screen : screens->screens())
+                            if (screen.uuid == d.displayIdentifier) info.displayName = screen.name;
+    }
     info.isFocused = w.isFocused;
     info.isMinimized = w.isMinimized;
     return info;
