@@ -132,8 +132,9 @@ void AppManager::start() {
         subscriptions_.push_back(
             ws->observe([this](const platform::WorkspaceEvent& e) { onWorkspaceEvent(e); }));
         refreshRunningApps();
-        // The app in front at start is the most recent one: its letter reaches it before any switch.
-        frontmostChanged(ws->frontmostApplication(), false);
+        // The app in front at start is the focused one, but not a recent one: right after start usage
+        // decides between apps that share a letter.
+        startFocus(ws->frontmostApplication());
     }
     runDynamicRefresh();
 }
@@ -182,8 +183,6 @@ bool AppManager::finderRelevant() const {
 bool AppManager::relevantProcess(const platform::RunningApp& process, const AppRef& app) {
     if (process.bundleID == "com.apple.finder") return !isIgnored(process.bundleID) && finderRelevant();
     if (process.bundleID.empty() || process.bundlePath.empty()) return false;
-    // Background-only processes can't be brought forward, so no key should lead to them.
-    if (process.activationPolicy == platform::ActivationPolicy::prohibited) return false;
     auto factor = appScoreFactorRow(process.bundleID);
     if (factor && *factor == 0) return false;
     return pathRelevance_(app->path()) && !isIgnored(process.bundleID);
@@ -305,6 +304,15 @@ void AppManager::onWorkspaceEvent(const platform::WorkspaceEvent& event) {
 
 void AppManager::scoresChanged() {
     deriver_.clearCache();
+}
+
+void AppManager::startFocus(const std::optional<platform::RunningApp>& process) {
+    if (!process || process->terminated) return;
+    focusedApp_ = process;
+    appWindowsChanged.emit();
+    AppRef app = launchableAppFor(*process);
+    auto* ws = workspace();
+    if (!app->firstNameLetter().empty() && !(ws && process->pid == ws->ownPID())) setFocusedAssignment(app);
 }
 
 void AppManager::frontmostChanged(const std::optional<platform::RunningApp>& process, bool countSwitch) {

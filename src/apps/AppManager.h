@@ -138,6 +138,7 @@ class AppManager {
     void refreshRunningApps();
     void onWorkspaceEvent(const platform::WorkspaceEvent& event);
     void frontmostChanged(const std::optional<platform::RunningApp>& app, bool countSwitch);
+    void startFocus(const std::optional<platform::RunningApp>& app);
     void setFocusedAssignment(const AppRef& app);
     void loadStaticAssignments();
     void storeStaticAssignments();

@@ -147,9 +147,10 @@ std::vector<AppRef> AssignmentDeriver::relatedAppsFor(const DerivationContext& c
     }
     const Candidates& list = candidates(context, {}, *cacheKey);
 
-    // Best score first: the likeliest alternative is offered first.
+    // The sorted list walked from its last element to its first.
     std::vector<AppRef> matched;
-    for (const auto& c : list.sorted) {
+    for (auto it = list.sorted.rbegin(); it != list.sorted.rend(); ++it) {
+        const auto& c = *it;
         if (c.hasStatic || contains(excludedIDs, c.entry->app->identifier())) continue;
         if (letterMatches(context, *c.entry->app, letter)) matched.push_back(c.entry->app);
     }
@@ -241,11 +242,11 @@ std::vector<AppKeyAssignment> AssignmentDeriver::computeDynamicAssignments(const
                     break;
                 }
             if (!runningEntry) continue;
-            // Other instances of the same app are no alternative to it.
+            // The running identifiers that begin with the app's own are no alternative to it.
             std::vector<std::string> excluded;
-            const std::string& bundle = runningEntry->app->bundleIdentifier();
+            const std::string& own = runningEntry->app->identifier();
             for (const auto& e : *context.running)
-                if (e.app->bundleIdentifier() == bundle) excluded.push_back(e.app->identifier());
+                if (e.app->identifier().starts_with(own)) excluded.push_back(e.app->identifier());
             related[assignment.relationKey()] = relatedAppsFor(context, assignment.key, excluded, allKey);
         }
     }

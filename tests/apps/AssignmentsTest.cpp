@@ -54,11 +54,13 @@ TEST_F(AssignmentsTest, TheMostRecentlyActiveAppTakesItsLetters) {
     EXPECT_EQ(manager().recentApps()[0]->bundleIdentifier(), "com.apple.mail");
 }
 
-TEST_F(AssignmentsTest, TheFrontmostAppAtStartCountsAsRecent) {
+TEST_F(AssignmentsTest, RightAfterStartUsageDecidesNotTheAppInFront) {
     start(desk(), "com.apple.Safari");
-    EXPECT_EQ(dynamicBundle("s"), "com.apple.Safari");
-    ASSERT_EQ(manager().recentApps().size(), 1u);
-    EXPECT_EQ(manager().recentApps()[0]->switchCount(), 0);  // being in front at start is no switch
+    // Safari is in front but no app has been activated since start: the best score takes s.
+    EXPECT_EQ(dynamicBundle("s"), "com.tinyspeck.slackmacgap");
+    EXPECT_TRUE(manager().recentApps().empty());
+    ASSERT_TRUE(manager().focusedApp());
+    EXPECT_EQ(manager().focusedApp()->bundleID, "com.apple.Safari");
 }
 
 TEST_F(AssignmentsTest, SwitchesAccumulateIntoTheScore) {
@@ -148,12 +150,14 @@ TEST_F(AssignmentsTest, RelevanceOfRunningApps) {
             out.push_back(e.app->bundleIdentifier());
         return out;
     };
-    EXPECT_EQ(bundles(), (std::vector<std::string>{"com.apple.Safari", "com.apple.finder"}));
+    // A background app in a relevant place counts like any other.
+    EXPECT_EQ(bundles(),
+              (std::vector<std::string>{"com.apple.Safari", "com.apple.finder", "com.example.daemon"}));
     EXPECT_EQ(manager().allRunningApps().size(), 6u);  // this program too
     EXPECT_EQ(dynamicBundle("b"), "");
     // Once windows are known at all, Finder counts only with a window of its own.
     manager().setAppWindowCounts({{"com.apple.Safari", 2}});
-    EXPECT_EQ(bundles(), (std::vector<std::string>{"com.apple.Safari"}));
+    EXPECT_EQ(bundles(), (std::vector<std::string>{"com.apple.Safari", "com.example.daemon"}));
     runFor(60);
     EXPECT_EQ(dynamicBundle("f"), "");
     manager().setAppWindowCounts({{"com.apple.Safari", 2}, {"com.apple.finder", 1}});
@@ -291,14 +295,15 @@ TEST_F(AssignmentsTest, RelatedAppsOfferTheOtherMatches) {
                 out.push_back(a->bundleIdentifier());
         return out;
     };
-    // Slack holds s; the others that s means, best score first.
+    // Slack holds s; the others that s means, walked from the lowest score up.
     EXPECT_EQ(bundles("s-com.tinyspeck.slackmacgap"),
-              (std::vector<std::string>{"com.apple.Safari", "com.spotify.client"}));
+              (std::vector<std::string>{"com.spotify.client", "com.apple.Safari"}));
+    activate("com.apple.Safari");
     activate("com.spotify.client");
     activate("com.apple.Terminal");
     // Spotify now holds s; recently active alternatives come before the rest.
     EXPECT_EQ(bundles("s-com.spotify.client"),
-              (std::vector<std::string>{"com.tinyspeck.slackmacgap", "com.apple.Safari"}));
+              (std::vector<std::string>{"com.apple.Safari", "com.tinyspeck.slackmacgap"}));
     // A learned query beginning with the letter puts its app first.
     settings().set(
         keys::searchQueryAppSelections,
@@ -319,7 +324,8 @@ TEST_F(AssignmentsTest, RelatedAppsUnderTheFirstNameLetter) {
           "com.example.pages");
     // Photoshop reaches p through its second initial; its alternatives stand under its first name
     // letter and under its own key.
-    EXPECT_EQ(dynamicBundle("p"), "com.example.pages");
+    // Right after start usage decides: Photoshop's score beats Pages'.
+    EXPECT_EQ(dynamicBundle("p"), "com.adobe.Photoshop");
     activate("com.adobe.Photoshop");
     EXPECT_EQ(dynamicBundle("p"), "com.adobe.Photoshop");
     EXPECT_EQ(dynamicBundle("a"), "com.adobe.Photoshop");
