@@ -374,12 +374,14 @@ void AppManager::launch(const AppRef& app, bool activates) {
 }
 
 bool AppManager::launch(const std::string& bundleIdentifier, bool activates) {
-    AppRef app = catalogue_.byBundleIdentifier(bundleIdentifier);
+    // A bound app launches from its own record: when its stored path is gone the launcher says so and
+    // takes the catalogue's.
+    AppRef app;
+    if (auto* a = statics_.byBundleIdentifier(bundleIdentifier)) app = a->app;
+    if (!app) app = catalogue_.byBundleIdentifier(bundleIdentifier);
     if (!app)
         for (const auto& entry : running_)
             if (entry.app->bundleIdentifier() == bundleIdentifier) app = entry.app;
-    if (!app)
-        if (auto* a = statics_.byBundleIdentifier(bundleIdentifier)) app = a->app;
     if (!app) {
         Log::error("launch: no app known for {}", bundleIdentifier);
         return false;

@@ -140,3 +140,30 @@ TEST(RoutingReplay, DeleteOnAnEmptyLatchedSearchEndsIt) {
     EXPECT_NE(downs[1].find("action=swallowed"), std::string::npos);
     EXPECT_NE(downs[2].find("action=passed"), std::string::npos);
 }
+
+TEST(RoutingReplay, ABoundAppLaunchesFromItsOwnRecordAndSaysWhenItsPathMoved) {
+    auto events = replay(R"(
+apps:
+  - bundleID: com.apple.Safari
+    name: Safari
+    running: {pid: 101, windows: [{id: 1001, title: "Apple", frame: [0, 25, 1200, 800], space: 1}]}
+  - {bundleID: com.apple.mail, name: Mail, launchDelayMs: 300}
+frontmost: com.apple.Safari
+settings:
+  activationMode: onPress
+  appKeyAssignments:
+    - {key: m, app: {path: /Applications/Old/Mail.app, originalName: Mail, identifier: com.apple.mail}, index: 0,
+       whenAlreadyFocusedAction: 5, launchIfNotRunning: true}
+)",
+                         R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: m}
+- {at: 1300, flags: []}
+- {at: 3000, end: true}
+)",
+                         true);
+    EXPECT_TRUE(hasLog(events,
+                       "launch: stored path /Applications/Old/Mail.app is gone for com.apple.mail, "
+                       "launching from /Applications/Mail.app instead"));
+    EXPECT_FALSE(summary(events, {"launch"}).empty());
+}
