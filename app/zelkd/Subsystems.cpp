@@ -61,7 +61,7 @@ std::vector<AppTarget> findApps(apps::AppManager& manager, const command::ZelkRe
     for (auto& entry : manager.runningApps()) {
         const auto& p = entry.process;
         AppTarget t{p.name, p.bundleID, p.pid};
-        if (r.bundleID) {
+        if (r.bundleID && !r.bundleID->empty()) {
             if (p.bundleID == *r.bundleID) exact.push_back(t);
             continue;
         }
@@ -407,13 +407,17 @@ command::ManagerProviders Subsystems::commandProviders() {
     p.listWindows = [this](const std::optional<std::string>& appQuery) {
         std::vector<command::ZelkWindowInfo> out;
         auto all = windows_->displaySpaces();
-        std::string q = appQuery ? search::lowercased(*appQuery) : "";
-        for (auto& w : windows_->windows()) {
-            if (!q.empty() && search::lowercased(w.appName).find(q) == std::string::npos &&
-                search::lowercased(w.bundleIdentifier) != q)
-                continue;
-            out.push_back(windowInfo(w, all));
+        // An app query names one app, found as the app commands find theirs.
+        std::optional<std::string> bundle;
+        if (appQuery && !appQuery->empty()) {
+            command::ZelkRequest request;
+            request.query = *appQuery;
+            auto found = findApps(apps(), request);
+            if (found.empty()) return out;
+            bundle = found.front().bundleID;
         }
+        for (auto& w : windows_->windows())
+            if (!bundle || w.bundleIdentifier == *bundle) out.push_back(windowInfo(w, all));
         return out;
     };
     p.listSpaces = [this] {

@@ -8,9 +8,10 @@ namespace {
 
 using C = ZelkCommand;
 
+// What the user asked for, in messages: the query when there is one, else the bundle id.
 std::string appQueryText(const ZelkRequest& r) {
-    if (r.bundleID && !r.bundleID->empty()) return *r.bundleID;
-    return r.query.value_or("");
+    if (r.query && !r.query->empty()) return *r.query;
+    return r.bundleID.value_or("");
 }
 
 ZelkResponse focusApp(const ManagerProviders& p, const ZelkRequest& r) {

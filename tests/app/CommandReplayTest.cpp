@@ -73,6 +73,26 @@ TEST(CommandReplay, ListsDescribeAppsWindowsAndSpacesAsTheDesktopHasThem) {
     EXPECT_EQ(replies[2]["status"]["totalSpaces"], 3);
 }
 
+TEST(CommandReplay, AnAppQueryListsTheWindowsOfOneAppOnly) {
+    auto r = run(R"(
+- {at: 500, command: {command: list-windows, appQuery: mail}}
+- {at: 600, command: {command: list-windows, appQuery: a}}
+- {at: 700, command: {command: list-windows, appQuery: nothing-like-it}}
+)");
+    auto replies = r.replies();
+    ASSERT_EQ(replies.size(), 3u);
+    // "mail" is Mail's whole name: MailMerge's windows stay out.
+    ASSERT_EQ(replies[0]["windows"].size(), 1u);
+    EXPECT_EQ(replies[0]["windows"][0]["bundleID"], "com.apple.mail");
+    EXPECT_EQ(replies[0]["windows"][0]["displayName"], "Built-in Retina Display");
+    // A letter inside several names still means one app.
+    std::set<std::string> bundles;
+    for (auto& w : replies[1]["windows"])
+        bundles.insert(w["bundleID"]);
+    EXPECT_EQ(bundles.size(), 1u);
+    EXPECT_TRUE(replies[2]["windows"].empty());
+}
+
 TEST(CommandReplay, AppsAreFoundByBundleThenWholeNameThenPrefix) {
     auto r = run(R"(
 - {at: 500, command: {command: focus-app, query: MAIL}}
