@@ -79,9 +79,15 @@ std::vector<AppTarget> findApps(apps::AppManager& manager, const command::ZelkRe
     return exact;
 }
 
+// The display that shows the active Space (as `status` counts), else the one under the pointer.
 const platform::DisplaySpaces* activeDisplay(const std::vector<platform::DisplaySpaces>& all,
                                              spaces::ISSManager& iss) {
     if (all.empty()) return nullptr;
+    if (auto* server = platform::Platform::current().windowServer) {
+        const std::uint64_t active = server->activeSpace();
+        for (auto& d : all)
+            if (d.currentSpace.id64 == active) return &d;
+    }
     auto under = iss.model().displayUnderPointer();
     for (auto& d : all)
         if (under && d.displayIdentifier == *under) return &d;
