@@ -46,4 +46,25 @@ inline std::vector<std::string> summary(const std::vector<json>& events, std::se
     return out;
 }
 
+// The summaries of the given kinds without key releases: what each press did, and what followed.
+inline std::vector<std::string> withoutKeyUps(const std::vector<json>& events, std::set<std::string> kinds) {
+    std::vector<std::string> out;
+    for (auto& line : summary(events, std::move(kinds)))
+        if (line.find("down=false") == std::string::npos) out.push_back(line);
+    return out;
+}
+
+// The log messages that begin with `start`.
+inline std::vector<std::string> logsStartingWith(const std::vector<json>& events, const std::string& start) {
+    std::vector<std::string> out;
+    for (auto& e : events)
+        if (e["kind"] == "log" && e["message"].get<std::string>().starts_with(start))
+            out.push_back(e["message"]);
+    return out;
+}
+
+inline bool hasLog(const std::vector<json>& events, const std::string& start) {
+    return !logsStartingWith(events, start).empty();
+}
+
 }  // namespace zelk::testing

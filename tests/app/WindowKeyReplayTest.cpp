@@ -36,10 +36,7 @@ TEST(WindowKeyReplay, KeysReachTheFocusedAppsWindowsAndStepThroughSharedOnes) {
 - {at: 2100, flags: []}
 - {at: 3000, end: true}
 )");
-    auto lines = summary(events, {"key", "focus"});
-    std::vector<std::string> downs;
-    for (auto& l : lines)
-        if (l.find("down=false") == std::string::npos) downs.push_back(l);
+    auto downs = withoutKeyUps(events, {"key", "focus"});
     std::vector<std::string> expected{
         "1100 key action=swallowed down=true key=b keyCode=11",
         "1100 focus bundleID=com.apple.Safari pid=101 windowID=1002",
@@ -70,22 +67,14 @@ TEST(WindowKeyReplay, KeysFollowTheFocusedAppAndItsWindows) {
 - {at: 4000, end: true}
 )",
                          true);
-    auto lines = summary(events, {"key", "focus"});
-    std::vector<std::string> downs;
-    for (auto& l : lines)
-        if (l.find("down=false") == std::string::npos && l.find(" focus ") == std::string::npos)
-            downs.push_back(l);
+    auto downs = withoutKeyUps(events, {"key"});
     // Mail's one window has no pattern and takes the first free letter; b is Safari's and passes.
     EXPECT_EQ(downs[0], "1100 key action=passed down=true key=b keyCode=11");
     EXPECT_EQ(downs[1], "1300 key action=swallowed down=true key=a keyCode=0");
     // The new Safari window has no pattern key either: it takes a, the first letter not taken.
     EXPECT_EQ(downs[2], "3100 key action=swallowed down=true key=a keyCode=0");
     // The new window took the focus when it opened; the key still aims at it.
-    bool aimed = false;
-    for (auto& e : events)
-        aimed |= e["kind"] == "log" && e["t"] == 3100 &&
-                 e["message"].get<std::string>().starts_with("focus: target window #1004");
-    EXPECT_TRUE(aimed);
+    EXPECT_TRUE(hasLog(events, "focus: target window #1004"));
 }
 
 TEST(WindowKeyReplay, TheAssignKeyResolvesTheFocusedWindowsRow) {
@@ -96,10 +85,7 @@ TEST(WindowKeyReplay, TheAssignKeyResolvesTheFocusedWindowsRow) {
 - {at: 2000, end: true}
 )",
                          true);
-    std::vector<std::string> lines;
-    for (auto& e : events)
-        if (e["kind"] == "log" && e["message"].get<std::string>().starts_with("showWindowAssignPanel"))
-            lines.push_back(e["message"]);
+    auto lines = logsStartingWith(events, "showWindowAssignPanel");
     ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[0],
               "showWindowAssignPanel(for:) called — app=Safari focusedApp=Safari focusedWindow=1001");
