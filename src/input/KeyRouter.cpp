@@ -294,7 +294,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         }
         // 28. A digit with a static assignment: straight to it, even during a search.
         if (s.spaceMode == SpaceMode::single && isDigitKey(key)) {
-            if (auto assignment = services_.staticAssignment(letter)) return directRoute(key, *assignment, repeat);
+            if (auto assignment = services_.staticAssignment(letter))
+                return directRoute(key, *assignment, repeat);
         }
         // 30. A digit during a search picks a row (the panel's rows).
         if (input_.searchActive && isDigitKey(key) && !digitsAreAssigned() && digitValue(key) >= 1) {

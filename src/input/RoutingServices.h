@@ -52,7 +52,7 @@ struct RoutingServices {
     std::function<bool(bool onlyFocused)> minimizeFocusedApp;  // window trigger + minimize key
     std::function<bool()> minimizeOthersOfFocusedApp;
     std::function<bool(const std::string& key)> focusWindowByKey;  // window trigger + a window key
-    std::function<void()> showWindowAssignPanel;                    // window trigger + the assign key
+    std::function<void()> showWindowAssignPanel;                   // window trigger + the assign key
 
     // Spaces.
     std::function<bool(int index)> switchToSpace;  // 1-based

@@ -39,7 +39,8 @@ std::uint64_t FocusPipeline::activeSpace() {
 std::optional<platform::RunningApp> FocusPipeline::runningAppFor(const ManagedWindow& window) {
     // The window's own pid answers at once; the list of running apps is only walked when it has gone.
     if (auto app = env_.workspace->runningApp(window.appPid);
-        app && !app->terminated && (window.bundleIdentifier.empty() || app->bundleID == window.bundleIdentifier))
+        app && !app->terminated &&
+        (window.bundleIdentifier.empty() || app->bundleID == window.bundleIdentifier))
         return app;
     if (!window.bundleIdentifier.empty())
         for (auto& app : env_.trackedRunningApps())

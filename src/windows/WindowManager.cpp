@@ -135,7 +135,8 @@ bool WindowManager::switchToSpaceNumber(int n) {
         if (++seen == n) return iss_.switchToSpace(static_cast<int>(i), entry->displayIdentifier);
     }
     // Past the display's Spaces: the switch itself refuses, with its own words.
-    return iss_.switchToSpace(static_cast<int>(entry->spaces.size()) + (n - seen) - 1, entry->displayIdentifier);
+    return iss_.switchToSpace(static_cast<int>(entry->spaces.size()) + (n - seen) - 1,
+                              entry->displayIdentifier);
 }
 
 void WindowManager::startObservers() {
