@@ -42,7 +42,7 @@ void Agent::terminate() {
     commands_->stopSocket();
 }
 
-nlohmann::json Agent::handleCommand(const nlohmann::json& request) {
+nlohmann::ordered_json Agent::handleCommand(const nlohmann::json& request) {
     return delegate_->handleCommand(request);
 }
 

@@ -36,7 +36,7 @@ class Agent {
     Subsystems& subsystems() { return *subsystems_; }
     command::CommandService& commands() { return *commands_; }
     // One request of the command protocol (the JSON object), answered with the response object.
-    nlohmann::json handleCommand(const nlohmann::json& request);
+    nlohmann::ordered_json handleCommand(const nlohmann::json& request);
 
   private:
     std::unique_ptr<AppDelegate> delegate_;

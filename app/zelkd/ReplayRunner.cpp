@@ -75,7 +75,7 @@ class EventApplier {
         } else if (k == "pointer") {
             world_.warpPointer({v.value("x", 0.0), v.value("y", 0.0)});
         } else if (k == "command") {
-            trace_.record(json{{"kind", "reply"}, {"response", agent_.handleCommand(v)}});
+            trace_.recordReply(agent_.handleCommand(v));
         } else if (k == "setting") {
             auto* store = platform::Platform::current().settings;
             for (auto& [key, value] : v.items())

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <optional>
 
 #include "platform/sim/SimEventTap.h"
 #include "support/Format.h"
@@ -62,9 +63,34 @@ void TraceRecorder::record(json event) {
     }
 }
 
+namespace {
+// Where a reply line carries its response in the protocol's order until it is written.
+constexpr const char* kOrderedResponse = "\x01orderedResponse";
+}  // namespace
+
+void TraceRecorder::recordReply(const nlohmann::ordered_json& response) {
+    record(json{{"kind", "reply"},
+                {"response", json(response)},
+                {kOrderedResponse, response.dump(-1, ' ', false, json::error_handler_t::replace)}});
+}
+
 void TraceRecorder::write(json line) {
     double t = line["t"].get<double>();
-    if (json_) *json_ << line.dump(-1, ' ', false, json::error_handler_t::replace) << '\n';
+    // Trace lines list their fields by name; a reply's response keeps the order it was sent in.
+    std::optional<std::string> ordered;
+    if (auto it = line.find(kOrderedResponse); it != line.end()) {
+        ordered = it->get<std::string>();
+        line.erase(it);
+    }
+    if (json_) {
+        if (ordered) {
+            nlohmann::ordered_json out(line);
+            out["response"] = nlohmann::ordered_json::parse(*ordered, nullptr, false);
+            *json_ << out.dump(-1, ' ', false, json::error_handler_t::replace) << '\n';
+        } else {
+            *json_ << line.dump(-1, ' ', false, json::error_handler_t::replace) << '\n';
+        }
+    }
     if (text_) {
         std::string words = describe(line);
         if (!words.empty()) *text_ << formatTraceTime(t) << "  " << words << '\n';

@@ -32,6 +32,8 @@ class TraceRecorder {
 
     // Events the program itself reports (command replies, panels).
     void record(nlohmann::json event);
+    // A command's reply, its fields kept in the protocol's order.
+    void recordReply(const nlohmann::ordered_json& response);
     double elapsedMs() const;
 
   private:

@@ -42,10 +42,10 @@ ZelkResponse CommandDispatcher::run(const ZelkRequest& request) const {
     }
 }
 
-nlohmann::json CommandDispatcher::handleJson(const nlohmann::json& object) const {
+nlohmann::ordered_json CommandDispatcher::handleJson(const nlohmann::json& object) const {
     auto request = decodeRequest(object);
-    if (!request) return toJson(ZelkResponse::failure(kInvalidRequest));
-    return toJson(run(*request));
+    if (!request) return toOrderedJson(ZelkResponse::failure(kInvalidRequest));
+    return toOrderedJson(run(*request));
 }
 
 std::string CommandDispatcher::handleMessage(std::string_view bytes, const std::atomic<bool>* cancel) const {

@@ -33,7 +33,8 @@ class CommandDispatcher {
     ZelkResponse run(const ZelkRequest& request) const;
 
     // The replay bench's entry, on the main thread: the request object in, the reply object out.
-    nlohmann::json handleJson(const nlohmann::json& request) const;
+    // The reply's fields in the protocol's order.
+    nlohmann::ordered_json handleJson(const nlohmann::json& request) const;
 
     // The socket's entry, on the service thread: message bytes in, reply bytes out. Decoding and
     // encoding stay on the calling thread; the command itself runs synchronously on the main

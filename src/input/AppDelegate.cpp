@@ -318,7 +318,7 @@ void AppDelegate::applicationWillTerminate() {
     Log::info("applicationWillTerminate: settings synchronised, goodbye");
 }
 
-nlohmann::json AppDelegate::handleCommand(const nlohmann::json& request) {
+nlohmann::ordered_json AppDelegate::handleCommand(const nlohmann::json& request) {
     if (commandHandlerHook) return commandHandlerHook(request);
     return {{"ok", false}, {"error", "not available yet"}};
 }

@@ -58,7 +58,7 @@ class AppDelegate {
     const std::vector<Key>& appSwitchKeys() const { return appSwitchKeys_; }
     const std::vector<Key>& windowSwitchKeys() const { return windowSwitchKeys_; }
 
-    nlohmann::json handleCommand(const nlohmann::json& request);
+    nlohmann::ordered_json handleCommand(const nlohmann::json& request);
 
     // Other parts join the run through these signals.
     ferrow::Signal<std::vector<platform::RunningApp>> runningAppsDidChange;
@@ -73,7 +73,7 @@ class AppDelegate {
     std::function<void()> flushConfigHook;
     std::function<void()> restoreStashedWindowsHook;
     std::function<void(const std::string& surface)> toggleLatchedSearchHook;
-    std::function<nlohmann::json(const nlohmann::json&)> commandHandlerHook;
+    std::function<nlohmann::ordered_json(const nlohmann::json&)> commandHandlerHook;
     // The window keys in use: of the keys the window trigger may take, the tap catches only these
     // (all of them until window keys exist).
     std::function<std::vector<Key>(const std::vector<Key>&)> windowKeysInUseHook;

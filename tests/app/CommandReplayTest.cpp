@@ -177,3 +177,24 @@ TEST(CommandReplay, SpaceSwitchesByNumberAndBackToThePreviousWithZero) {
     // behind, so it can't be minimised from here.
     EXPECT_EQ(replies[4], (json{{"ok", false}, {"error", "minimize failed"}}));
 }
+
+TEST(CommandReplay, RepliesInTheTraceKeepTheProtocolsFieldOrder) {
+    std::stringstream out;
+    zelk::agent::ReplayOptions options;
+    options.jsonTrace = &out;
+    std::string error;
+    ASSERT_EQ(zelk::agent::ReplayRunner().run(kWorld, R"(
+- {at: 500, command: {command: no-such-command}}
+- {at: 600, command: {command: osd, surface: app}}
+)",
+                                              options, error),
+              0)
+        << error;
+    std::vector<std::string> replies;
+    for (std::string line; std::getline(out, line);)
+        if (line.find("\"kind\":\"reply\"") != std::string::npos) replies.push_back(line);
+    ASSERT_EQ(replies.size(), 2u);
+    EXPECT_NE(replies[0].find("\"response\":{\"ok\":false,\"error\":\"invalid request\"}"), std::string::npos)
+        << replies[0];
+    EXPECT_NE(replies[1].find("\"response\":{\"ok\":true,\"message\":"), std::string::npos) << replies[1];
+}

@@ -42,12 +42,8 @@ TEST_F(CommandServiceTest, TheDelegatesCommandEntryAndTheSocketShareOneDispatche
 
     json viaDelegate = delegate.handleCommand({{"command", "status"}});
     EXPECT_EQ(viaDelegate["ok"], true);
-    EXPECT_EQ(delegate.handleCommand({{
-                                          "command",
-                                          "status",
-                                      },
-                                      {"windowID", -1}}),
-              json::parse(R"({"ok":false,"error":"invalid request"})"));
+    EXPECT_EQ(delegate.handleCommand({{"command", "status"}, {"windowID", -1}}).dump(),
+              R"({"ok":false,"error":"invalid request"})");
 
     ASSERT_TRUE(delegate.startCommandServiceHook);
     delegate.startCommandServiceHook();
