@@ -29,6 +29,14 @@ platform::Workspace& workspace() {
     return *platform::Platform::current().workspace;
 }
 
+// The element after the current one, or the first when none is current or the current one is last:
+// repeated presses step through a list and wrap.
+template <typename T, typename IsCurrent>
+const T& nextAfter(const std::vector<T>& list, IsCurrent isCurrent) {
+    auto at = std::find_if(list.begin(), list.end(), isCurrent);
+    return at == list.end() || std::next(at) == list.end() ? list.front() : *std::next(at);
+}
+
 bool triggerHeld() {
     auto& input = InputManager::shared();
     return input.appTriggerKeysPressed.get() || input.windowTriggerKeysPressed.get() ||
@@ -217,11 +225,7 @@ bool Subsystems::focusWindowByKey(const std::string& key) {
         return keyRunner_->run(key, std::nullopt, focusedKeyedApp(), savedWindowKeys());
     // Repeated presses step through the windows that share the key: the one after the focused one,
     // else the first.
-    const auto& rows = it->second;
-    auto focused =
-        std::find_if(rows.begin(), rows.end(), [](const windows::AppWindow& w) { return w.focused; });
-    const auto& target =
-        focused != rows.end() && std::next(focused) != rows.end() ? *std::next(focused) : rows.front();
+    const auto& target = nextAfter(it->second, [](const windows::AppWindow& w) { return w.focused; });
     return windows_->focusWindow(target.id);
 }
 
@@ -312,10 +316,8 @@ RoutingServices Subsystems::routingServices() {
         auto list = windows_->windowsOfApp(app.bundleID);
         if (list.empty()) return false;
         const auto& focused = windows_->focusedWindow();
-        auto at = std::find_if(list.begin(), list.end(), [&](const windows::ManagedWindow& w) {
-            return focused && w.id == focused->id;
-        });
-        const auto& next = at == list.end() || std::next(at) == list.end() ? list.front() : *std::next(at);
+        const auto& next =
+            nextAfter(list, [&](const windows::ManagedWindow& w) { return focused && w.id == focused->id; });
         if (focused && next.id == focused->id) return false;
         return windows_->focus(next);
     };
@@ -348,8 +350,18 @@ RoutingServices Subsystems::routingServices() {
 }
 
 namespace {
+// Display names by display identifier, read once for a whole list of windows.
+std::map<std::string, std::string> displayNames() {
+    std::map<std::string, std::string> names;
+    if (auto* screens = platform::Platform::current().screens)
+        for (auto& screen : screens->screens())
+            names[screen.uuid] = screen.name;
+    return names;
+}
+
 command::ZelkWindowInfo windowInfo(const windows::ManagedWindow& w,
-                                   const std::vector<platform::DisplaySpaces>& all) {
+                                   const std::vector<platform::DisplaySpaces>& all,
+                                   const std::map<std::string, std::string>& names) {
     command::ZelkWindowInfo info;
     info.id = w.id;
     info.title = w.title;
@@ -363,9 +375,8 @@ command::ZelkWindowInfo windowInfo(const windows::ManagedWindow& w,
         for (auto& d : all)
             for (auto& space : d.spaces)
                 if (space.id64 == *w.spaceID)
-                    if (auto* screens = platform::Platform::current().screens)
-                        for (auto& screen : screens->screens())
-                            if (screen.uuid == d.displayIdentifier) info.displayName = screen.name;
+                    if (auto name = names.find(d.displayIdentifier); name != names.end())
+                        info.displayName = name->second;
     }
     info.isFocused = w.isFocused;
     info.isMinimized = w.isMinimized;
@@ -378,7 +389,7 @@ command::StatusProviders Subsystems::statusProviders() {
     p.focusedWindow = [this]() -> std::optional<command::ZelkWindowInfo> {
         const auto& focused = windows_->focusedWindow();
         if (!focused) return std::nullopt;
-        auto info = windowInfo(*focused, windows_->displaySpaces());
+        auto info = windowInfo(*focused, windows_->displaySpaces(), displayNames());
         info.isFocused = true;
         return info;
     };
@@ -422,8 +433,9 @@ command::ManagerProviders Subsystems::commandProviders() {
             if (found.empty()) return out;
             bundle = found.front().bundleID;
         }
+        const auto names = displayNames();
         for (auto& w : windows_->windows())
-            if (!bundle || w.bundleIdentifier == *bundle) out.push_back(windowInfo(w, all));
+            if (!bundle || w.bundleIdentifier == *bundle) out.push_back(windowInfo(w, all, names));
         return out;
     };
     p.listSpaces = [this] {
