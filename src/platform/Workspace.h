@@ -76,6 +76,7 @@ enum class WorkspaceEventKind {
     didLaunch,
     didTerminate,
     didActivate,
+    didDeactivate,  // the app that was in front lost it; comes before the new one's didActivate
     didHide,
     didUnhide,
     activeSpaceDidChange,

@@ -43,6 +43,13 @@ class SimAccessibility final : public platform::Accessibility {
     // Calls made, for tests: "copyAttribute pid=501 AXWindows", ...
     std::size_t callCount() const { return calls_; }
     int promptCount() const { return prompts_; }
+    // Observers alive for the app, for tests.
+    std::size_t observerCount(std::int32_t pid) const {
+        std::size_t n = 0;
+        for (auto& [id, o] : observers_)
+            n += o.pid == pid;
+        return n;
+    }
 
   private:
     enum class Kind : std::uint8_t { none = 0, app = 1, window = 2, systemWide = 3, closeButton = 4 };

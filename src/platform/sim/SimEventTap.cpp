@@ -66,7 +66,10 @@ std::optional<std::uint16_t> SimEventTap::keyCode(Key k) {
 }
 
 TapDecision SimEventTap::deliver(const KeyEvent& event) {
-    bool reaches = callback_ && enabled_ && !world_.faults.tapDead && world_.permissions.accessibility;
+    // Secure Keyboard Entry keeps key presses from every tap; modifier changes still come through.
+    bool secured = world_.faults.secureInputPID && event.type != EventType::flagsChanged;
+    bool reaches =
+        callback_ && enabled_ && !world_.faults.tapDead && !secured && world_.permissions.accessibility;
     TapDecision decision = TapDecision::pass;
     if (reaches) {
         ++callbacks_;

@@ -274,6 +274,7 @@ std::optional<std::int32_t> SimWindowServer::windowLevel(std::uint32_t window) {
 
 std::vector<platform::WindowInfo> SimWindowServer::windowList(int option, std::uint32_t relativeTo) {
     std::vector<platform::WindowInfo> rows;
+    if (world_.faults.noWindowServer) return rows;
     bool onScreenOnly = option & platform::windowlist::onScreenOnly;
     bool single = option & platform::windowlist::includingWindow;
     // The Dock's overlay windows while Mission Control (more at layer 20) or App Exposé (equal) shows.

@@ -269,6 +269,13 @@ void SimWorkspace::onChange(const WorldChange& c) {
             break;
         }
         case K::activate:
+            // Leaving the front is heard first, and only from an app still running.
+            if (c.previousPid && c.previousPid != c.pid)
+                if (auto previous = world_.runningApp(c.previousPid)) {
+                    WorkspaceEvent e{WorkspaceEventKind::didDeactivate};
+                    e.app = previous;
+                    post(e);
+                }
             appEvent(WorkspaceEventKind::didActivate);
             break;
         case K::hide:

@@ -336,6 +336,18 @@ void SimWorld::chooseNextFront(std::int32_t leaving) {
         emitActivate(*a, leaving);
         return;
     }
+    // Nothing else can be in front: the Finder is, as on the real desktop (it shows itself if hidden).
+    for (auto& a : apps_) {
+        if (!a.finder || !a.running || a.pid == leaving) continue;
+        if (a.hidden) {
+            a.hidden = false;
+            emit({WorldChange::Kind::unhide, a.pid, a.bundleID});
+        }
+        frontPid_ = a.pid;
+        noteActivation(a.pid);
+        emitActivate(a, leaving);
+        return;
+    }
     frontPid_ = 0;
 }
 

@@ -43,6 +43,7 @@ struct SimApp {
     int launchDelayMs = 200;
     bool installed = true;
     std::vector<WindowTemplate> windowsOnLaunch;  // empty: one window named after the app
+    bool finder = false;                          // takes the front when no other app can
     platform::FileIdentity identity;
 
     // Running state.

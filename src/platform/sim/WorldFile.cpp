@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <type_traits>
 
 #include "platform/sim/SimKeyboardLayout.h"
@@ -180,6 +181,12 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
             return r.fail(path + ".kind", "expected regular, accessory or background");
         if (!r.number(a, "launchDelayMs", path, app.launchDelayMs)) return false;
         if (!r.boolean(a, "installed", path, app.installed)) return false;
+        if (!r.boolean(a, "finder", path, app.finder)) return false;
+        if (app.finder && app.kind != AppKind::regular)
+            return r.fail(path + ".finder", "the Finder is a regular app");
+        if (app.finder &&
+            std::any_of(w.apps().begin(), w.apps().end(), [](const SimApp& o) { return o.finder; }))
+            return r.fail(path + ".finder", "a world has one Finder");
         if (a.contains("windowsOnLaunch") && !a["windowsOnLaunch"].is_null() &&
             !a["windowsOnLaunch"].is_array())
             return r.fail(path + ".windowsOnLaunch", "expected a list");

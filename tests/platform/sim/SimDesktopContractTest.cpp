@@ -59,6 +59,8 @@ std::string workspaceName(platform::WorkspaceEventKind k) {
             return "didTerminate";
         case WK::didActivate:
             return "didActivate";
+        case WK::didDeactivate:
+            return "didDeactivate";
         case WK::didHide:
             return "didHide";
         case WK::didUnhide:
@@ -149,7 +151,7 @@ TEST_F(SimContract, ActivationIsImmediateStateThenNotifiesDeactivationActivation
     EXPECT_TRUE(heard.workspace.empty());
     EXPECT_TRUE(heard.ax.empty());
     runFor(0);
-    EXPECT_EQ(heard.workspace, (std::vector<std::string>{"didActivate a.mail"}));
+    EXPECT_EQ(heard.workspace, (std::vector<std::string>{"didDeactivate a.safari", "didActivate a.mail"}));
     // The minimised Draft is not what comes forward.
     EXPECT_EQ(heard.ax,
               (std::vector<std::string>{"101 AXApplicationDeactivated", "102 AXApplicationActivated",
@@ -183,7 +185,8 @@ TEST_F(SimContract, HidingUnhidingAndQuittingNotifyAndHandFocusOn) {
     auto& ws = desktop.workspace();
     ASSERT_TRUE(ws.hide(101));
     runFor(0);
-    EXPECT_EQ(heard.workspace, (std::vector<std::string>{"didHide a.safari", "didActivate a.mail"}));
+    EXPECT_EQ(heard.workspace,
+              (std::vector<std::string>{"didHide a.safari", "didDeactivate a.safari", "didActivate a.mail"}));
     EXPECT_EQ(heard.ax,
               (std::vector<std::string>{"101 AXApplicationHidden", "101 AXApplicationDeactivated",
                                         "102 AXApplicationActivated", "102 AXFocusedWindowChanged 21"}));
@@ -204,9 +207,9 @@ TEST_F(SimContract, HidingUnhidingAndQuittingNotifyAndHandFocusOn) {
     ASSERT_TRUE(ws.activate(101, false));
     ASSERT_TRUE(ws.terminate(101));
     runFor(0);
-    EXPECT_EQ(heard.workspace,
-              (std::vector<std::string>{"didActivate a.safari", "didTerminate a.safari",
-                                        "runningApplicationsChanged", "didActivate a.mail"}));
+    EXPECT_EQ(heard.workspace, (std::vector<std::string>{
+                                   "didDeactivate a.mail", "didActivate a.safari", "didTerminate a.safari",
+                                   "runningApplicationsChanged", "didActivate a.mail"}));
     EXPECT_EQ(ws.frontmostApplication()->pid, 102);
     EXPECT_FALSE(ws.runningApp(101));
     // The dead app's windows are gone from the window server, and accessibility answers as for a dead peer.
@@ -244,7 +247,7 @@ TEST_F(SimContract, OpeningAnAppTakesItsLaunchDelayAndEveryCallerHearsTheResult)
     std::int32_t pid = world().app("a.notes")->pid;
     EXPECT_EQ(results, (std::vector<std::optional<std::int32_t>>{pid, pid}));
     EXPECT_EQ(heard.workspace, (std::vector<std::string>{"didLaunch a.notes", "runningApplicationsChanged",
-                                                         "didActivate a.notes"}));
+                                                         "didDeactivate a.safari", "didActivate a.notes"}));
     EXPECT_EQ(created.size(), 1u);
     EXPECT_EQ(ws.frontmostApplication()->pid, pid);
     EXPECT_EQ(axFocusedWindow(pid), world().app("a.notes")->windowOrder.front());
@@ -253,7 +256,7 @@ TEST_F(SimContract, OpeningAnAppTakesItsLaunchDelayAndEveryCallerHearsTheResult)
     heard.clear();
     ws.openApplication("/Applications/Mail.app", config, done);
     runFor(0);
-    EXPECT_EQ(heard.workspace, (std::vector<std::string>{"didActivate a.mail"}));
+    EXPECT_EQ(heard.workspace, (std::vector<std::string>{"didDeactivate a.notes", "didActivate a.mail"}));
     EXPECT_EQ(results.back(), 102);
 
     ws.openApplication("/Applications/Nothing.app", config, done);
@@ -428,4 +431,87 @@ TEST_F(SimContract, WindowsMovedToAnotherSpaceGoWithItAndASwipeFocusesWhatItShow
     EXPECT_EQ(heard.workspace, (std::vector<std::string>{"activeSpaceDidChange"}));
     EXPECT_EQ(world().focusedWindow(), 0u);  // nothing of any app is shown there
     EXPECT_FALSE(world().switchSpace(0, 10));
+}
+
+TEST_F(SimContract, SecureInputHidesKeyPressesFromTheTapButNotModifierChanges) {
+    auto& tap = desktop.eventTap();
+    std::vector<platform::EventType> seen;
+    ASSERT_TRUE(tap.createTap([&](const platform::KeyEvent& e) {
+        seen.push_back(e.type);
+        return platform::TapDecision::swallow;
+    }));
+    world().faults.secureInputPID = pidOf("a.mail");
+    tap.setHeldModifiers({"rightCommand"});
+    tap.key(Key::a, true, false);
+    tap.key(Key::a, false, false);
+    EXPECT_EQ(seen, (std::vector<platform::EventType>{platform::EventType::flagsChanged}));
+    // The keys the tap can't see reach the app in front unchanged.
+    ASSERT_EQ(world().receivedKeys.size(), 2u);
+    EXPECT_EQ(world().receivedKeys[0].pid, 101);
+
+    world().faults.secureInputPID.reset();
+    seen.clear();
+    world().receivedKeys.clear();
+    tap.key(Key::a, true, false);
+    EXPECT_EQ(seen, (std::vector<platform::EventType>{platform::EventType::keyDown}));
+    EXPECT_TRUE(world().receivedKeys.empty());
+}
+
+namespace {
+const char* kWithFinder = R"(
+displays:
+  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}], currentSpace: 1}
+apps:
+  - bundleID: com.apple.finder
+    name: Finder
+    path: /System/Library/CoreServices/Finder.app
+    finder: true
+    running: {pid: 80, hidden: true}
+  - bundleID: a.safari
+    name: Safari
+    running: {pid: 101, windows: [{id: 11, title: "Here", space: 1}]}
+  - bundleID: a.mail
+    name: Mail
+    running: {pid: 102, windows: [{id: 21, title: "Inbox", space: 1}]}
+frontmost: a.safari
+)";
+}  // namespace
+
+struct SimFinder : SimFixture {
+    void SetUp() override { load(kWithFinder); }
+};
+
+TEST_F(SimFinder, TakesTheFrontWhenNoOtherAppCan) {
+    Listener heard(desktop, {80, 101, 102});
+    auto& ws = desktop.workspace();
+    ASSERT_TRUE(ws.terminate(101));
+    runFor(0);
+    EXPECT_EQ(ws.frontmostApplication()->pid, 102);  // another app is left: it comes first
+    heard.clear();
+    ASSERT_TRUE(ws.hide(102));
+    runFor(0);
+    // The Finder shows itself and comes to the front; the app that left is told first.
+    EXPECT_EQ(ws.frontmostApplication()->pid, 80);
+    EXPECT_FALSE(ws.runningApp(80)->hidden);
+    EXPECT_EQ(heard.workspace,
+              (std::vector<std::string>{"didHide a.mail", "didUnhide com.apple.finder",
+                                        "didDeactivate a.mail", "didActivate com.apple.finder"}));
+    ASSERT_TRUE(ws.activate(102, false));
+    ASSERT_TRUE(ws.terminate(102));
+    runFor(0);
+    EXPECT_EQ(ws.frontmostApplication()->pid, 80);
+}
+
+TEST(SimFinderWorld, OneRegularFinderAtMost) {
+    auto refuse = [](const std::string& apps) {
+        SimDesktop d;
+        WorldExtras extras;
+        std::string error;
+        EXPECT_FALSE(loadWorldText("apps:\n" + apps, d, extras, error));
+        return error;
+    };
+    EXPECT_EQ(refuse("  - {bundleID: a.f, finder: true}\n  - {bundleID: a.g, finder: true}\n"),
+              "apps[1].finder: a world has one Finder");
+    EXPECT_EQ(refuse("  - {bundleID: a.f, kind: accessory, finder: true}\n"),
+              "apps[0].finder: the Finder is a regular app");
 }

@@ -103,7 +103,8 @@ TEST_F(SimFixture, LaunchTakesItsDelayAndPostsWorkspaceNotificationsAfterwards) 
     EXPECT_EQ(world().frontPid(), *launched);
     runFor(1);  // notifications come on the main queue after the change
     using WK = platform::WorkspaceEventKind;
-    EXPECT_EQ(seen, (std::vector<WK>{WK::didLaunch, WK::runningApplicationsChanged, WK::didActivate}));
+    EXPECT_EQ(seen, (std::vector<WK>{WK::didLaunch, WK::runningApplicationsChanged, WK::didDeactivate,
+                                     WK::didActivate}));
 
     world().faults.launchFails.insert("a.notes");
     world().terminate(*launched);
