@@ -30,6 +30,7 @@ void WindowEnvironment::fillDefaults() {
                    app.activationPolicy == platform::ActivationPolicy::regular && !app.executablePath.empty();
         };
     if (!triggerHeld) triggerHeld = [] { return false; };
+    if (!isProblematic) isProblematic = [](const std::string&) { return false; };
 }
 
 }  // namespace zelk::windows

@@ -21,6 +21,9 @@ struct WindowEnvironment {
     std::function<bool(const platform::RunningApp&)> adoptable;
     // True while the user holds a trigger: most-recent changes wait for its end.
     std::function<bool()> triggerHeld;
+    // Bundles the running-apps watch has set aside for launching and quitting in a loop: their
+    // launches and quits make no work here.
+    std::function<bool(const std::string& bundleID)> isProblematic;
 
     // The installed platform, with the workspace as the source of running apps and no trigger held.
     static WindowEnvironment fromPlatform(const platform::Platform& platform);

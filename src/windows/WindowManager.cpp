@@ -17,6 +17,11 @@ constexpr std::int64_t kTitlePollSleepsMs[] = {50, 100, 200};
 std::string appLabel(const platform::RunningApp& app) {
     return app.name.empty() ? std::string("Unknown") : app.name;
 }
+
+// Lets go of the work items that have run or were cancelled, so a long run holds only pending ones.
+void dropFinished(std::vector<ferrow::WorkItem>& items) {
+    std::erase_if(items, [](const ferrow::WorkItem& item) { return !item.isPending(); });
+}
 }  // namespace
 
 WindowManager::WindowManager(WindowEnvironment env, spaces::ISSManager& iss)
@@ -35,7 +40,10 @@ WindowManager::WindowManager(WindowEnvironment env, spaces::ISSManager& iss)
     };
     tracker_.afterPublish = [this] { afterPublish(); };
     tracker_.adopted = [this](const platform::RunningApp& app) {
-        if (!observers_.count(app.pid) && !app.terminated) startObserver(app);
+        if (!app.terminated) startObserver(app);
+    };
+    tracker_.answered = [this](const platform::RunningApp& app) {
+        if (failedObservers_.count(app.pid) && !app.terminated) startObserver(app);
     };
     closedSub_ = tracker_.windowsClosed.subscribe([this](const std::vector<ManagedWindow>& closed) {
         for (auto& w : closed)
@@ -145,7 +153,12 @@ void WindowManager::startObservers() {
         if (!observers_.count(app.pid) && !app.terminated) startObserver(app);
 }
 
+void WindowManager::runningAppsDidChange() {
+    tracker_.refreshWindows(false);
+}
+
 void WindowManager::startObserver(const platform::RunningApp& app) {
+    if (observers_.count(app.pid)) return;
     auto& ax = *env_.accessibility;
     platform::AXRef element = ax.applicationElement(app.pid);
     ax.setMessagingTimeout(element, AXReader::kMessagingTimeout);
@@ -156,6 +169,7 @@ void WindowManager::startObserver(const platform::RunningApp& app) {
     if (!observer) {
         Log::error("Error starting observer for {}: {}", appLabel(app),
                    errorText(platform::AXError::failure));
+        failedObservers_.insert(pid);
         return;
     }
     for (const char* name : kObservedNotifications) {
@@ -164,10 +178,12 @@ void WindowManager::startObserver(const platform::RunningApp& app) {
             result != platform::AXError::notificationAlreadyRegistered) {
             Log::error("Error starting observer for {}: {}", appLabel(app), errorText(result));
             ax.destroyObserver(observer);
+            failedObservers_.insert(pid);
             return;
         }
     }
     observers_[pid] = observer;
+    failedObservers_.erase(pid);
 }
 
 void WindowManager::onAXEvent(const platform::RunningApp& app, platform::AXRef element,
@@ -216,6 +232,7 @@ void WindowManager::pollTitle(WindowCreated created, platform::AXRef element, in
         windowCreated_.emit(created);
         return;
     }
+    dropFinished(titlePolls_);
     titlePolls_.push_back(ferrow::mainAsyncAfter(
         kTitlePollSleepsMs[attempt],
         [this, created, element, attempt] { pollTitle(created, element, attempt + 1); }));
@@ -252,6 +269,10 @@ void WindowManager::onWorkspace(const platform::WorkspaceEvent& e) {
                 return;
             }
             const auto& app = *e.app;
+            if (env_.isProblematic(app.bundleID)) {
+                Log::debug("workspace: ignoring the launch of problematic app {}", app.bundleID);
+                return;
+            }
             startObserver(app);
             if (app.activationPolicy == platform::ActivationPolicy::accessory && app.pid >= 1 &&
                 !policyCache_.count(app.pid)) {
@@ -270,9 +291,12 @@ void WindowManager::onWorkspace(const platform::WorkspaceEvent& e) {
                     env_.accessibility->destroyObserver(it->second);
                     observers_.erase(it);
                 }
+                failedObservers_.erase(pid);
                 policyCache_.erase(pid);
                 scheduler_.forget(pid);
                 tracker_.health().forget(pid);
+                // The quit of an app that keeps quitting and relaunching leaves nothing to refresh for.
+                if (env_.isProblematic(e.app->bundleID)) return;
             }
             tracker_.refreshWindows(false);
             scheduler_.scheduleGlobalRefresh({0.5});
@@ -366,6 +390,7 @@ void WindowManager::pollPolicies() {
 void WindowManager::schedulePolicyCheck(std::int32_t pid) {
     if (pendingPolicyChecks_.count(pid) || !policyCache_.count(pid)) return;
     pendingPolicyChecks_.insert(pid);
+    dropFinished(policyChecks_);
     policyChecks_.push_back(ferrow::MainQueue::shared().asyncAfter(kPolicyCheckDelay, [this, pid] {
         pendingPolicyChecks_.erase(pid);
         auto app = env_.workspace->runningApp(pid);

@@ -67,8 +67,12 @@ class WindowManager {
     bool refreshWindows(bool force) { return tracker_.refreshWindows(force); }
     void refreshApp(const platform::RunningApp& app) { tracker_.refreshApp(app); }
     void pruneWindows(const std::vector<std::uint32_t>& ids) { tracker_.pruneWindows(ids); }
+    // At most one observer per app: a second start for an app already observed does nothing. An app
+    // whose observer failed to start gets another try once its accessibility answers again.
     void startObserver(const platform::RunningApp& app);
     void startObservers();
+    // The running-apps watch saw a change (debounced, problematic apps left out).
+    void runningAppsDidChange();
     ferrow::Signal<WindowCreated>& windowCreatedSubject() { return windowCreated_; }
     // Calls back with the first new window of the bundle, or nullopt after the time-out.
     void awaitNewWindow(const std::string& bundleID, ferrow::Nanos timeout,
@@ -82,6 +86,8 @@ class WindowManager {
     spaces::ISSManager& iss() { return iss_; }
     bool hasObserver(std::int32_t pid) const { return observers_.count(pid) > 0; }
     bool inPolicyCache(std::int32_t pid) const { return policyCache_.count(pid) > 0; }
+    // Delayed work items still held (title polls and policy checks); finished ones are let go.
+    std::size_t heldWorkItems() const { return policyChecks_.size() + titlePolls_.size(); }
 
   private:
     void onWorkspace(const platform::WorkspaceEvent& event);
@@ -105,6 +111,7 @@ class WindowManager {
     FocusPipeline focus_;
     RefreshScheduler scheduler_;
     std::map<std::int32_t, std::uint64_t> observers_;
+    std::set<std::int32_t> failedObservers_;
     ferrow::Signal<WindowCreated> windowCreated_;
     ferrow::Subscription workspaceSub_, closedSub_;
     std::map<std::int32_t, bool> policyCache_;

@@ -115,6 +115,7 @@ bool WindowTracker::refreshWindows(bool force) {
             preserve(app, "AX query returned nil", next, preservedApps, preservedWindows);
             continue;
         }
+        if (answered) answered(app);
         for (auto& w : *result)
             next.push_back(std::move(w));
     }
@@ -165,18 +166,7 @@ bool WindowTracker::refreshWindows(bool force) {
                    *r->second.name);
         w.title = *r->second.name;
     }
-    // Without the permission there are no rows, and every window would look ordered out. A preserved
-    // window's facts are as old as the last answer of its app, so they can't tell a ghost either.
-    if (listReader_.hasPermission()) {
-        std::vector<ManagedWindow> preserved;
-        std::erase_if(next, [&](const ManagedWindow& w) {
-            if (!preservedIDs_.count(w.id)) return false;
-            preserved.push_back(w);
-            return true;
-        });
-        next = dropOrderedOutGhosts(std::move(next), rows, running, active);
-        next.insert(next.end(), preserved.begin(), preserved.end());
-    }
+    next = dropGhostsAmongFresh(std::move(next), rows, running);
     publish(filtered(std::move(next)));
     return true;
 }
@@ -186,6 +176,27 @@ std::vector<ManagedWindow> WindowTracker::filtered(std::vector<ManagedWindow> li
     const auto ignored = Settings::shared().get(keys::ignoredApps);
     std::erase_if(
         list, [&](const ManagedWindow& w) { return w.title.empty() || ignored.count(w.bundleIdentifier); });
+    return list;
+}
+
+bool WindowTracker::isStale(const ManagedWindow& w, ferrow::Nanos now) {
+    return preservedIDs_.count(w.id) || health_.isSessionIgnored(w.bundleIdentifier) ||
+           health_.inCooldown(w.appPid, now);
+}
+
+std::vector<ManagedWindow> WindowTracker::dropGhostsAmongFresh(
+    std::vector<ManagedWindow> list, const std::vector<platform::WindowInfo>& rows,
+    const std::vector<platform::RunningApp>& running) {
+    if (rows.empty() || !listReader_.hasPermission()) return list;
+    const ferrow::Nanos now = ferrow::now();
+    std::vector<ManagedWindow> stale;
+    std::erase_if(list, [&](const ManagedWindow& w) {
+        if (!isStale(w, now)) return false;
+        stale.push_back(w);
+        return true;
+    });
+    list = dropOrderedOutGhosts(std::move(list), rows, running, env_.windowServer->activeSpace());
+    list.insert(list.end(), stale.begin(), stale.end());
     return list;
 }
 
@@ -251,6 +262,7 @@ void WindowTracker::refreshApp(const platform::RunningApp& app) {
     if (isIgnoredApp(app.bundleID) || health_.isSessionIgnored(app.bundleID)) return;
     auto result = enumerator_.getWindowsForApp(app, std::nullopt);
     if (!result) return;
+    if (answered) answered(app);
     auto belongs = [&](const ManagedWindow& w) {
         return app.bundleID.empty() ? w.appPid == app.pid : w.bundleIdentifier == app.bundleID;
     };
@@ -264,13 +276,13 @@ void WindowTracker::refreshApp(const platform::RunningApp& app) {
     std::vector<ManagedWindow> next;
     for (auto& w : windows_.get())
         if (!belongs(w)) next.push_back(w);
-    for (auto& w : *result)
+    for (auto& w : *result) {
         next.push_back(w);
-    if (listReader_.hasPermission()) {
-        auto rows = listReader_.windowList();
-        next = dropOrderedOutGhosts(std::move(next), rows, env_.workspace->runningApplications(),
-                                    env_.windowServer->activeSpace());
+        preservedIDs_.erase(w.id);  // read just now
     }
+    if (listReader_.hasPermission())
+        next = dropGhostsAmongFresh(std::move(next), listReader_.windowList(),
+                                    env_.workspace->runningApplications());
     publish(filtered(std::move(next)));
 }
 

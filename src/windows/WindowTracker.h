@@ -53,6 +53,8 @@ class WindowTracker {
     std::function<void()> afterPublish;
     // An app seen only through its windows was adopted (its observer should start).
     std::function<void(const platform::RunningApp&)> adopted;
+    // An app's accessibility answered an enumeration.
+    std::function<void(const platform::RunningApp&)> answered;
     ferrow::Signal<std::vector<ManagedWindow>> windowsClosed;
 
     // Ordered-out ghosts leave; pure over the list and the window list rows.
@@ -67,6 +69,14 @@ class WindowTracker {
     void publish(std::vector<ManagedWindow> list);
     void assignWindowNumbers(const std::vector<ManagedWindow>& list);
     std::vector<ManagedWindow> filtered(std::vector<ManagedWindow> list) const;
+    // A window kept without its app being asked (or whose app isn't asked at all) carries facts as old
+    // as the app's last answer, so it can't be judged a ghost.
+    bool isStale(const ManagedWindow& w, ferrow::Nanos now);
+    // Ghost dropping over the fresh part of the list; stale windows stay as they are. Without rows
+    // (no permission, or the window server answered nothing) every window would look ordered out.
+    std::vector<ManagedWindow> dropGhostsAmongFresh(std::vector<ManagedWindow> list,
+                                                    const std::vector<platform::WindowInfo>& rows,
+                                                    const std::vector<platform::RunningApp>& running);
 
     WindowEnvironment& env_;
     AXHealth health_;
@@ -77,7 +87,9 @@ class WindowTracker {
     std::map<std::uint32_t, Rect> lastKnownBounds_;
     std::optional<platform::RunningApp> frontmostApp_;
     std::optional<ferrow::Nanos> lastRefreshTime_;
-    std::set<std::uint32_t> preservedIDs_;  // of the refresh under way
+    // Windows the last full refresh preserved; a per-app refresh that reads their app again takes
+    // them out.
+    std::set<std::uint32_t> preservedIDs_;
     std::map<std::string, std::map<std::uint32_t, int>> windowNumbers_;
 };
 

@@ -273,6 +273,91 @@ TEST_F(WindowsFixture, ASessionIgnoredAppsWindowsAreNeitherPrunedNorRecordedClos
     EXPECT_EQ(closedCount, 0);
 }
 
+TEST_F(WindowsFixture, AHungAppsWindowsOutliveOtherAppsRefreshesForTheRestOfTheRun) {
+    startWith(kThreeSpaces);
+    world().faults.axTimeout.insert("a.mail");
+    for (int i = 0; i < 3; ++i) {
+        runFor(5100);
+        wm->refreshWindows(true);
+    }
+    ASSERT_TRUE(wm->tracker().health().isSessionIgnored("a.mail"));
+    // Minimised behind our back, 21 is off screen while its stored copy says it isn't minimised.
+    world().setMinimized(21, true);
+    runFor(1000);
+    // Another app's window events refresh that app alone, with a fresh window list.
+    world().openWindow("a.safari", sim::SimWindow{13, 0, "New tab", {0, 25, 1000, 700}, 1});
+    runFor(1000);
+    ASSERT_TRUE(tracked(13));
+    EXPECT_TRUE(tracked(21));
+    wm->refreshApp(*world().runningApp(104));
+    EXPECT_TRUE(tracked(21));
+    EXPECT_FALSE(logs->containsSubstring("dropOrderedOutGhosts: drop #21"));
+    // Full refreshes later keep it too: the app is never asked again.
+    for (int i = 0; i < 3; ++i) {
+        runFor(6000);
+        wm->refreshWindows(true);
+    }
+    ASSERT_TRUE(tracked(21));
+    EXPECT_FALSE(tracked(21)->isMinimized);
+}
+
+TEST_F(WindowsFixture, AWindowPreservedInCooldownIsNotAGhostToAnotherAppsRefresh) {
+    startWith(kThreeSpaces);
+    world().faults.axTimeout.insert("a.mail");
+    runFor(200);
+    wm->refreshWindows(true);  // one time-out: Mail cools down, 21 preserved
+    world().setMinimized(21, true);
+    wm->refreshApp(*world().runningApp(104));
+    EXPECT_TRUE(tracked(21));
+    // Once Mail answers again its own refresh reads 21 afresh.
+    world().faults.axTimeout.erase("a.mail");
+    runFor(5100);
+    wm->refreshApp(*world().runningApp(102));
+    ASSERT_TRUE(tracked(21));
+    EXPECT_TRUE(tracked(21)->isMinimized);
+}
+
+TEST_F(WindowsFixture, AnEmptyWindowListDropsNoGhosts) {
+    startWith(kThreeSpaces);
+    ASSERT_EQ(ids(), (std::vector<std::uint32_t>{11, 12, 21, 31, 41}));
+    // The window server answers nothing at all: no rows, no Spaces.
+    world().faults.noWindowServer = true;
+    runFor(200);
+    wm->refreshWindows(true);
+    EXPECT_TRUE(tracked(11));
+    EXPECT_TRUE(tracked(21));
+    EXPECT_TRUE(tracked(41));
+    wm->refreshApp(*world().runningApp(102));
+    EXPECT_TRUE(tracked(21));
+    EXPECT_FALSE(logs->containsSubstring("dropOrderedOutGhosts: drop"));
+}
+
+TEST_F(WindowsFixture, AnObserverThatFailedToStartIsStartedOnceTheAppAnswers) {
+    startWith(std::string("faults: {axTimeout: [a.mail]}\n") + kThreeSpaces);
+    std::int32_t mail = pidOf("a.mail");
+    ASSERT_TRUE(logs->containsSubstring("Error starting observer for Mail"));
+    EXPECT_FALSE(wm->hasObserver(mail));
+    world().faults.axTimeout.erase("a.mail");
+    runFor(5100);
+    wm->refreshWindows(true);
+    EXPECT_TRUE(wm->hasObserver(mail));
+    EXPECT_EQ(desktop.accessibility().observerCount(mail), 1u);
+    // Its window events are heard again.
+    world().openWindow("a.mail", sim::SimWindow{22, 0, "Draft", {0, 0, 500, 500}, 1});
+    runFor(400);
+    EXPECT_TRUE(tracked(22));
+}
+
+TEST_F(WindowsFixture, ALongRunHoldsOnlyPendingWorkItems) {
+    startWith(kThreeSpaces);
+    // Windows that take a while to get a title each start a few delayed title reads.
+    for (std::uint32_t i = 0; i < 60; ++i) {
+        world().openWindow("a.tasks", sim::SimWindow{100 + i, 0, "", {0, 0, 500, 500}, 1});
+        runFor(1000);
+    }
+    EXPECT_LE(wm->heldWorkItems(), 3u);
+}
+
 TEST_F(WindowsFixture, WindowEventsGiveOneRefreshPerThreeTenthsAndNeverLoseTheLast) {
     startWith(kThreeSpaces);
     runFor(1000);
