@@ -125,6 +125,9 @@ Subsystems::Subsystems() {
         if (list.empty()) return workspace().runningApplications();
         return list;
     };
+    env.isProblematic = [this](const std::string& bundleID) {
+        return delegate_ && delegate_->problematicApps().count(bundleID) > 0;
+    };
     env.fillDefaults();
     windows_ = std::make_unique<windows::WindowManager>(std::move(env), *iss_);
     minimizer_ = std::make_unique<windows::WindowMinimizer>(*p.accessibility);
@@ -147,6 +150,12 @@ void Subsystems::attach(AppDelegate& delegate) {
     delegate.windowKeysInUseHook = [this](const std::vector<Key>& candidates) {
         return windowKeysInUse(candidates);
     };
+    // The managers follow the running-apps watch rather than every launch and quit.
+    subscriptions_.push_back(delegate.runningAppsDidChange.subscribe([this](const auto&) {
+        if (!started_) return;
+        apps().runningAppsDidChange();
+        windows_->runningAppsDidChange();
+    }));
 }
 
 void Subsystems::refreshAppWindows() {
@@ -255,6 +264,10 @@ void Subsystems::start() {
     subscriptions_.push_back(apps().appWindowsChanged.subscribe([this] {
         if (delegate_) delegate_->recomputeKeyLists();
     }));
+    // The launch guard's reactivation of a running app goes through the focus pipeline.
+    apps().launcher().focus = [this](const platform::RunningApp& process) {
+        windows_->forceActivate(process);
+    };
     windows_->start();
 }
 
@@ -299,10 +312,13 @@ RoutingServices Subsystems::routingServices() {
     };
     s.focusApp = [this](const RoutedApp& app, bool hideOthers) {
         bool ok = windows_->focusApp(app.bundleID);
+        // The running views are as of the last running-apps change: whether an app is hidden is
+        // asked now.
         if (ok && hideOthers)
-            for (auto& other : apps().runningApps())
-                if (other.process.pid != app.pid && !other.process.hidden)
-                    workspace().hide(other.process.pid);
+            for (auto& other : apps().runningApps()) {
+                auto live = workspace().runningApp(other.process.pid);
+                if (live && live->pid != app.pid && !live->hidden) workspace().hide(live->pid);
+            }
         return ok;
     };
     s.focusLastFocusedWindow = [this] { return windows_->focusLastFocusedWindow(); };
@@ -406,7 +422,8 @@ command::ManagerProviders Subsystems::commandProviders() {
             const auto& proc = entry.process;
             command::ZelkAppInfo info{proc.name, proc.bundleID, proc.pid};
             info.isActive = front && front->pid == proc.pid;
-            info.isHidden = proc.hidden;
+            auto live = workspace().runningApp(proc.pid);
+            info.isHidden = live ? live->hidden : proc.hidden;
             auto ws = windows_->windowsOfApp(proc.bundleID);
             info.windowCount = static_cast<std::int64_t>(ws.size());
             for (auto& w : ws) {
@@ -451,9 +468,11 @@ command::ManagerProviders Subsystems::commandProviders() {
     p.focusApp = [this](const AppTarget& t) { return windows_->focusApp(t.bundleID); };
     p.hideOtherApps = [this](const AppTarget& t) {
         int n = 0;
-        for (auto& other : apps().runningApps())
-            if (other.process.pid != t.pid && !other.process.hidden && workspace().hide(other.process.pid))
-                ++n;
+        // Whether an app is hidden is asked now: the running views are as of the last change of the list.
+        for (auto& other : apps().runningApps()) {
+            auto live = workspace().runningApp(other.process.pid);
+            if (live && live->pid != t.pid && !live->hidden && workspace().hide(live->pid)) ++n;
+        }
         return n;
     };
     p.hideApp = [](const AppTarget& t) { return workspace().hide(t.pid); };

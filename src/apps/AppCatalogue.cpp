@@ -103,14 +103,14 @@ void AppCatalogue::deliver(const std::vector<platform::InstalledApp>& installedA
     for (const auto& item : installedApps) {
         if (item.path.empty() || item.name.empty() || item.bundleID.empty()) continue;
         AppRef existing = byBundleIdentifier(item.bundleID);
-        if (existing && existing->useCount() == item.useCount && existing->path() == item.path &&
-            existing->menuBarFlagKnown()) {
+        if (existing && existing->useCount() == item.useCount && existing->path() == item.path) {
             list.push_back(existing);
+            // A record read from the settings has no menu-bar flag yet: the background pass reads it.
+            if (!existing->menuBarFlagKnown()) fresh.push_back(existing);
             continue;
         }
-        // How often the user switched to an app belongs to the app, not to one record of it.
-        auto app = std::make_shared<LaunchableApp>(item.path, item.name, item.useCount, item.bundleID,
-                                                   existing ? existing->switchCount() : 0);
+        // A rebuilt record starts counting switches from zero, with a score of its own.
+        auto app = std::make_shared<LaunchableApp>(item.path, item.name, item.useCount, item.bundleID);
         list.push_back(app);
         fresh.push_back(app);
     }
@@ -143,9 +143,13 @@ void AppCatalogue::install(std::vector<AppRef> list) {
         hasSafari = hasSafari || app->identifier() == "com.apple.Safari";
     // Safari lives in a cryptex the query doesn't index.
     if (!hasSafari && ws && ws->fileExists(kCryptexSafariPath)) {
-        auto safari = std::make_shared<LaunchableApp>(kCryptexSafariPath, "Safari", 0, "com.apple.Safari");
-        if (auto old = byBundleIdentifier("com.apple.Safari")) safari->setSwitchCount(old->switchCount());
-        safari->setMenuBarApp(false);
+        // The record made for it last time lives on, like any record the query reports unchanged.
+        AppRef safari = byBundleIdentifier("com.apple.Safari");
+        if (!safari || safari->path() != kCryptexSafariPath) {
+            auto made = std::make_shared<LaunchableApp>(kCryptexSafariPath, "Safari", 0, "com.apple.Safari");
+            made->setMenuBarApp(false);
+            safari = made;
+        }
         list.push_back(safari);
     }
     apps_ = std::move(list);

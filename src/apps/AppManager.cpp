@@ -163,8 +163,8 @@ AppRef AppManager::launchableAppFor(const platform::RunningApp& process) {
         app = std::make_shared<LaunchableApp>(path, process.name, 0, identifier);
         app->setMenuBarApp(process.activationPolicy != platform::ActivationPolicy::regular);
     }
-    auto count = switchCounts_.find(app->bundleIdentifier());
-    app->setSwitchCount(count != switchCounts_.end() ? count->second : record ? record->switchCount() : 0);
+    // A record for a process starts with no switches: its score, and so which letter it reaches by
+    // usage, doesn't depend on switches that the stored catalogue may not have caught yet.
     return app;
 }
 
@@ -285,14 +285,9 @@ AppManager::AppWindowRows AppManager::focusedAppWindowsByKey() const {
 void AppManager::onWorkspaceEvent(const platform::WorkspaceEvent& event) {
     using K = platform::WorkspaceEventKind;
     switch (event.kind) {
-        case K::didLaunch:
         case K::didTerminate:
-        case K::runningApplicationsChanged:
-            refreshRunningApps();
-            if (event.kind == K::didTerminate && focusedApp_ && event.app &&
-                focusedApp_->pid == event.app->pid)
-                focusedApp_.reset();
-            scheduleDynamicRefresh();
+            // The running views wait for the running-apps watch; only the focused app is let go now.
+            if (focusedApp_ && event.app && focusedApp_->pid == event.app->pid) focusedApp_.reset();
             break;
         case K::didActivate:
             frontmostChanged(event.app, true);
@@ -300,6 +295,11 @@ void AppManager::onWorkspaceEvent(const platform::WorkspaceEvent& event) {
         default:
             break;
     }
+}
+
+void AppManager::runningAppsDidChange() {
+    refreshRunningApps();
+    scheduleDynamicRefresh();
 }
 
 void AppManager::scoresChanged() {
@@ -324,16 +324,11 @@ void AppManager::frontmostChanged(const std::optional<platform::RunningApp>& pro
         refreshRunningApps();
     AppRef app = launchableAppFor(*process);
     if (app->firstNameLetter().empty()) return;
-    if (countSwitch) {
-        int count = app->switchCount() + 1;
-        switchCounts_[app->bundleIdentifier()] = count;
-        app->setSwitchCount(count);
+    // The switch is counted on the catalogue's record, which keeps it for its life and stores it with
+    // the catalogue.
+    if (countSwitch)
         if (auto record = catalogue_.byBundleIdentifier(app->bundleIdentifier()))
-            record->setSwitchCount(count);
-        for (auto& entry : running_)
-            if (entry.app->bundleIdentifier() == app->bundleIdentifier()) entry.app->setSwitchCount(count);
-        scoresChanged();
-    }
+            record->setSwitchCount(record->switchCount() + 1);
     std::erase_if(recentApps_, [&](const AppRef& r) { return r->identifier() == app->identifier(); });
     recentApps_.insert(recentApps_.begin(), app);
     scheduleDynamicRefresh();

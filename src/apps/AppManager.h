@@ -43,7 +43,9 @@ class AppManager {
     void startInstalledAppsQuery() { catalogue_.start(); }
     AppCatalogue& catalogue() { return catalogue_; }
 
-    // Running applications.
+    // Running applications. The views are replaced whole when the running-apps watch reports a change
+    // (debounced, with apps that keep launching and quitting left out), not on every launch or quit.
+    void runningAppsDidChange();
     const std::vector<platform::RunningApp>& allRunningApps() const { return allRunning_; }
     // The relevant running apps, with their records, in the workspace's order.
     const std::vector<RunningEntry>& runningApps() const { return running_; }
@@ -162,7 +164,6 @@ class AppManager {
     std::unordered_map<std::string, platform::RunningApp> runningByBundle_, runningByIdentifier_;
     std::vector<AppRef> recentApps_;
     std::optional<platform::RunningApp> focusedApp_;
-    std::unordered_map<std::string, int> switchCounts_;  // by bundle identifier
     std::map<std::string, int> windowCounts_;
     AppWindowRows appWindows_;
 

@@ -178,10 +178,12 @@ const std::vector<std::string>& LaunchableApp::nameLetters(const std::vector<std
 }
 
 double LaunchableApp::usageScore() const {
+    if (usageScore_) return *usageScore_;
     double factor = appScoreFactor(bundleIdentifier_);
     double uses = isMenuBarApp_ ? 0.0 : static_cast<double>(useCount_);
     double switches = switchCount_ > 7 ? switchCount_ : 0;
-    return factor * uses + switches;
+    usageScore_ = factor * uses + switches;
+    return *usageScore_;
 }
 
 }  // namespace zelk::apps

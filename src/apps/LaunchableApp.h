@@ -46,9 +46,11 @@ class LaunchableApp {
     int switchCount() const { return switchCount_; }
     void setSwitchCount(int count) { switchCount_ = count; }
     bool isMenuBarApp() const { return isMenuBarApp_; }
+    // Part of what the record is (read from its bundle as it is built), so the score follows it.
     void setMenuBarApp(bool flag) {
         isMenuBarApp_ = flag;
         menuBarFlagKnown_ = true;
+        usageScore_.reset();
     }
     // Records read back from the settings don't carry the flag: it is read from the bundle again.
     bool menuBarFlagKnown() const { return menuBarFlagKnown_; }
@@ -65,7 +67,8 @@ class LaunchableApp {
     const std::vector<std::string>& nameLetters(const std::vector<std::string>& optionalPrefixes,
                                                 std::uint64_t prefixesStamp) const;
 
-    // factor × use count (0 for a menu-bar app) + switch count once it is above 7.
+    // factor × use count (0 for a menu-bar app) + switch count once it is above 7. Computed at the first
+    // read and kept for the record's life: later switches count from the next record of the app.
     double usageScore() const;
     // Apps with a static key sort last when keys are handed out dynamically.
     double score(bool hasStaticKey) const { return hasStaticKey ? usageScore() - 99999 : usageScore(); }
@@ -85,6 +88,7 @@ class LaunchableApp {
     int switchCount_ = 0;
     bool isMenuBarApp_ = false;
     bool menuBarFlagKnown_ = false;
+    mutable std::optional<double> usageScore_;
     mutable std::optional<std::string> url_;
     mutable std::optional<std::string> asciiName_;
     mutable std::optional<std::string> lowercasedName_;

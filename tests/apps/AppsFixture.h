@@ -34,6 +34,7 @@ struct AppsFixture : SimFixture {
         logs = std::make_unique<ferrow::LogCapture>();
     }
     void TearDown() override {
+        runningFeed.cancel();
         apps::AppManager::reset();
         Settings::reset();
         logs.reset();
@@ -67,6 +68,15 @@ struct AppsFixture : SimFixture {
         return out;
     }
     apps::AppManager& manager() { return apps::AppManager::shared(); }
+    // Stands in for the program's running-apps watch: every change of the running list reaches the
+    // manager at once.
+    ferrow::Subscription runningFeed;
+    void feedRunningApps() {
+        runningFeed = desktop.workspace().observe([this](const platform::WorkspaceEvent& e) {
+            if (e.kind == platform::WorkspaceEventKind::runningApplicationsChanged)
+                manager().runningAppsDidChange();
+        });
+    }
     Settings& settings() { return Settings::shared(); }
 
     // Starts the manager with the catalogue delivered and its menu-bar pass done.

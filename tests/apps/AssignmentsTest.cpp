@@ -63,16 +63,29 @@ TEST_F(AssignmentsTest, RightAfterStartUsageDecidesNotTheAppInFront) {
     EXPECT_EQ(manager().focusedApp()->bundleID, "com.apple.Safari");
 }
 
-TEST_F(AssignmentsTest, SwitchesAccumulateIntoTheScore) {
+TEST_F(AssignmentsTest, SwitchesAreCountedOnTheCatalogueRecordAndLettersKeepAfterARestart) {
     start(desk(), "com.apple.Terminal");
-    for (int i = 0; i < 8; ++i) {
+    ASSERT_EQ(dynamicBundle("m"), "com.apple.MobileSMS");  // by usage: 50 against Mail's 20
+    for (int i = 0; i < 40; ++i) {
         activate("com.apple.Terminal");
         activate("com.apple.mail");
     }
-    EXPECT_EQ(record("com.apple.mail")->switchCount(), 8);
-    EXPECT_DOUBLE_EQ(record("com.apple.mail")->usageScore(), 20 + 8);
-    auto running = manager().runningAppByBundleIdentifier("com.apple.mail");
-    ASSERT_TRUE(running);
+    EXPECT_EQ(record("com.apple.mail")->switchCount(), 40);
+    // The catalogue is stored again (another app's use count moved), counts included.
+    runFor(3000);
+    desktop.workspace().bundleExtras["com.spotify.client"].useCount = 11;
+    desktop.workspace().installedAppsChanged();
+    runFor(500);
+    auto stored = settings().get(keys::launchableApps);
+    bool mailStored = false;
+    for (auto& r : stored)
+        if (r["identifier"] == "com.apple.mail") mailStored = r["switchCount"] == 40;
+    EXPECT_TRUE(mailStored);
+
+    // After a restart no app has been in front yet, and usage decides as it did at the last start.
+    apps::AppManager::reset();
+    startWithCatalogue();
+    EXPECT_EQ(dynamicBundle("m"), "com.apple.MobileSMS");
 }
 
 TEST_F(AssignmentsTest, AFreshLearnedPickWinsWhileItsAppRuns) {
@@ -373,6 +386,7 @@ TEST_F(AssignmentsTest, RefreshesAreThrottledTo50Milliseconds) {
 
 TEST_F(AssignmentsTest, LaunchesAndQuitsRefreshTheLetters) {
     start(desk(), "com.apple.Terminal");
+    feedRunningApps();
     EXPECT_EQ(dynamicBundle("n"), "");
     manager().launch("com.example.notes");
     runFor(500);

@@ -70,8 +70,19 @@ TEST_F(CatalogueTest, UnchangedRecordsAreReusedAndChangedOnesRebuilt) {
     EXPECT_EQ(record("com.apple.Safari"), safari);  // same record
     EXPECT_NE(record("com.google.Chrome"), chrome);
     EXPECT_EQ(record("com.google.Chrome")->useCount(), 26);
-    // The switches belong to the app, not to one record of it.
-    EXPECT_EQ(record("com.google.Chrome")->switchCount(), 9);
+    // A rebuilt record starts from zero; the reused one keeps its count.
+    EXPECT_EQ(record("com.google.Chrome")->switchCount(), 0);
+    EXPECT_EQ(record("com.apple.Safari")->switchCount(), 11);
+}
+
+TEST_F(CatalogueTest, AppsWithAZeroFactorAreHiddenFromTheCatalogue) {
+    makeWorld(
+        {{"com.apple.DiskUtility", "Disk Utility", 0, 10}, {"com.apple.Dictionary", "Dictionary", 0, 10}});
+    startWithCatalogue();
+    ASSERT_TRUE(record("com.apple.DiskUtility"));
+    EXPECT_FALSE(manager().isRelevant(*record("com.apple.DiskUtility")));
+    // The smallest factor above zero only ranks an app low.
+    EXPECT_TRUE(manager().isRelevant(*record("com.apple.Dictionary")));
 }
 
 TEST_F(CatalogueTest, DeliveriesAreThrottledToOnePerTwoSeconds) {

@@ -49,13 +49,15 @@ TEST(LaunchableAppIdentity, BundleIdentifierOfAProcessIdentifier) {
 }
 
 TEST(LaunchableAppScores, FactorUseCountAndSwitches) {
-    LaunchableApp plain("/Applications/Notes.app", "Notes", 10, "com.example.notes");
-    EXPECT_DOUBLE_EQ(plain.usageScore(), 10);
-    plain.setSwitchCount(7);
-    EXPECT_DOUBLE_EQ(plain.usageScore(), 10);  // 7 switches add nothing yet
-    plain.setSwitchCount(8);
+    LaunchableApp seven("/Applications/Notes.app", "Notes", 10, "com.example.notes", 7);
+    EXPECT_DOUBLE_EQ(seven.usageScore(), 10);  // 7 switches add nothing yet
+    LaunchableApp plain("/Applications/Notes.app", "Notes", 10, "com.example.notes", 8);
     EXPECT_DOUBLE_EQ(plain.usageScore(), 18);
     EXPECT_DOUBLE_EQ(plain.score(true), 18 - 99999);
+    // The score is kept for the record's life: later switches don't move it.
+    plain.setSwitchCount(30);
+    EXPECT_DOUBLE_EQ(plain.usageScore(), 18);
+    EXPECT_EQ(plain.switchCount(), 30);
 
     LaunchableApp xcode("/Applications/Xcode.app", "Xcode", 10, "com.apple.dt.Xcode");
     EXPECT_DOUBLE_EQ(xcode.usageScore(), 50);
