@@ -69,6 +69,7 @@ void SimWorld::startRunning(const std::string& bundleID, std::int32_t pid, bool 
                             const std::vector<SimWindow>& windows) {
     SimApp* a = app(bundleID);
     if (!a) return;
+    const bool wasRunning = a->running;
     a->running = true;
     setPid(*a, pid > 0 ? pid : nextPid());
     a->hidden = hidden;
@@ -84,7 +85,9 @@ void SimWorld::startRunning(const std::string& bundleID, std::int32_t pid, bool 
         windowCounter_ = std::max(windowCounter_, copy.id);
     }
     a->focusedWindow = nextFocusCandidate(*a);
-    if (std::find(activationOrder_.begin(), activationOrder_.end(), a->pid) == activationOrder_.end())
+    // A process that just started can't be in the order yet: only a restart needs the search.
+    if (!wasRunning ||
+        std::find(activationOrder_.begin(), activationOrder_.end(), a->pid) == activationOrder_.end())
         activationOrder_.push_back(a->pid);
 }
 
