@@ -242,18 +242,19 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
     if (keys.empty() && !isLatched() && !overlayVisible) return TapDecision::pass;
     if (isPaused() && !overlayVisible) return TapDecision::pass;
 
-    auto key = p.eventTap ? p.eventTap->key(event.keyCode) : std::nullopt;
+    // Key::none for a key code the layout doesn't map.
+    const Key key = p.eventTap ? p.eventTap->key(event.keyCode).value_or(Key::none) : Key::none;
     if (event.type == EventType::keyDown) {
-        if (!key) return TapDecision::pass;
+        if (key == Key::none) return TapDecision::pass;
         if (capsLockHeld) capsLockUsedAsModifier = true;
-        if (router_) return router_->routeKeyDown(*key, event, keys, event.autorepeat);
+        if (router_) return router_->routeKeyDown(key, event, keys, event.autorepeat);
         // Without a router only the take-over can claim a key.
         if (takeOverAtKeyDown(event, keys)) return TapDecision::swallow;
         return TapDecision::pass;
     }
     // Key up: passes, except Tab or the window cycle key that ends a cycle step.
-    if (tabCycling && (hijackCommandHeld || appTriggerKeysPressed.get()) && key &&
-        (*key == Key::tab || *key == settings_.windowCycleKey)) {
+    if (tabCycling && (hijackCommandHeld || appTriggerKeysPressed.get()) && key != Key::none &&
+        (key == Key::tab || key == settings_.windowCycleKey)) {
         showOSD(true);
         return TapDecision::swallow;
     }
