@@ -288,9 +288,19 @@ bool InputManager::takeOverAtKeyDown(const KeyEvent& event, const TriggerList& k
 void InputManager::handleFlagsChanged(const TriggerList& keys) {
     ++flagsChangeCount_;
     const bool paused = isPaused();
-    const auto& s = settings_;
+    recordModifierFlags(keys);
+    const TriggerMatches matches = matchTriggers(keys);
+    followApplicationTrigger(keys, matches.application, paused);
+    followWindowTrigger(matches.window, paused);
+    followStageTrigger(matches.stage, paused);
+    followCommandTakeOver(keys);
+    followShiftTap(keys);
+    if (keys.empty()) appTriggerTapContaminated = false;
+    prevTriggerKeys = keys;
+}
 
-    // 1. The ten modifier flags and the list.
+// The ten modifier flags and the list, rewritten on every change.
+void InputManager::recordModifierFlags(const TriggerList& keys) {
     rightCommand = contains(keys, TriggerKey::rightCommand);
     ralt = contains(keys, TriggerKey::ralt);
     rshift = contains(keys, TriggerKey::rshift);
@@ -302,116 +312,136 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
     fn = contains(keys, TriggerKey::fn);
     capsLock = contains(keys, TriggerKey::capsLock);
     flags = keys;
+}
 
-    // 2. Matches.
-    bool windowMatch =
-        !s.windowTriggerKeys.empty() &&
-        (sameSet(keys, s.windowTriggerKeys) || sameSet(keys, plus(s.windowTriggerKeys, TriggerKey::rshift)));
+// Which triggers the held keys make. The application trigger also holds for the trigger set plus one
+// Shift, the action combo, and the assign and hide-on-focus sets (routing tells those apart at key
+// down); while Cmd-Tab is taken over, both command keys together don't count as it. The window
+// trigger accepts right Shift as its only extra. Any other keys spoil a tap of the application trigger.
+InputManager::TriggerMatches InputManager::matchTriggers(const TriggerList& keys) {
+    const auto& s = settings_;
+    TriggerMatches m;
+    m.window = !s.windowTriggerKeys.empty() && (sameSet(keys, s.windowTriggerKeys) ||
+                                                sameSet(keys, plus(s.windowTriggerKeys, TriggerKey::rshift)));
     bool appMatch = !s.triggerKeys.empty() &&
                     (sameSet(keys, s.triggerKeys) || sameSet(keys, plus(s.triggerKeys, TriggerKey::rshift)) ||
                      sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift)));
     bool actionMatch = s.enableSelectionActionHotkeys && matchesActionCombo(keys, s.triggerKeys);
     if (!keys.empty() && keys != s.triggerKeys) appTriggerTapContaminated = true;
-
-    // 3. The application trigger.
-    bool appDown = false;
     TriggerList noShift = withoutShifts(keys);
-    if (hijackCommandHeld && sameSet(noShift, {TriggerKey::lcmd, TriggerKey::rightCommand}) &&
-        noShift.size() == 2) {
-        appDown = false;
-    } else {
-        appDown = appMatch || actionMatch ||
-                  (hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys)) ||
-                  (assignTriggerEnabled() && sameSet(keys, s.assignKeyTriggerKeys));
-    }
+    bool bothCommandsInTakeOver = hijackCommandHeld && noShift.size() == 2 &&
+                                  sameSet(noShift, {TriggerKey::lcmd, TriggerKey::rightCommand});
+    m.application = !bothCommandsInTakeOver &&
+                    (appMatch || actionMatch ||
+                     (hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys)) ||
+                     (assignTriggerEnabled() && sameSet(keys, s.assignKeyTriggerKeys)));
+    m.stage = stageTriggerEnabled() && sameSet(keys, s.stageTriggerKeys);
+    return m;
+}
 
-    if (appDown && !appTriggerKeysPressed.get()) {
-        // 4. Rising edge.
-        stickySearchSupersededByHold = isLatched() && (latchedSurface == "app" || latchedSurface == "window");
+void InputManager::followApplicationTrigger(const TriggerList& keys, bool down, bool paused) {
+    if (down && !appTriggerKeysPressed.get())
+        applicationTriggerWentDown(keys, paused);
+    else if (!down && appTriggerKeysPressed.get())
+        applicationTriggerWentUp();
+}
+
+// A press unlatches what was latched (a latched search is then superseded by the hold), starts the
+// hold's bookkeeping, opens window search on a double tap and arms the panel.
+void InputManager::applicationTriggerWentDown(const TriggerList& keys, bool paused) {
+    const auto& s = settings_;
+    stickySearchSupersededByHold = isLatched() && (latchedSurface == "app" || latchedSurface == "window");
+    stickyToggleHidden = false;
+    if (isLatched()) unlatch();
+    appTriggerKeysPressed = true;
+    appTriggerKeyPressTime = now();
+    appTriggerKeyUsedDuringHold = false;
+    pickCommittedByMouseDuringHold = false;
+    cycleLatchArmed = false;
+    keyDownDispatchedRouteLetter.reset();
+    graceTargetsAlreadyFocusedAction = false;
+    alreadyFocusedActionFiredThisHold = false;
+    lastKeypressDuringHoldEventTS.reset();
+    focusedBundleIDAtTriggerPress = focusedBundleID();
+    if (s.doubleTapSearchOpenWindows && s.triggerKeys.size() == 1 && sameSet(keys, s.triggerKeys) &&
+        lastAppTriggerTapTime && now() - *lastAppTriggerTapTime < kDoubleTapWindow) {
+        lastAppTriggerTapTime.reset();
+        if (enterWindowSearchHook) enterWindowSearchHook();
+    }
+    bool companionStandsIn = s.tactoraEnabled && s.tactoraHideOSDWhenShown;
+    if (!paused && !companionStandsIn) showOSD(false);
+}
+
+// A release leaves a latched surface alone, ends a hold that only took the sticky search away, notes
+// a clean tap for the double tap, latches an armed tab cycle, or else commits.
+void InputManager::applicationTriggerWentUp() {
+    const auto& s = settings_;
+    appTriggerKeysPressed = false;
+    if (isLatched()) {
+        appTriggerKeyPressTime.reset();
+        return;
+    }
+    if (stickyToggleHidden && !appTriggerKeyUsedDuringHold) {
         stickyToggleHidden = false;
-        if (isLatched()) unlatch();
-        appTriggerKeysPressed = true;
-        appTriggerKeyPressTime = now();
-        appTriggerKeyUsedDuringHold = false;
-        pickCommittedByMouseDuringHold = false;
-        cycleLatchArmed = false;
-        keyDownDispatchedRouteLetter.reset();
-        graceTargetsAlreadyFocusedAction = false;
-        alreadyFocusedActionFiredThisHold = false;
-        lastKeypressDuringHoldEventTS.reset();
-        focusedBundleIDAtTriggerPress = focusedBundleID();
-        if (s.doubleTapSearchOpenWindows && s.triggerKeys.size() == 1 && sameSet(keys, s.triggerKeys) &&
-            lastAppTriggerTapTime && now() - *lastAppTriggerTapTime < kDoubleTapWindow) {
-            lastAppTriggerTapTime.reset();
-            if (enterWindowSearchHook) enterWindowSearchHook();
-        }
-        bool companionStandsIn = s.tactoraEnabled && s.tactoraHideOSDWhenShown;
-        if (!paused && !companionStandsIn) showOSD(false);
-    } else if (!appDown && appTriggerKeysPressed.get()) {
-        // 5. Falling edge.
-        appTriggerKeysPressed = false;
-        bool done = false;
-        if (isLatched()) {
-            appTriggerKeyPressTime.reset();
-            done = true;
-        } else if (stickyToggleHidden && !appTriggerKeyUsedDuringHold) {
-            stickyToggleHidden = false;
-            appTriggerKeyPressTime.reset();
-            resetTabCycle();
-            hideOSD();
-            done = true;
-        }
-        if (!done) {
-            bool cleanTap = appTriggerKeyPressTime && now() - *appTriggerKeyPressTime < kDoubleTapWindow &&
-                            !appTriggerKeyUsedDuringHold && !appTriggerTapContaminated;
-            if (cleanTap)
-                lastAppTriggerTapTime = now();
-            else
-                lastAppTriggerTapTime.reset();
-            appTriggerKeyPressTime.reset();
-            if (s.stickyAppSwitcher && cycleLatchArmed && tabCycling && !tabCycleScopeOverride &&
-                !pickCommittedByMouseDuringHold) {
-                if (latchTabCycleHook) latchTabCycleHook();
-            } else {
-                resetTabCycle();
-                hideOSD();
-                if (router_) router_->commitOnTriggerUp();
-            }
-        }
+        appTriggerKeyPressTime.reset();
+        resetTabCycle();
+        hideOSD();
+        return;
     }
+    bool cleanTap = appTriggerKeyPressTime && now() - *appTriggerKeyPressTime < kDoubleTapWindow &&
+                    !appTriggerKeyUsedDuringHold && !appTriggerTapContaminated;
+    if (cleanTap)
+        lastAppTriggerTapTime = now();
+    else
+        lastAppTriggerTapTime.reset();
+    appTriggerKeyPressTime.reset();
+    if (s.stickyAppSwitcher && cycleLatchArmed && tabCycling && !tabCycleScopeOverride &&
+        !pickCommittedByMouseDuringHold) {
+        if (latchTabCycleHook) latchTabCycleHook();
+        return;
+    }
+    resetTabCycle();
+    hideOSD();
+    if (router_) router_->commitOnTriggerUp();
+}
 
-    // 6. Window trigger.
-    if (windowMatch && !windowTriggerKeysPressed.get()) {
+void InputManager::followWindowTrigger(bool down, bool paused) {
+    if (down && !windowTriggerKeysPressed.get()) {
         if (isLatched()) unlatch();
         windowTriggerKeysPressed = true;
         windowTriggerKeyPressTime = now();
         windowTriggerKeyUsedDuringHold = false;
         pickCommittedByMouseDuringHold = false;
         if (!paused) showOSD(false);
-    } else if (!windowMatch && windowTriggerKeysPressed.get()) {
+    } else if (!down && windowTriggerKeysPressed.get()) {
         windowTriggerKeysPressed = false;
         windowTriggerKeyPressTime.reset();
         hideOSD();
         if (router_) router_->commitOnTriggerUp();
     }
+}
 
-    // 7. Stage trigger.
-    bool stageDown = stageTriggerEnabled() && sameSet(keys, s.stageTriggerKeys);
-    if (stageDown && !stageTriggerKeysPressed.get()) {
+void InputManager::followStageTrigger(bool down, bool paused) {
+    if (down && !stageTriggerKeysPressed.get()) {
         if (isLatched()) unlatch();
         stageTriggerKeysPressed = true;
         stageTriggerKeyPressTime = now();
         stageTriggerKeyUsedDuringHold = false;
         pickCommittedByMouseDuringHold = false;
         if (!paused && router_) router_->showStagePanelIfAny();
-    } else if (!stageDown && stageTriggerKeysPressed.get()) {
+    } else if (!down && stageTriggerKeysPressed.get()) {
         stageTriggerKeysPressed = false;
         stageTriggerKeyPressTime.reset();
         hideOSD();
         if (router_) router_->commitOnTriggerUp();
     }
+}
 
-    // 8. Take-over of the command keys.
+// The take-over holds while only a command key (with Shift) is down, no trigger and nothing latched;
+// when it ends, an armed cycle latches (with the sticky scope that covers the system's keys) or the
+// cycle closes.
+void InputManager::followCommandTakeOver(const TriggerList& keys) {
+    const auto& s = settings_;
     TriggerList base = withoutShifts(keys);
     bool wanted =
         tabCycleBuilt() && (s.hijackCommandTab || (s.enableWindowCycleKey && s.hijackWindowCycleHotkey));
@@ -426,43 +456,42 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
             hijackCommandHeld = true;
             hijackCommandBase = base;
         }
-    } else if (hijackCommandHeld) {
-        hijackCommandHeld = false;
-        hijackCommandBase.clear();
-        if (s.stickyAppSwitcher && s.stickyAppSwitcherScopeSystem && cycleLatchArmed && tabCycling &&
-            !tabCycleScopeOverride && !pickCommittedByMouseDuringHold) {
-            if (latchTabCycleHook) latchTabCycleHook();
-        } else if (tabCycling) {
-            resetTabCycle();
-            hideOSD();
+        return;
+    }
+    if (!hijackCommandHeld) return;
+    hijackCommandHeld = false;
+    hijackCommandBase.clear();
+    if (s.stickyAppSwitcher && s.stickyAppSwitcherScopeSystem && cycleLatchArmed && tabCycling &&
+        !tabCycleScopeOverride && !pickCommittedByMouseDuringHold) {
+        if (latchTabCycleHook) latchTabCycleHook();
+    } else if (tabCycling) {
+        resetTabCycle();
+        hideOSD();
+    }
+}
+
+// A lone Shift tap on top of the trigger (or the take-over's command key) steps the search, the tab
+// cycle or the panel's selection back by one.
+void InputManager::followShiftTap(const TriggerList& keys) {
+    TriggerList b = hijackCommandHeld ? hijackCommandBase : settings_.triggerKeys;
+    if (b.empty()) return;
+    auto isBPlusOneShift = [&](const TriggerList& l) {
+        return sameSet(l, plus(b, TriggerKey::lshift)) || sameSet(l, plus(b, TriggerKey::rshift));
+    };
+    if (isBPlusOneShift(keys) && !contains(b, TriggerKey::lshift) && !contains(b, TriggerKey::rshift) &&
+        sameSet(prevTriggerKeys, b) && !prevTriggerKeys.empty()) {
+        shiftReverseTapArmed = true;
+        return;
+    }
+    if (sameSet(keys, b) && isBPlusOneShift(prevTriggerKeys) && shiftReverseTapArmed) {
+        bool cycleSelection = appSwitcherCycleSelectedID.has_value();
+        if (searchActive || tabCycling || cycleSelection) {
+            appTriggerKeyUsedDuringHold = true;
+            cycleLatchArmed = true;
+            if (stepSelectionReverseHook) stepSelectionReverseHook(true);
         }
     }
-
-    // 9. Shift tap.
-    TriggerList b = hijackCommandHeld ? hijackCommandBase : s.triggerKeys;
-    if (!b.empty()) {
-        auto isBPlusOneShift = [&](const TriggerList& l) {
-            return sameSet(l, plus(b, TriggerKey::lshift)) || sameSet(l, plus(b, TriggerKey::rshift));
-        };
-        if (isBPlusOneShift(keys) && !contains(b, TriggerKey::lshift) && !contains(b, TriggerKey::rshift) &&
-            sameSet(prevTriggerKeys, b) && !prevTriggerKeys.empty()) {
-            shiftReverseTapArmed = true;
-        } else if (sameSet(keys, b) && isBPlusOneShift(prevTriggerKeys) && shiftReverseTapArmed) {
-            bool cycleSelection = appSwitcherCycleSelectedID.has_value();
-            if (searchActive || tabCycling || cycleSelection) {
-                appTriggerKeyUsedDuringHold = true;
-                cycleLatchArmed = true;
-                if (stepSelectionReverseHook) stepSelectionReverseHook(true);
-            }
-            shiftReverseTapArmed = false;
-        } else {
-            shiftReverseTapArmed = false;
-        }
-    }
-
-    // 10.
-    if (keys.empty()) appTriggerTapContaminated = false;
-    prevTriggerKeys = keys;
+    shiftReverseTapArmed = false;
 }
 
 // Caps lock --------------------------------------------------------------------------------------

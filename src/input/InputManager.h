@@ -163,6 +163,20 @@ class InputManager {
     bool takeOverAtKeyDown(const platform::KeyEvent& event, const TriggerList& keys);
 
   private:
+    // The steps of the trigger state machine, in the order they run on every flags change.
+    struct TriggerMatches {
+        bool application = false, window = false, stage = false;
+    };
+    void recordModifierFlags(const TriggerList& keys);
+    TriggerMatches matchTriggers(const TriggerList& keys);
+    void followApplicationTrigger(const TriggerList& keys, bool down, bool paused);
+    void applicationTriggerWentDown(const TriggerList& keys, bool paused);
+    void applicationTriggerWentUp();
+    void followWindowTrigger(bool down, bool paused);
+    void followStageTrigger(bool down, bool paused);
+    void followCommandTakeOver(const TriggerList& keys);
+    void followShiftTap(const TriggerList& keys);
+
     bool isPaused() const;
     void clearCapsLockState();
     void capsLockTapToggle();
