@@ -364,3 +364,28 @@ TEST_F(AgentFixture, TriggerSettingsReadNamesOrRawValuesAndABadValueSpoilsOnlyIt
     EXPECT_EQ(input().settings().activationMode, ActivationMode::adaptive);
     EXPECT_TRUE(sameSet(input().settings().triggerKeys, {TriggerKey::ralt, triggerKeyFromRaw(1).value()}));
 }
+
+// The keyboard's own view of the triggers: held or released from the hardware flags, whatever the
+// tap saw; unknown only while a held trigger's set has caps lock (the default stage set has it, and
+// that doesn't blind the check for the other triggers).
+TEST_F(AgentFixture, ThePhysicalTriggerStateReadsTheKeyboard) {
+    start(kBasicWorld);
+    hold({"rightCommand"});
+    EXPECT_EQ(input().physicalTriggerState(false, false), PhysicalTrigger::held);
+    world().faults.tapDead = true;
+    hold({});  // the tap misses the release
+    EXPECT_TRUE(input().appTriggerKeysPressed.get());
+    EXPECT_EQ(input().physicalTriggerState(false, false), PhysicalTrigger::released);
+    // A key routed less than a second ago counts as a live hold when asked to.
+    input().lastKeypressDuringHoldEventTS = queue->now();
+    EXPECT_EQ(input().physicalTriggerState(true, false), PhysicalTrigger::held);
+    runFor(1000);
+    EXPECT_EQ(input().physicalTriggerState(true, false), PhysicalTrigger::released);
+    world().faults.tapDead = false;
+    hold({"rightCommand"});
+    hold({});  // the tap sees the release this time
+    hold({"capsLock"});  // the stage trigger: its set is caps lock
+    EXPECT_TRUE(input().stageTriggerKeysPressed.get());
+    EXPECT_EQ(input().physicalTriggerState(false, false), PhysicalTrigger::unknown);
+    hold({});
+}
