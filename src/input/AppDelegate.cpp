@@ -28,7 +28,7 @@ platform::SettingsStore* store() {
 }
 
 std::string describeBundles(const std::vector<std::string>& ids) {
-    return "[" + ferrow::join(ids, ", ") + "]";
+    return fmt::format("[{}]", ferrow::join(ids, ", "));
 }
 }  // namespace
 
