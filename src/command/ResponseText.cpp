@@ -46,11 +46,11 @@ std::string joinArray(const json& object, const char* key, const char* sep) {
 }
 
 std::string quoted(const std::string& s) {
-    return "\"" + s + "\"";
+    return fmt::format("\"{}\"", s);
 }
 
 std::string windowLine(const json& w) {
-    std::string line = "#" + str(w, "id") + " " + quoted(str(w, "title"));
+    std::string line = fmt::format("#{} {}", str(w, "id"), quoted(str(w, "title")));
     if (!str(w, "appName").empty()) line += " (" + str(w, "appName") + ")";
     return line;
 }
@@ -90,8 +90,10 @@ std::string stages(const json& list) {
             for (auto& i : *items) {
                 std::string resolved;
                 if (i.contains("resolvedWindowID"))
-                    resolved = "#" + str(i, "resolvedWindowID") + " " + quoted(str(i, "resolvedTitle"));
-                rows.push_back({"  " + str(i, "appName"), str(i, "spec"), str(i, "placement"), resolved});
+                    resolved =
+                        fmt::format("#{} {}", str(i, "resolvedWindowID"), quoted(str(i, "resolvedTitle")));
+                rows.push_back(
+                    {fmt::format("  {}", str(i, "appName")), str(i, "spec"), str(i, "placement"), resolved});
             }
         if (!rows.empty()) out += formatTable({"  APP", "WINDOW", "PLACEMENT", "RESOLVED"}, rows);
     }
@@ -131,7 +133,7 @@ std::string status(const json& s) {
     std::string space = s.contains("activeSpace") ? str(s["activeSpace"], "index") : "?";
     rows.push_back({"space", space + " of " + str(s, "totalSpaces")});
     if (auto st = s.find("activeStage"); st != s.end() && st->is_object())
-        rows.push_back({"active stage", "[" + str(*st, "key") + "] " + str(*st, "name")});
+        rows.push_back({"active stage", fmt::format("[{}] {}", str(*st, "key"), str(*st, "name"))});
     std::string out;
     for (auto& r : rows)
         out += fmt::format("{:<16}{}\n", r[0] + ":", r[1]);

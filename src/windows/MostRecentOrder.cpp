@@ -1,5 +1,7 @@
 #include "windows/MostRecentOrder.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "support/Log.h"
@@ -39,7 +41,7 @@ void MostRecentOrder::recordWindowMRU(std::uint32_t id) {
         lastFocusChangeAt_ = ferrow::now();
     auto name = [this](std::optional<std::uint32_t> w) {
         if (!w) return std::string("nil");
-        return describe ? describe(*w) : "#" + std::to_string(*w);
+        return describe ? describe(*w) : fmt::format("#{}", *w);
     };
     ferrow::Log::debug("recordWindowMRU: bump -> {} (was head={}){}", name(id), name(oldHead),
                        suppressed ? " (recency suppressed)" : "");

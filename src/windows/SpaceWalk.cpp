@@ -1,5 +1,7 @@
 #include "windows/SpaceWalk.h"
 
+#include <fmt/format.h>
+
 #include <set>
 
 #include "support/Format.h"
@@ -12,10 +14,10 @@ using ferrow::Log;
 
 namespace {
 std::string joinIDs(const std::vector<platform::SpaceEntry>& spaces) {
-    std::string out;
+    std::vector<std::uint64_t> ids;
     for (auto& s : spaces)
-        out += (out.empty() ? "" : ",") + std::to_string(s.id64);
-    return "[" + out + "]";
+        ids.push_back(s.id64);
+    return fmt::format("[{}]", fmt::join(ids, ","));
 }
 std::string boundsText(const std::optional<Rect>& r) {
     if (!r) return "<no-bounds>";

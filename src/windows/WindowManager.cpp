@@ -1,5 +1,7 @@
 #include "windows/WindowManager.h"
 
+#include <fmt/format.h>
+
 #include "support/Format.h"
 #include "support/Log.h"
 
@@ -36,7 +38,7 @@ WindowManager::WindowManager(WindowEnvironment env, spaces::ISSManager& iss)
       focus_(env_, tracker_, mru_, spaces_, iss_) {
     mru_.describe = [this](std::uint32_t id) {
         if (auto w = tracker_.window(id)) return describe(*w);
-        return "#" + std::to_string(id);
+        return fmt::format("#{}", id);
     };
     tracker_.afterPublish = [this] { afterPublish(); };
     tracker_.adopted = [this](const platform::RunningApp& app) {
