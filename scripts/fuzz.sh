@@ -10,8 +10,10 @@ cd "$(dirname "$0")/.."
 seconds=${ZELK_FUZZ_SECONDS:-20}
 targets=${ZELK_FUZZ_TARGETS:-"FuzzYaml FuzzWorldFile FuzzReplayScript FuzzRequest FuzzSettingsFile"}
 dir=build/fuzz
+launcher=()
+command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 CC=clang-14 CXX=clang++-14 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DZELK_FUZZ=ON -DZELK_TESTS=OFF -DZELK_BENCH=OFF >/dev/null
+    -DZELK_FUZZ=ON -DZELK_TESTS=OFF -DZELK_BENCH=OFF "${launcher[@]}" >/dev/null
 # shellcheck disable=SC2086
 cmake --build "$dir" -j "$(nproc)" --target $targets
 failed=()

@@ -156,7 +156,7 @@ int main(int argc, char** argv) {
         "zelk: drive the running zelk agent from the command line.\n"
         "Every command asks the agent over its local socket and prints the answer;\n"
         "the exit code is 0 on success, 1 when the agent refuses, 2 on a usage error,\n"
-        "3 when no agent is running.",
+        "3 when no agent is running or it is busy.",
         "zelk"};
     app.require_subcommand(1);
     app.set_help_all_flag("--help-all", "Show help for every command");
