@@ -159,6 +159,9 @@ void CLIService::serve() {
     const std::string invalidReply = frameMessage(encodeResponse(ZelkResponse::failure(kInvalidRequest)));
     const std::string busyReply = frameMessage(encodeResponse(ZelkResponse::failure(kAgentBusy)));
 
+    // Deadlines count from the start of the turn that saw the change: a reply already sent may let
+    // the client (a test moving a virtual clock) act before the turn ends.
+    Nanos turnStart = clock.now();
     // Deadlines start when a message or reply gets under way and again when the connection falls idle.
     auto updateDeadline = [&](Connection& c) {
         bool busy = c.reader.midMessage() || c.hasOutput();
@@ -166,7 +169,7 @@ void CLIService::serve() {
         if (busy != c.busy || c.stirred) {
             c.busy = busy;
             c.stirred = false;
-            c.deadline = clock.now() + (busy ? options_.messageTimeout : options_.idleTimeout);
+            c.deadline = turnStart + (busy ? options_.messageTimeout : options_.idleTimeout);
         }
     };
     auto queueReply = [&](Connection& c, const std::string& framed) {
@@ -288,7 +291,7 @@ void CLIService::serve() {
                 continue;
             }
             auto c = std::make_unique<Connection>(fd, options_.maxMessageBytes);
-            c->deadline = clock.now() + options_.idleTimeout;
+            c->deadline = turnStart + options_.idleTimeout;
             impl.connections.push_back(std::move(c));
         }
     };
@@ -321,6 +324,7 @@ void CLIService::serve() {
             break;
         }
         if (stopping_) break;
+        turnStart = clock.now();
         if (fds[0].revents & POLLIN) {
             char drain[64];
             while (::read(impl.wakeRead, drain, sizeof drain) > 0) {
@@ -338,9 +342,8 @@ void CLIService::serve() {
             if (c.hasOutput() || c.closeAfterFlush) flush(c);
             updateDeadline(c);
         }
-        Nanos now = clock.now();
         for (auto& c : impl.connections) {
-            if (!c->dead && now >= c->deadline) {
+            if (!c->dead && turnStart >= c->deadline) {
                 Log::debug("CLIService: dropped a client that {}",
                            c->busy ? "stalled mid-message" : "stayed idle");
                 c->dead = true;

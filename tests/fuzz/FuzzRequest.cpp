@@ -2,6 +2,7 @@
 // request encodes to a message that decodes to the same request.
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "command/ZelkRequest.h"
@@ -11,7 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto request = zelk::command::decodeRequest(bytes);
     if (!request) return 0;
     auto json = zelk::command::toJson(*request);
-    auto again = zelk::command::decodeRequest(json.dump());
+    std::string text = json.dump();
+    auto again = zelk::command::decodeRequest(std::string_view(text));
     if (!again || zelk::command::toJson(*again) != json) __builtin_trap();
     return 0;
 }

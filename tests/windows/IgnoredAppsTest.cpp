@@ -49,7 +49,8 @@ TEST_F(IgnoredAppsTest, ALongListIsDecodedOncePerChangeNotPerLookUp) {
     for (int i = 0; i < 20'000; ++i)
         ignored.push_back("com.example.app" + std::to_string(i));
     startCounting(ignored);
-    EXPECT_EQ(std::count(ids().begin(), ids().end(), 21u), 0);  // Mail's window is left out
+    auto listed = ids();
+    EXPECT_EQ(std::count(listed.begin(), listed.end(), 21u), 0);  // Mail's window is left out
     int afterStart = store.reads["ignoredApps"];
     for (int i = 0; i < 20; ++i) {
         wm->refreshWindows(true);
