@@ -16,6 +16,7 @@
 #include "command/SocketPath.h"
 #include "command/ZelkRequest.h"
 #include "command/ZelkResponse.h"
+#include "support/FileRead.h"
 
 namespace {
 
@@ -140,13 +141,11 @@ std::optional<std::string> unknownCommand(CLI::App& app, std::string& where) {
     return std::nullopt;
 }
 
-std::optional<std::string> readAll(const std::string& file) {
-    if (file == "-") return std::string(std::istreambuf_iterator<char>(std::cin), {});
-    std::ifstream in(file, std::ios::binary);
-    if (!in) return std::nullopt;
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
+// An import can't be larger than one message to the agent, so reading stops there.
+std::optional<std::string> readAll(const std::string& file, std::string& error) {
+    if (file == "-")
+        return ferrow::readStreamCapped(std::cin, "standard input", zelk::command::kMaxMessageBytes, error);
+    return ferrow::readFileCapped(file, zelk::command::kMaxMessageBytes, error);
 }
 
 }  // namespace
@@ -342,9 +341,10 @@ int main(int argc, char** argv) {
          simple(ZelkCommand::configExport));
     leaf(configGroup->add_subcommand("import", "Import settings from JSON (a file, or - for standard input)"),
          [](const Args& args) -> std::optional<std::string> {
-             auto body = readAll(args.file);
+             std::string error;
+             auto body = readAll(args.file, error);
              if (!body) {
-                 std::cerr << "zelk: cannot read " << args.file << "\n";
+                 std::cerr << "zelk: " << error << "\n";
                  return std::nullopt;
              }
              ZelkRequest r = base(ZelkCommand::configImport, args);

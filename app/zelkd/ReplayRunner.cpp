@@ -14,6 +14,14 @@ using nlohmann::json;
 
 namespace {
 
+// A checked field of an event body, or the fallback when it is absent or null (the script check
+// has already refused values of the wrong type).
+template <typename T>
+T valueOr(const json& body, const char* name, T fallback) {
+    auto it = body.find(name);
+    return it == body.end() || it->is_null() ? fallback : it->get<T>();
+}
+
 // Applies one script event to the world (or the program, for commands).
 class EventApplier {
   public:
@@ -46,15 +54,15 @@ class EventApplier {
             withApp(e, [&](sim::SimApp& app) { world_.unhide(app.pid); });
         } else if (k == "openWindow") {
             sim::SimWindow w;
-            w.id = v.value("id", 0u);
-            w.title = v.value("title", "");
-            w.space = v.value("space", std::uint64_t(0));
-            if (v.contains("frame") && v["frame"].is_array() && v["frame"].size() == 4)
+            w.id = valueOr<std::uint32_t>(v, "id", 0);
+            w.title = valueOr<std::string>(v, "title", "");
+            w.space = valueOr<std::uint64_t>(v, "space", 0);
+            if (v.contains("frame") && v["frame"].is_array())
                 w.frame = {v["frame"][0].get<double>(), v["frame"][1].get<double>(),
                            v["frame"][2].get<double>(), v["frame"][3].get<double>()};
             else
                 w.frame = {100, 100, 1000, 700};
-            sim::SimApp* app = world_.app(v.value("bundleID", ""));
+            sim::SimApp* app = world_.app(valueOr<std::string>(v, "bundleID", ""));
             if (!app || !app->running)
                 note(e, "openWindow: app is not running");
             else if (w.space != 0 && !world_.displayIndexOfSpace(w.space))
@@ -67,13 +75,14 @@ class EventApplier {
             if (!world_.setMinimized(v.get<std::uint32_t>(), k == "minimize"))
                 note(e, k + ": no such window");
         } else if (k == "retitle") {
-            if (!world_.retitle(v.value("id", 0u), v.value("title", ""))) note(e, "retitle: no such window");
+            if (!world_.retitle(valueOr<std::uint32_t>(v, "id", 0), valueOr<std::string>(v, "title", "")))
+                note(e, "retitle: no such window");
         } else if (k == "switchSpace") {
-            auto d = world_.displayIndexById(v.value("display", 1u));
-            if (!d || !world_.switchSpace(*d, v.value("space", std::uint64_t(0))))
+            auto d = world_.displayIndexById(valueOr<std::uint32_t>(v, "display", 1));
+            if (!d || !world_.switchSpace(*d, valueOr<std::uint64_t>(v, "space", 0)))
                 note(e, "switchSpace: no such display or Space");
         } else if (k == "pointer") {
-            world_.warpPointer({v.value("x", 0.0), v.value("y", 0.0)});
+            world_.warpPointer({valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)});
         } else if (k == "command") {
             trace_.recordReply(agent_.handleCommand(v));
         } else if (k == "setting") {

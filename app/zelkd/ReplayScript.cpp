@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <set>
 
 #include "platform/Key.h"
@@ -19,55 +21,120 @@ const std::set<std::string> kKinds{
     "activate", "openWindow", "closeWindow", "retitle",    "switchSpace", "command", "setting",
     "fault",    "end",        "minimize",    "unminimize", "pointer",     "hide",    "unhide"};
 
-bool isId(const json& v) {
-    return v.is_number_integer() && v.get<std::int64_t>() >= 0 && v.get<std::int64_t>() <= 0xFFFFFFFFLL;
+// What a field may hold. Every field of every event is checked through fieldProblem() before the run,
+// so the runner reads values of the right type and range without further checks.
+enum class Field { boolean, text, windowID, spaceID, displayID, pid, coordinate, rect, time };
+
+constexpr double kMaxCoordinate = 1e7;  // points; far beyond any arrangement of displays
+
+bool isWhole(const json& v, std::int64_t low, std::uint64_t high) {
+    if (v.is_number_unsigned()) return v.get<std::uint64_t>() <= high;
+    if (v.is_number_integer()) {
+        auto n = v.get<std::int64_t>();
+        return n >= low && (n < 0 || static_cast<std::uint64_t>(n) <= high);
+    }
+    return false;
+}
+
+bool isFiniteWithin(const json& v, double low, double high) {
+    if (!v.is_number()) return false;
+    double d = v.get<double>();
+    return std::isfinite(d) && d >= low && d <= high;
+}
+
+bool fits(const json& v, Field type) {
+    switch (type) {
+        case Field::boolean:
+            return v.is_boolean();
+        case Field::text:
+            return v.is_string();
+        case Field::windowID:
+        case Field::displayID:
+            return isWhole(v, 0, std::numeric_limits<std::uint32_t>::max());
+        case Field::spaceID:
+            return isWhole(v, 0, std::numeric_limits<std::uint64_t>::max());
+        case Field::pid:
+            return isWhole(v, 1, std::numeric_limits<std::int32_t>::max());
+        case Field::coordinate:
+            return isFiniteWithin(v, -kMaxCoordinate, kMaxCoordinate);
+        case Field::rect:
+            return v.is_array() && v.size() == 4 && std::all_of(v.begin(), v.end(), [](const json& n) {
+                       return isFiniteWithin(n, -kMaxCoordinate, kMaxCoordinate);
+                   });
+        case Field::time:
+            return isFiniteWithin(v, 0, static_cast<double>(kMaxReplayTimeMs));
+    }
+    return false;
+}
+
+std::string expected(Field type) {
+    switch (type) {
+        case Field::boolean:
+            return "true or false";
+        case Field::text:
+            return "a string";
+        case Field::windowID:
+            return "a window id (0 to 4294967295)";
+        case Field::displayID:
+            return "a display id (0 to 4294967295)";
+        case Field::spaceID:
+            return "a Space id (a whole number of at least 0)";
+        case Field::pid:
+            return "a pid (1 to 2147483647)";
+        case Field::coordinate:
+            return fmt::format("a finite number of points within ±{:.0f}", kMaxCoordinate);
+        case Field::rect:
+            return fmt::format("[x, y, w, h] of finite numbers within ±{:.0f}", kMaxCoordinate);
+        case Field::time:
+            return fmt::format("milliseconds from 0 to {} (24 hours)", kMaxReplayTimeMs);
+    }
+    return "";
+}
+
+// The one check every field goes through: "" when it fits, else "NAME: expected WHAT".
+std::string fieldProblem(const std::string& name, const json& value, Field type) {
+    return fits(value, type) ? "" : fmt::format("{}: expected {}", name, expected(type));
 }
 
 // The fields of a mapping event: what is wrong with the first bad one, or "" when they all fit (the
 // runner reads them without further checks).
 std::string checkBody(const std::string& kind, const json& v) {
-    auto field = [&](const char* name, bool required, auto&& ok, const char* expected) -> std::string {
+    auto field = [&](const char* name, bool required, Field type) -> std::string {
         if (!v.contains(name) || v[name].is_null())
             return required ? fmt::format("{}.{}: missing", kind, name) : "";
-        return ok(v[name]) ? "" : fmt::format("{}.{}: expected {}", kind, name, expected);
-    };
-    auto id = [](const json& x) { return isId(x); };
-    auto text = [](const json& x) { return x.is_string(); };
-    auto number = [](const json& x) { return x.is_number(); };
-    auto flag = [](const json& x) { return x.is_boolean(); };
-    auto rect = [](const json& x) {
-        return x.is_array() && x.size() == 4 &&
-               std::all_of(x.begin(), x.end(), [](const json& n) { return n.is_number(); });
+        return fieldProblem(kind + "." + name, v[name], type);
     };
     std::vector<std::string> problems;
     if (kind == "openWindow")
-        problems = {field("bundleID", true, text, "a bundle identifier"),
-                    field("id", false, id, "a window id"), field("title", false, text, "a string"),
-                    field("frame", false, rect, "[x, y, w, h]"), field("space", false, id, "a Space id")};
+        problems = {field("bundleID", true, Field::text), field("id", false, Field::windowID),
+                    field("title", false, Field::text), field("frame", false, Field::rect),
+                    field("space", false, Field::spaceID)};
     else if (kind == "retitle")
-        problems = {field("id", true, id, "a window id"), field("title", true, text, "a string")};
+        problems = {field("id", true, Field::windowID), field("title", true, Field::text)};
     else if (kind == "switchSpace")
-        problems = {field("display", false, id, "a display id"), field("space", true, id, "a Space id")};
+        problems = {field("display", false, Field::displayID), field("space", true, Field::spaceID)};
     else if (kind == "pointer")
-        problems = {field("x", true, number, "a number"), field("y", true, number, "a number")};
+        problems = {field("x", true, Field::coordinate), field("y", true, Field::coordinate)};
     else if (kind == "fault") {
         for (const char* name : {"axTimeout", "axRecover", "launchFails", "overlay"})
-            problems.push_back(field(name, false, text, "a string"));
+            problems.push_back(field(name, false, Field::text));
         for (const char* name : {"tapDisabled", "tapDisabledByUserInput", "tapDead", "screenLocked",
                                  "noWindowServer", "missionControl", "appExpose"})
-            problems.push_back(field(name, false, flag, "true or false"));
-        problems.push_back(field(
-            "secureInput", false, [](const json& x) { return x.is_boolean() || isId(x); },
-            "true, false or a pid"));
-        problems.push_back(field(
-            "permission", false,
-            [](const json& x) {
-                if (!x.is_object()) return false;
-                for (auto& [k, value] : x.items())
-                    if ((k != "accessibility" && k != "screenRecording") || !value.is_boolean()) return false;
-                return true;
-            },
-            "{accessibility: true/false, screenRecording: true/false}"));
+            problems.push_back(field(name, false, Field::boolean));
+        if (v.contains("secureInput") && !v["secureInput"].is_boolean() &&
+            !fits(v["secureInput"], Field::pid))
+            problems.push_back("fault.secureInput: expected true, false or " + expected(Field::pid));
+        if (v.contains("permission")) {
+            const json& p = v["permission"];
+            if (!p.is_object())
+                problems.push_back(
+                    "fault.permission: expected {accessibility: true/false, screenRecording: true/false}");
+            else
+                for (auto& [k, value] : p.items())
+                    problems.push_back(k == "accessibility" || k == "screenRecording"
+                                           ? fieldProblem("fault.permission." + k, value, Field::boolean)
+                                           : fmt::format("fault.permission: unknown key '{}'", k));
+        }
     }
     for (auto& p : problems)
         if (!p.empty()) return p;
@@ -94,10 +161,10 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
             return false;
         };
         if (!e.is_object()) return fail("expected a mapping");
-        if (!e.contains("at") || !e["at"].is_number()) return fail("missing 'at' (milliseconds)");
-        double at = e["at"].get<double>();
-        if (at < 0) return fail("'at' is negative");
-        auto atMs = static_cast<std::int64_t>(at);
+        if (!e.contains("at") || e["at"].is_null()) return fail("missing 'at' (milliseconds)");
+        if (auto problem = fieldProblem("at", e["at"], Field::time); !problem.empty()) return fail(problem);
+        // Within the bound the value fits an integer exactly; fractions of a millisecond are dropped.
+        auto atMs = static_cast<std::int64_t>(e["at"].get<double>());
         if (atMs < last) return fail(fmt::format("'at' {} goes back in time (previous {})", atMs, last));
         last = atMs;
         std::string kind;
@@ -109,7 +176,13 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
             }
         if (kind.empty()) return fail("no event");
         if (!kKinds.count(kind)) return fail(fmt::format("unknown event '{}'", kind));
-        ReplayEvent ev{atMs, kind, e[kind], e.value("repeat", false), i + 1};
+        bool repeat = false;
+        if (e.contains("repeat") && !e["repeat"].is_null()) {
+            if (auto problem = fieldProblem("repeat", e["repeat"], Field::boolean); !problem.empty())
+                return fail(problem);
+            repeat = e["repeat"].get<bool>();
+        }
+        ReplayEvent ev{atMs, kind, e[kind], repeat, i + 1};
         if (kind == "keyDown" || kind == "keyUp" || kind == "tap") {
             if (!ev.value.is_string() || !keyFromName(ev.value.get<std::string>()) ||
                 keyFromName(ev.value.get<std::string>()) == Key::none)
@@ -126,9 +199,9 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
              kind == "unhide") &&
             !ev.value.is_string())
             return fail(kind + ": expected a bundle identifier");
-        if ((kind == "closeWindow" || kind == "minimize" || kind == "unminimize") &&
-            !(ev.value.is_number_integer() && ev.value.get<std::int64_t>() >= 0))
-            return fail(kind + ": expected a window id");
+        if (kind == "closeWindow" || kind == "minimize" || kind == "unminimize")
+            if (auto problem = fieldProblem(kind, ev.value, Field::windowID); !problem.empty())
+                return fail(problem);
         if ((kind == "openWindow" || kind == "retitle" || kind == "switchSpace" || kind == "command" ||
              kind == "setting" || kind == "fault" || kind == "pointer") &&
             !ev.value.is_object())
@@ -172,7 +245,7 @@ bool parseReplayScript(const std::string& text, ReplayScript& script, std::strin
     ferrow::YamlError yamlError;
     auto value = ferrow::parseYaml(text, &yamlError);
     if (!value) {
-        error = fmt::format("line {}: {}", yamlError.line, yamlError.message);
+        error = yamlError.describe();
         return false;
     }
     return parseReplayScript(*value, script, error);

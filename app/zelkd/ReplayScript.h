@@ -7,6 +7,10 @@
 
 namespace zelk::agent {
 
+// The latest time a script may name: 24 hours of virtual time, in milliseconds. Later times, and
+// times that aren't finite numbers, are refused before the run.
+inline constexpr std::int64_t kMaxReplayTimeMs = 24LL * 60 * 60 * 1000;
+
 // One timed event of a replay script: its kind ("flags", "keyDown", "tap", "command", ...) and body.
 struct ReplayEvent {
     std::int64_t atMs = 0;

@@ -16,22 +16,19 @@
 #include "TraceRecorder.h"
 #include "platform/JsonFileSettingsStore.h"
 #include "platform/Platform.h"
+#include "platform/SettingsFileWatch.h"
 #include "platform/sim/WorldFile.h"
+#include "support/FileRead.h"
 #include "support/Log.h"
 #include "support/MainQueue.h"
 #include "support/Timing.h"
+#include "support/Yaml.h"
 
 namespace {
 
+// World files and scripts share the YAML reader's size bound, checked before anything is read.
 std::optional<std::string> readFile(const std::string& path, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        error = "cannot read " + path;
-        return std::nullopt;
-    }
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
+    return ferrow::readFileCapped(path, ferrow::YamlLimits{}.maxBytes, error);
 }
 
 volatile std::sig_atomic_t gStop = 0;
@@ -68,6 +65,8 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
                                               : std::filesystem::path(settingsPath));
     for (auto& [key, value] : extras.settings.items())
         store.write(key, value);
+    // An edit of the file while the agent runs is applied as it would be from the settings panes.
+    platform::SettingsFileWatch settingsWatch(store);
     platform::Platform::install(desktop.platform(&store));
     std::cout << fmt::format(
         "zelkd: running on the simulated desktop ({}: {} displays, {} apps).\n"
@@ -114,9 +113,17 @@ int main(int argc, char** argv) {
         "Settings file of the live agent (default: $XDG_STATE_HOME/zelk/com.ferrowlabs.zelk.json)");
     app.add_option("--log-file", logFile, "Also write every log line to this file");
     app.add_flag("-v,--verbose", verbose, "Show debug log lines in readable traces");
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        // Help and version print and exit 0; every other parse failure is a usage error.
+        return app.exit(e) == 0 ? 0 : 2;
+    }
 
-    if (!logFile.empty()) ferrow::Log::setFile(logFile);
+    if (!logFile.empty() && !ferrow::Log::setFile(logFile)) {
+        std::cerr << "zelkd: can't write the log file " << logFile << "\n";
+        return 2;
+    }
     std::string error;
     std::string worldYaml = zelk::sim::defaultWorldYaml();
     std::string worldName = "the default desktop";
@@ -159,6 +166,23 @@ int main(int argc, char** argv) {
         options.textTrace = &std::cout;
     }
     int rc = zelk::agent::ReplayRunner().run(worldYaml, scriptYaml, options, error);
-    if (rc != 0) std::cerr << "zelkd: " << error << "\n";
-    return rc;
+    if (rc != 0) {
+        std::cerr << "zelkd: " << error << "\n";
+        return rc;
+    }
+    // A trace that didn't reach its file (a full disk, /dev/full) is a failed run, not a quiet one.
+    if (traceFile.is_open()) {
+        traceFile.flush();
+        traceFile.close();
+        if (traceFile.fail()) {
+            std::cerr << "zelkd: can't write the trace to " << tracePath << "\n";
+            return 1;
+        }
+    }
+    std::cout.flush();
+    if (!std::cout) {
+        std::cerr << "zelkd: can't write the trace to standard output\n";
+        return 1;
+    }
+    return 0;
 }

@@ -92,12 +92,12 @@ void Log::setConsole(bool on, LogLevel minimum) {
     s.consoleMinimum = minimum;
 }
 
-void Log::setFile(const std::string& path) {
+bool Log::setFile(const std::string& path) {
     auto& s = state();
     std::lock_guard lock(s.mutex);
     if (path.empty()) {
         s.fileLogger.reset();
-        return;
+        return true;
     }
     try {
         auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path);
@@ -105,8 +105,10 @@ void Log::setFile(const std::string& path) {
         s.fileLogger->set_pattern("%Y-%m-%d %H:%M:%S.%e [%n] %l %v");
         s.fileLogger->set_level(spdlog::level::trace);
         s.fileLogger->flush_on(spdlog::level::info);
+        return true;
     } catch (const spdlog::spdlog_ex&) {
         s.fileLogger.reset();
+        return false;
     }
 }
 

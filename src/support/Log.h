@@ -44,7 +44,8 @@ class Log {
 
     // Console output: off for tests and the replay bench.
     static void setConsole(bool on, LogLevel minimum = LogLevel::info);
-    static void setFile(const std::string& path);
+    // Also writes every line to `path` (an empty path stops that); false when the file can't be opened.
+    static bool setFile(const std::string& path);
     static int addSink(LogSink sink);
     static void removeSink(int token);
     // Back to defaults: console at info, no file, no sinks.

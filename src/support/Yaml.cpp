@@ -53,90 +53,224 @@ json resolvePlain(const std::string& s) {
     return s;
 }
 
-class Loader {
+// Builds one document from libyaml's events with an explicit stack, so nesting costs no native stack
+// and every bound is checked at the event that would break it.
+class EventLoader {
   public:
-    explicit Loader(std::string_view text) {
+    EventLoader(std::string_view text, const YamlLimits& limits) : limits_(limits) {
         yaml_parser_initialize(&parser_);
         yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()),
                                      text.size());
     }
-    ~Loader() { yaml_parser_delete(&parser_); }
+    ~EventLoader() { yaml_parser_delete(&parser_); }
+    EventLoader(const EventLoader&) = delete;
+    EventLoader& operator=(const EventLoader&) = delete;
 
-    std::optional<std::vector<json>> documents(YamlError* error) {
-        std::vector<json> docs;
+    std::optional<json> load(YamlError& error) {
+        error_ = &error;
+        bool sawDocument = false;
         while (true) {
-            yaml_document_t doc;
-            if (!yaml_parser_load(&parser_, &doc)) {
-                if (error) {
-                    error->message = parser_.problem ? parser_.problem : "invalid YAML";
-                    if (parser_.context)
-                        error->message = std::string(parser_.context) + ": " + error->message;
-                    error->line = parser_.problem_mark.line + 1;
-                    error->column = parser_.problem_mark.column + 1;
-                }
-                return std::nullopt;
+            yaml_event_t event;
+            if (!yaml_parser_parse(&parser_, &event)) return parserFailure();
+            std::unique_ptr<yaml_event_t, void (*)(yaml_event_t*)> guard(&event, yaml_event_delete);
+            switch (event.type) {
+                case YAML_STREAM_END_EVENT:
+                    if (!sawDocument) return json(nullptr);
+                    return std::move(result_);
+                case YAML_DOCUMENT_START_EVENT:
+                    if (sawDocument) return fail(event.start_mark, "more than one document");
+                    sawDocument = true;
+                    break;
+                case YAML_SCALAR_EVENT:
+                    if (!scalar(event)) return std::nullopt;
+                    break;
+                case YAML_SEQUENCE_START_EVENT:
+                case YAML_MAPPING_START_EVENT:
+                    if (!open(event)) return std::nullopt;
+                    break;
+                case YAML_SEQUENCE_END_EVENT:
+                case YAML_MAPPING_END_EVENT:
+                    if (!close(event)) return std::nullopt;
+                    break;
+                case YAML_ALIAS_EVENT:
+                    if (!alias(event)) return std::nullopt;
+                    break;
+                default:
+                    break;
             }
-            std::unique_ptr<yaml_document_t, void (*)(yaml_document_t*)> guard(&doc, yaml_document_delete);
-            yaml_node_t* root = yaml_document_get_root_node(&doc);
-            if (!root) break;  // end of stream
-            auto value = convert(&doc, root, 0, error);
-            if (!value) return std::nullopt;
-            docs.push_back(std::move(*value));
         }
-        return docs;
     }
 
   private:
-    std::optional<json> convert(yaml_document_t* doc, yaml_node_t* node, int depth, YamlError* error) {
-        if (!node) return json(nullptr);
-        if (depth > 200) {
-            if (error) error->message = "nesting too deep";
-            return std::nullopt;
+    struct Anchored {
+        json value;
+        std::size_t nodes = 0;
+        std::size_t textBytes = 0;
+    };
+    struct Frame {
+        json value;
+        bool mapping = false;
+        std::optional<std::string> key;  // a mapping's key waiting for its value
+        yaml_mark_t keyMark{};
+        std::string anchor;
+        std::size_t nodesAtStart = 0;
+        std::size_t textAtStart = 0;
+        std::vector<json> merges;  // values of `<<` keys, applied at the end
+    };
+
+    std::nullopt_t fail(const yaml_mark_t& mark, std::string message) {
+        error_->message = std::move(message);
+        error_->line = mark.line + 1;
+        error_->column = mark.column + 1;
+        return std::nullopt;
+    }
+
+    bool refuse(const yaml_mark_t& mark, std::string message) {
+        fail(mark, std::move(message));
+        return false;
+    }
+
+    std::nullopt_t parserFailure() {
+        std::string message = parser_.problem ? parser_.problem : "invalid YAML";
+        if (parser_.context) message = std::string(parser_.context) + ": " + message;
+        return fail(parser_.problem_mark, message);
+    }
+
+    // Charges the budget for values about to be built.
+    bool charge(const yaml_mark_t& mark, std::size_t nodes, std::size_t textBytes) {
+        nodes_ += nodes;
+        text_ += textBytes;
+        if (nodes_ > limits_.maxNodes)
+            return refuse(mark, fmt::format("more than {} values (aliases count every value they copy)",
+                                            limits_.maxNodes));
+        if (text_ > limits_.maxTextBytes)
+            return refuse(mark, fmt::format("more than {} bytes of text (aliases count every byte they copy)",
+                                            limits_.maxTextBytes));
+        return true;
+    }
+
+    static std::string anchorOf(const unsigned char* anchor) {
+        return anchor ? reinterpret_cast<const char*>(anchor) : "";
+    }
+
+    bool scalar(const yaml_event_t& event) {
+        const auto& s = event.data.scalar;
+        std::string text(reinterpret_cast<const char*>(s.value), s.length);
+        if (!charge(event.start_mark, 1, text.size())) return false;
+        const bool isStr = s.tag && std::string_view(reinterpret_cast<const char*>(s.tag)) == YAML_STR_TAG;
+        json value = (s.style == YAML_PLAIN_SCALAR_STYLE && !isStr) ? resolvePlain(text) : json(text);
+        if (!stack_.empty() && stack_.back().mapping && !stack_.back().key) {
+            // A key: its own text, whatever type it would resolve to.
+            if (auto name = anchorOf(s.anchor); !name.empty()) anchors_[name] = {json(text), 1, text.size()};
+            return acceptKey(text, event.start_mark);
         }
-        switch (node->type) {
-            case YAML_SCALAR_NODE: {
-                std::string text(reinterpret_cast<const char*>(node->data.scalar.value),
-                                 node->data.scalar.length);
-                if (node->data.scalar.style == YAML_PLAIN_SCALAR_STYLE) return resolvePlain(text);
-                return json(text);
-            }
-            case YAML_SEQUENCE_NODE: {
-                json array = json::array();
-                for (auto* item = node->data.sequence.items.start; item < node->data.sequence.items.top;
-                     ++item) {
-                    auto value = convert(doc, yaml_document_get_node(doc, *item), depth + 1, error);
-                    if (!value) return std::nullopt;
-                    array.push_back(std::move(*value));
-                }
-                return array;
-            }
-            case YAML_MAPPING_NODE: {
-                json object = json::object();
-                json merged = json::object();
-                for (auto* pair = node->data.mapping.pairs.start; pair < node->data.mapping.pairs.top;
-                     ++pair) {
-                    auto key = convert(doc, yaml_document_get_node(doc, pair->key), depth + 1, error);
-                    if (!key) return std::nullopt;
-                    auto value = convert(doc, yaml_document_get_node(doc, pair->value), depth + 1, error);
-                    if (!value) return std::nullopt;
-                    std::string name = key->is_string() ? key->get<std::string>() : key->dump();
-                    if (name == "<<" && value->is_object()) {
-                        for (auto& [k, v] : value->items())
-                            merged[k] = v;
-                        continue;
-                    }
-                    object[name] = std::move(*value);
-                }
-                for (auto& [k, v] : merged.items())
-                    if (!object.contains(k)) object[k] = v;
-                return object;
-            }
-            default:
-                return json(nullptr);
+        if (auto name = anchorOf(s.anchor); !name.empty()) anchors_[name] = {value, 1, text.size()};
+        return place(std::move(value), event.start_mark);
+    }
+
+    bool open(const yaml_event_t& event) {
+        const bool mapping = event.type == YAML_MAPPING_START_EVENT;
+        if (!stack_.empty() && stack_.back().mapping && !stack_.back().key)
+            return refuse(event.start_mark, "a mapping key must be a scalar");
+        if (stack_.size() >= limits_.maxDepth)
+            return refuse(event.start_mark, fmt::format("nesting deeper than {} levels", limits_.maxDepth));
+        if (!charge(event.start_mark, 1, 0)) return false;
+        Frame frame;
+        frame.mapping = mapping;
+        frame.value = mapping ? json::object() : json::array();
+        frame.anchor = anchorOf(mapping ? event.data.mapping_start.anchor : event.data.sequence_start.anchor);
+        frame.nodesAtStart = nodes_ - 1;
+        frame.textAtStart = text_;
+        stack_.push_back(std::move(frame));
+        return true;
+    }
+
+    bool close(const yaml_event_t& event) {
+        Frame frame = std::move(stack_.back());
+        stack_.pop_back();
+        if (frame.mapping && !applyMerges(frame, event.start_mark)) return false;
+        if (!frame.anchor.empty()) {
+            Anchored anchored{frame.value, nodes_ - frame.nodesAtStart, text_ - frame.textAtStart};
+            // Keeping the copy costs as much as building it.
+            if (!charge(event.start_mark, anchored.nodes, anchored.textBytes)) return false;
+            anchors_[frame.anchor] = std::move(anchored);
         }
+        return place(std::move(frame.value), event.start_mark);
+    }
+
+    bool alias(const yaml_event_t& event) {
+        std::string name = anchorOf(event.data.alias.anchor);
+        auto it = anchors_.find(name);
+        if (it == anchors_.end()) return refuse(event.start_mark, fmt::format("unknown alias '*{}'", name));
+        if (!charge(event.start_mark, it->second.nodes, it->second.textBytes)) return false;
+        if (!stack_.empty() && stack_.back().mapping && !stack_.back().key) {
+            const json& v = it->second.value;
+            if (v.is_object() || v.is_array())
+                return refuse(event.start_mark, "a mapping key must be a scalar");
+            return acceptKey(v.is_string() ? v.get<std::string>() : v.dump(), event.start_mark);
+        }
+        return place(it->second.value, event.start_mark);
+    }
+
+    bool acceptKey(std::string key, const yaml_mark_t& mark) {
+        Frame& top = stack_.back();
+        if (key != "<<" && top.value.contains(key))
+            return refuse(mark, fmt::format("duplicate key '{}'", key));
+        top.key = std::move(key);
+        top.keyMark = mark;
+        return true;
+    }
+
+    // Puts a finished value where it belongs: the document, a sequence, or a mapping's pending key.
+    bool place(json value, const yaml_mark_t& mark) {
+        if (stack_.empty()) {
+            result_ = std::move(value);
+            return true;
+        }
+        Frame& top = stack_.back();
+        if (!top.mapping) {
+            top.value.push_back(std::move(value));
+            return true;
+        }
+        std::string key = std::move(*top.key);
+        top.key.reset();
+        if (key == "<<") {
+            if (!value.is_object() && !value.is_array())
+                return refuse(mark, "a merge key '<<' takes a mapping or a list of mappings");
+            top.merges.push_back(std::move(value));
+            return true;
+        }
+        top.value[key] = std::move(value);
+        return true;
+    }
+
+    // Merged keys fill in what the mapping doesn't say itself; earlier merges win over later ones.
+    bool applyMerges(Frame& frame, const yaml_mark_t& mark) {
+        for (auto& merge : frame.merges) {
+            std::vector<const json*> sources;
+            if (merge.is_object())
+                sources.push_back(&merge);
+            else
+                for (auto& item : merge) {
+                    if (!item.is_object())
+                        return refuse(mark, "a merge key '<<' takes a mapping or a list of mappings");
+                    sources.push_back(&item);
+                }
+            for (const json* source : sources)
+                for (auto& [k, v] : source->items())
+                    if (!frame.value.contains(k)) frame.value[k] = v;
+        }
+        return true;
     }
 
     yaml_parser_t parser_;
+    const YamlLimits& limits_;
+    YamlError* error_ = nullptr;
+    std::vector<Frame> stack_;
+    std::map<std::string, Anchored> anchors_;
+    std::size_t nodes_ = 0;
+    std::size_t text_ = 0;
+    json result_;
 };
 
 bool needsQuotes(const std::string& s) {
@@ -239,15 +373,20 @@ void emit(const json& v, int indent, std::string& out) {
 
 namespace ferrow {
 
-std::optional<std::vector<nlohmann::json>> parseYamlDocuments(std::string_view text, YamlError* error) {
-    return Loader(text).documents(error);
+std::string YamlError::describe() const {
+    if (line == 0) return message;
+    return fmt::format("line {}, column {}: {}", line, column, message);
 }
 
-std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error) {
-    auto docs = parseYamlDocuments(text, error);
-    if (!docs) return std::nullopt;
-    if (docs->empty()) return nlohmann::json(nullptr);
-    return std::move(docs->front());
+std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error, const YamlLimits& limits) {
+    YamlError local;
+    YamlError& out = error ? *error : local;
+    out = YamlError{};
+    if (text.size() > limits.maxBytes) {
+        out.message = fmt::format("longer than {} bytes", limits.maxBytes);
+        return std::nullopt;
+    }
+    return EventLoader(text, limits).load(out);
 }
 
 std::string emitYaml(const nlohmann::json& value) {

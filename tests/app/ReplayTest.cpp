@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -141,4 +144,92 @@ TEST(ReplayCli, UnreadableWorldOrScriptExitsTwoWithOneLine) {
     std::ifstream trace(dir + "/t.jsonl");
     ASSERT_TRUE(std::getline(trace, line));
     EXPECT_TRUE(json::parse(line).contains("t"));
+}
+
+TEST(ReplayScript, EveryFieldIsCheckedForTypeAndRange) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"- {at: 1, tap: s, repeat: \"yes\"}", "event 1: repeat: expected true or false"},
+        {"- {at: .inf, tap: s}", "event 1: at: expected milliseconds from 0 to 86400000 (24 hours)"},
+        {"- {at: .nan, tap: s}", "event 1: at: expected milliseconds from 0 to 86400000 (24 hours)"},
+        {"- {at: 1e300, tap: s}", "event 1: at: expected milliseconds from 0 to 86400000 (24 hours)"},
+        {"- {at: 1000000000000, tap: s}", "event 1: at: expected milliseconds from 0 to 86400000 (24 hours)"},
+        {"- {at: 9300000000000000000, tap: s}",
+         "event 1: at: expected milliseconds from 0 to 86400000 (24 hours)"},
+        {"- {at: -1, tap: s}", "event 1: at: expected milliseconds from 0 to 86400000 (24 hours)"},
+        {"- {at: \"5\", tap: s}", "event 1: at: expected milliseconds from 0 to 86400000 (24 hours)"},
+        {"- {at: 1, pointer: {x: .inf, y: 0}}",
+         "event 1: pointer.x: expected a finite number of points within ±10000000"},
+        {"- {at: 1, openWindow: {bundleID: a, frame: [0, 0, .nan, 1]}}",
+         "event 1: openWindow.frame: expected [x, y, w, h] of finite numbers within ±10000000"},
+        {"- {at: 1, openWindow: {bundleID: a, id: 4294967296}}",
+         "event 1: openWindow.id: expected a window id (0 to 4294967295)"},
+        {"- {at: 1, fault: {secureInput: 99999999999}}",
+         "event 1: fault.secureInput: expected true, false or a pid (1 to 2147483647)"},
+        {"- {at: 1, fault: {secureInput: -4}}",
+         "event 1: fault.secureInput: expected true, false or a pid (1 to 2147483647)"},
+        {"- {at: 1, fault: {permission: {accessibility: 1}}}",
+         "event 1: fault.permission.accessibility: expected true or false"},
+        {"- {at: 1, closeWindow: 4294967296}",
+         "event 1: closeWindow: expected a window id (0 to 4294967295)"},
+        {"- {at: 1, switchSpace: {space: -1}}",
+         "event 1: switchSpace.space: expected a Space id (a whole number of at least 0)"},
+    };
+    for (auto& [script, expected] : cases) {
+        ReplayScript s;
+        std::string error;
+        EXPECT_NO_THROW(EXPECT_FALSE(parseReplayScript(script, s, error)) << script);
+        EXPECT_EQ(error, expected) << script;
+    }
+    ReplayScript s;
+    std::string error;
+    ASSERT_TRUE(parseReplayScript(std::string("- {at: 86400000, end: true}\n"), s, error)) << error;
+    EXPECT_EQ(s.endMs, kMaxReplayTimeMs);
+}
+
+TEST(Replay, NullOptionalFieldsAreAbsentFields) {
+    auto events =
+        replay(kWorld,
+               "- {at: 10, openWindow: {bundleID: com.apple.mail, id: ~, title: ~, space: ~, frame: ~}}\n"
+               "- {at: 20, switchSpace: {display: ~, space: 2}}\n"
+               "- {at: 30, end: true}\n");
+    EXPECT_FALSE(summary(events, {"window"}).empty());
+}
+
+// zelkd's exit codes: 2 for what it was asked to read or do wrongly, 1 for a trace it couldn't write.
+TEST(ReplayCli, BadInputsAndOutputsEndInOneLineAndANonZeroExit) {
+    const std::string dir = ::testing::TempDir() + "zelkd-cli-" + std::to_string(::getpid());
+    std::filesystem::create_directories(dir);
+    std::ofstream(dir + "/world.yaml") << kWorld;
+    std::ofstream(dir + "/script.yaml") << "- {at: 0, activate: com.apple.mail}\n- {at: 10, end: true}\n";
+    std::ofstream(dir + "/typo.yaml") << "- {at: 0, tap: s, repeat: \"yes\"}\n";
+    auto run = [&](const std::string& args, std::string& firstLine, bool oneLine = true) {
+        std::string cmd =
+            std::string(ZELKD_PATH) + " " + args + " >" + dir + "/out.txt 2>" + dir + "/err.txt";
+        int status = std::system(cmd.c_str());
+        std::ifstream err(dir + "/err.txt");
+        firstLine.clear();
+        std::getline(err, firstLine);
+        std::string more;
+        if (oneLine) {
+            EXPECT_FALSE(std::getline(err, more)) << args << ": " << more;
+        }
+        return WEXITSTATUS(status);
+    };
+    const std::string world = "--world " + dir + "/world.yaml ";
+    std::string line;
+    EXPECT_EQ(run(world + "--replay /dev/zero", line), 2);
+    EXPECT_EQ(line, "zelkd: script: /dev/zero is longer than 16777216 bytes");
+    EXPECT_EQ(run("--world /dev/zero --replay " + dir + "/script.yaml", line), 2);
+    EXPECT_EQ(line, "zelkd: world: /dev/zero is longer than 16777216 bytes");
+    EXPECT_EQ(run("--world " + dir + " --replay " + dir + "/script.yaml", line), 2);
+    EXPECT_EQ(line, "zelkd: world: " + dir + " is a folder, not a file");
+    EXPECT_EQ(run(world + "--replay " + dir + "/typo.yaml", line), 2);
+    EXPECT_EQ(line, "zelkd: script: event 1: repeat: expected true or false");
+    EXPECT_EQ(run(world + "--replay " + dir + "/script.yaml --trace /dev/full", line), 1);
+    EXPECT_EQ(line, "zelkd: can't write the trace to /dev/full");
+    EXPECT_EQ(run(world + "--replay " + dir + "/script.yaml --log-file " + dir + "/world.yaml/log", line), 2);
+    EXPECT_EQ(line, "zelkd: can't write the log file " + dir + "/world.yaml/log");
+    EXPECT_EQ(run("--no-such-option", line, /*oneLine=*/false), 2);
+    EXPECT_EQ(run(world + "--replay " + dir + "/script.yaml --trace " + dir + "/t.jsonl", line), 0);
+    std::filesystem::remove_all(dir);
 }

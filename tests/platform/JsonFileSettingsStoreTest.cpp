@@ -1,12 +1,17 @@
 #include "platform/JsonFileSettingsStore.h"
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <string>
 
 #include "../config/SettingsFixture.h"
+#include "platform/SettingsFileWatch.h"
+#include "support/MainQueue.h"
 
 namespace zelk::platform {
 namespace {
@@ -156,6 +161,153 @@ TEST_F(JsonFileSettingsStoreTest, DefaultPathFollowsXdgStateHomeThenHome) {
               fs::path("/home/ada/.local/state/zelk/com.ferrowlabs.zelk.json"));
     restore("XDG_STATE_HOME", state);
     restore("HOME", home);
+}
+
+TEST_F(JsonFileSettingsStoreTest, ASecondCorruptFileNeverReplacesTheFirstOneSetAside) {
+    const std::vector<std::string> bad{"{ first", "[\"second\"]", "third"};
+    for (std::size_t i = 0; i < bad.size(); ++i) {
+        writeFile(file, bad[i]);
+        ferrow::LogCapture log;
+        JsonFileSettingsStore store(file);
+        std::string aside = file.string() + (i == 0 ? ".corrupt" : ".corrupt-" + std::to_string(i + 1));
+        EXPECT_TRUE(log.containsSubstring("set aside as " + aside + ", starting on defaults"));
+    }
+    EXPECT_EQ(fileText(file.string() + ".corrupt"), "{ first");
+    EXPECT_EQ(fileText(file.string() + ".corrupt-2"), "[\"second\"]");
+    EXPECT_EQ(fileText(file.string() + ".corrupt-3"), "third");
+}
+
+TEST_F(JsonFileSettingsStoreTest, FilesPastTheDepthOrSizeBoundAreCorruptAndTheProgramStartsOnDefaults) {
+    std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+    std::string deepValue = "{\"stages\": " + std::string(10'000, '[') + std::string(10'000, ']') + "}";
+    for (const std::string& text : {deep, deepValue}) {
+        writeFile(file, text);
+        ferrow::LogCapture log;
+        JsonFileSettingsStore store(file);
+        EXPECT_TRUE(store.keys().empty());
+        EXPECT_TRUE(log.containsSubstring("(nested deeper than 64 levels); set aside as "));
+        store.write("spaceMode", "multi");  // written back small and sound
+        EXPECT_EQ(json::parse(fileText(file)), (json{{"spaceMode", "multi"}}));
+        fs::remove(file.string() + ".corrupt");
+    }
+
+    writeFile(file, "{}");
+    fs::resize_file(file, JsonFileSettingsStore::kMaxFileBytes + 1);
+    ferrow::LogCapture log;
+    JsonFileSettingsStore store(file);
+    EXPECT_TRUE(store.keys().empty());
+    EXPECT_TRUE(log.containsSubstring("(longer than 16777216 bytes); set aside as "));
+    EXPECT_EQ(fs::file_size(file.string() + ".corrupt"), JsonFileSettingsStore::kMaxFileBytes + 1);
+}
+
+TEST_F(JsonFileSettingsStoreTest, AWriteTakesInAnEditMadeOutsideInsteadOfReplacingIt) {
+    JsonFileSettingsStore store(file);
+    store.write("appSort", "name");
+    std::vector<std::string> seen;
+    auto sub = store.observe([&](const std::string& key) { seen.push_back(key); });
+
+    writeFile(file, R"({"appSort": "score", "spaceMode": "multi"})");  // the user's edit
+    store.write("launchCount", 3);
+    EXPECT_EQ(json::parse(fileText(file)),
+              (json{{"appSort", "score"}, {"spaceMode", "multi"}, {"launchCount", 3}}));
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(seen, (std::vector<std::string>{"appSort", "launchCount", "spaceMode"}));
+    EXPECT_EQ(store.read("appSort"), json("score"));
+
+    // A broken edit is kept aside, never overwritten, and the write still lands.
+    writeFile(file, R"({"appSort": "sc)");
+    ferrow::LogCapture log;
+    store.remove("launchCount");
+    EXPECT_EQ(fileText(file.string() + ".corrupt"), R"({"appSort": "sc)");
+    EXPECT_TRUE(log.containsSubstring("reload: settings at "));
+    EXPECT_EQ(json::parse(fileText(file)), (json{{"appSort", "score"}, {"spaceMode", "multi"}}));
+}
+
+TEST_F(JsonFileSettingsStoreTest, ChangesThatCouldNotBeSavedSurviveAnOutsideEdit) {
+    JsonFileSettingsStore store(file);
+    store.write("appSort", "name");
+    // A folder where the temporary file goes makes the write fail, whoever runs the test.
+    const fs::path blocker = file.string() + ".tmp-" + std::to_string(::getpid());
+    fs::create_directories(blocker);
+    store.write("appSort", "key");  // fails: kept in memory
+    EXPECT_FALSE(store.synchronize());
+    fs::remove(blocker);
+    writeFile(file, R"({"appSort": "score", "spaceMode": "multi"})");
+    EXPECT_TRUE(store.reload());
+    EXPECT_EQ(store.read("appSort"), json("key"));
+    EXPECT_EQ(store.read("spaceMode"), json("multi"));
+    EXPECT_TRUE(store.synchronize());
+    EXPECT_EQ(json::parse(fileText(file)), (json{{"appSort", "key"}, {"spaceMode", "multi"}}));
+}
+
+TEST_F(JsonFileSettingsStoreTest, TheFolderAndTheFileAreTheUsersAlone) {
+    JsonFileSettingsStore store(file);
+    store.write("appSort", "name");
+    struct stat info {};
+    ASSERT_EQ(::stat(file.parent_path().c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0700u);
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+}
+
+class SettingsFileWatchTest : public JsonFileSettingsStoreTest {
+  protected:
+    void SetUp() override {
+        JsonFileSettingsStoreTest::SetUp();
+        clock = std::make_shared<ferrow::VirtualClock>();
+        ferrow::MainQueue::install(clock);
+    }
+    void TearDown() override {
+        ferrow::MainQueue::reset();
+        JsonFileSettingsStoreTest::TearDown();
+    }
+    // Hands the file events the kernel holds to the queue, then lets the settle time pass.
+    void settle(SettingsFileWatch& watch) {
+        watch.poll();
+        auto& queue = ferrow::MainQueue::shared();
+        queue.runUntil(queue.now() + SettingsFileWatch::kSettle);
+    }
+    std::shared_ptr<ferrow::VirtualClock> clock;
+};
+
+TEST_F(SettingsFileWatchTest, AnOutsideEditReachesObserversAndTheStoresOwnWritesDoNotEcho) {
+    JsonFileSettingsStore store(file);
+    SettingsFileWatch watch(store, /*background=*/false);
+    ASSERT_TRUE(watch.isWatching());
+    std::vector<std::string> seen;
+    auto sub = store.observe([&](const std::string& key) { seen.push_back(key); });
+
+    store.write("appSort", "name");
+    seen.clear();
+    settle(watch);
+    EXPECT_TRUE(seen.empty());  // the echo of its own write
+
+    writeFile(file, R"({"appSort": "score"})");
+    watch.poll();
+    auto& queue = ferrow::MainQueue::shared();
+    queue.runUntil(queue.now() + SettingsFileWatch::kSettle - ferrow::ms(1));
+    EXPECT_TRUE(seen.empty());  // still settling
+    queue.runUntil(queue.now() + ferrow::ms(1));
+    EXPECT_EQ(seen, std::vector<std::string>{"appSort"});
+    EXPECT_EQ(store.read("appSort"), json("score"));
+
+    seen.clear();
+    writeFile(file.parent_path() / "notes.txt", "not the settings");
+    settle(watch);
+    EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(SettingsFileWatchTest, ABrokenEditWhileRunningIsSetAsideAndTheSettingsStay) {
+    JsonFileSettingsStore store(file);
+    store.write("spaceMode", "multi");
+    SettingsFileWatch watch(store, /*background=*/false);
+    ferrow::LogCapture log;
+    writeFile(file, "{ oops");
+    settle(watch);
+    EXPECT_EQ(store.read("spaceMode"), json("multi"));
+    EXPECT_EQ(fileText(file.string() + ".corrupt"), "{ oops");
+    EXPECT_TRUE(log.containsSubstring("keeping the values in memory"));
+    EXPECT_EQ(json::parse(fileText(file)), (json{{"spaceMode", "multi"}}));
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ SimWorld::SimWorld() {
     self.running = true;
     self.pid = kOwnPID;
     apps_.push_back(self);
+    indexApp(0);
 }
 
 void SimWorld::addDisplay(SimDisplay display) {
@@ -32,7 +33,20 @@ SimApp& SimWorld::addApp(SimApp app) {
         app.identity.modified = 1700000000;
     }
     apps_.push_back(std::move(app));
+    indexApp(apps_.size() - 1);
     return apps_.back();
+}
+
+void SimWorld::indexApp(std::size_t index) {
+    bundleIndex_.emplace(apps_[index].bundleID, index);  // the first app of a bundle id is the one found
+    if (apps_[index].running && apps_[index].pid > 0) pidIndex_[apps_[index].pid] = index;
+}
+
+void SimWorld::setPid(SimApp& app, std::int32_t pid) {
+    if (auto it = pidIndex_.find(app.pid); it != pidIndex_.end() && &apps_[it->second] == &app)
+        pidIndex_.erase(it);
+    app.pid = pid;
+    if (pid > 0) pidIndex_[pid] = static_cast<std::size_t>(&app - apps_.data());
 }
 
 std::int32_t SimWorld::nextPid() {
@@ -56,7 +70,7 @@ void SimWorld::startRunning(const std::string& bundleID, std::int32_t pid, bool 
     SimApp* a = app(bundleID);
     if (!a) return;
     a->running = true;
-    a->pid = pid > 0 ? pid : nextPid();
+    setPid(*a, pid > 0 ? pid : nextPid());
     a->hidden = hidden;
     a->launchDate = ferrow::MainQueue::shared().clock().wallSeconds() - 3600;
     for (const auto& w : windows) {
@@ -91,17 +105,26 @@ void SimWorld::setFrontmost(const std::string& bundleID, std::uint32_t focused) 
     lastFocusWindow_ = focusedWindow();
 }
 
+// Both look-ups go through indexes kept at every change made here, so a world of thousands of apps
+// starts and runs without scanning the list for each one.
 SimApp* SimWorld::app(const std::string& bundleID) {
-    for (auto& a : apps_)
-        if (a.bundleID == bundleID) return &a;
+    auto it = bundleIndex_.find(bundleID);
+    if (it != bundleIndex_.end() && apps_[it->second].bundleID == bundleID) return &apps_[it->second];
+    // A bundle id changed through apps() is found the slow way, once.
+    for (std::size_t i = 0; i < apps_.size(); ++i)
+        if (apps_[i].bundleID == bundleID) {
+            bundleIndex_[bundleID] = i;
+            return &apps_[i];
+        }
     return nullptr;
 }
 
 SimApp* SimWorld::appByPid(std::int32_t pid) {
     if (pid <= 0) return nullptr;
-    for (auto& a : apps_)
-        if (a.running && a.pid == pid) return &a;
-    return nullptr;
+    auto it = pidIndex_.find(pid);
+    if (it == pidIndex_.end()) return nullptr;
+    SimApp& a = apps_[it->second];
+    return a.running && a.pid == pid ? &a : nullptr;
 }
 
 const SimApp* SimWorld::appByPid(std::int32_t pid) const {
@@ -241,6 +264,7 @@ void SimWorld::addDock() {
     dock.running = true;
     dock.pid = kDockPID;
     apps_.push_back(dock);
+    indexApp(apps_.size() - 1);
 }
 
 bool SimWorld::setKind(const std::string& bundleID, AppKind kind) {
@@ -387,7 +411,7 @@ bool SimWorld::terminate(std::int32_t pid, bool crash) {
     a->running = false;
     a->hidden = false;
     a->focusedWindow = 0;
-    a->pid = 0;
+    setPid(*a, 0);
     activationOrder_.erase(std::remove(activationOrder_.begin(), activationOrder_.end(), pid),
                            activationOrder_.end());
     emit({WorldChange::Kind::terminate, pid, bundle});
@@ -430,7 +454,7 @@ bool SimWorld::launch(const std::string& bundleID, bool activates,
             return;
         }
         app->running = true;
-        app->pid = nextPid();
+        setPid(*app, nextPid());
         app->hidden = false;
         app->launchDate = ferrow::MainQueue::shared().clock().wallSeconds();
         activationOrder_.push_back(app->pid);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/Geometry.h"
@@ -225,6 +226,8 @@ class SimWorld {
     void bringToFront(std::uint32_t window);
     void removeWindow(std::uint32_t id, bool emitClosed);
     std::int32_t nextPid();
+    void indexApp(std::size_t index);
+    void setPid(SimApp& app, std::int32_t pid);  // keeps the pid index in step
     void chooseNextFront(std::int32_t leaving);
     void noteActivation(std::int32_t pid);
     void emitActivate(const SimApp& app, std::int32_t previous);
@@ -234,6 +237,8 @@ class SimWorld {
 
     std::vector<SimDisplay> displays_;
     std::vector<SimApp> apps_;
+    std::unordered_map<std::string, std::size_t> bundleIndex_;
+    std::unordered_map<std::int32_t, std::size_t> pidIndex_;  // running apps only
     std::map<std::uint32_t, SimWindow> windows_;
     std::vector<std::uint32_t> zOrder_;
     std::vector<std::int32_t> activationOrder_;  // most recent first

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+#include <limits>
 #include <type_traits>
 
 #include "platform/sim/SimKeyboardLayout.h"
@@ -13,27 +15,65 @@ using nlohmann::json;
 
 namespace {
 
+constexpr double kMaxCoordinate = 1e7;  // points; far beyond any arrangement of displays
+
 struct Reader {
     std::string& error;
     bool fail(const std::string& path, const std::string& what) {
         if (error.empty()) error = path + ": " + what;
         return false;
     }
-    bool rect(const json& v, const std::string& path, Rect& out) {
+    // Positions and sizes are finite and within ±kMaxCoordinate points; sizes can't be negative, and a
+    // display must have an area (`minSize` 1).
+    bool rect(const json& v, const std::string& path, Rect& out, double minSize = 0) {
         if (!v.is_array() || v.size() != 4) return fail(path, "expected [x, y, w, h]");
         for (auto& n : v)
-            if (!n.is_number()) return fail(path, "expected [x, y, w, h]");
+            if (!n.is_number() || !std::isfinite(n.get<double>()) ||
+                std::fabs(n.get<double>()) > kMaxCoordinate)
+                return fail(path, fmt::format("expected [x, y, w, h] of finite numbers within ±{:.0f}",
+                                              kMaxCoordinate));
         out = {v[0].get<double>(), v[1].get<double>(), v[2].get<double>(), v[3].get<double>()};
+        if (out.width < minSize || out.height < minSize)
+            return fail(path, minSize > 0 ? "expected a width and height of at least 1"
+                                          : "expected a width and height of at least 0");
         return true;
     }
+    // A number that fits `T` exactly: whole for integer fields, and never below `minimum` (ids, pids,
+    // counts and delays can't be negative; a wrapped -1 or 1e20 would name something nobody has).
     template <typename T>
-    bool number(const json& obj, const char* key, const std::string& path, T& out) {
+    bool number(const json& obj, const char* key, const std::string& path, T& out,
+                T minimum = std::is_floating_point_v<T> ? T(-kMaxCoordinate) : T(0)) {
         if (!obj.contains(key) || obj[key].is_null()) return true;
-        if (!obj[key].is_number()) return fail(path + "." + key, "expected a number");
-        // Ids and counts can't be negative; a wrapped -1 would name a window nobody has.
-        if constexpr (std::is_unsigned_v<T>)
-            if (obj[key].get<double>() < 0) return fail(path + "." + key, "expected a number of at least 0");
-        out = obj[key].get<T>();
+        const json& v = obj[key];
+        const std::string where = path + "." + key;
+        if (!v.is_number()) return fail(where, "expected a number");
+        const double d = v.get<double>();
+        if (!std::isfinite(d)) return fail(where, "expected a finite number");
+        if (d < 0 && minimum >= 0) return fail(where, "expected a number of at least 0");
+        if constexpr (std::is_floating_point_v<T>) {
+            if (d < minimum || d > kMaxCoordinate)
+                return fail(where,
+                            fmt::format("expected a number from {} to {:.0f}", minimum, kMaxCoordinate));
+            out = static_cast<T>(d);
+        } else {
+            const bool whole = v.is_number_integer() || v.is_number_unsigned() || d == std::floor(d);
+            if (!whole) return fail(where, "expected a whole number");
+            const auto maximum = std::numeric_limits<T>::max();
+            bool inRange;
+            if (v.is_number_unsigned())
+                inRange = v.get<std::uint64_t>() <= static_cast<std::uint64_t>(maximum);
+            else if (v.is_number_integer())
+                inRange = v.get<std::int64_t>() >= static_cast<std::int64_t>(minimum) &&
+                          (v.get<std::int64_t>() < 0 || static_cast<std::uint64_t>(v.get<std::int64_t>()) <=
+                                                            static_cast<std::uint64_t>(maximum));
+            else
+                inRange = d >= static_cast<double>(minimum) && d <= static_cast<double>(maximum);
+            if (!inRange)
+                return fail(where, fmt::format("expected a number from {} to {}", minimum, maximum));
+            out = v.is_number_unsigned()  ? static_cast<T>(v.get<std::uint64_t>())
+                  : v.is_number_integer() ? static_cast<T>(v.get<std::int64_t>())
+                                          : static_cast<T>(d);
+        }
         return true;
     }
     bool boolean(const json& obj, const char* key, const std::string& path, bool& out) {
@@ -59,7 +99,7 @@ bool readWindow(Reader& r, const json& w, const std::string& path, SimWindow& ou
     if (w.contains("frame") && !r.rect(w["frame"], path + ".frame", out.frame)) return false;
     if (!r.number(w, "space", path, out.space)) return false;
     if (!r.boolean(w, "minimized", path, out.minimized)) return false;
-    if (!r.number(w, "level", path, out.level)) return false;
+    if (!r.number(w, "level", path, out.level, std::numeric_limits<std::int32_t>::min())) return false;
     if (!r.string(w, "subrole", path, out.subrole)) return false;
     if (!r.string(w, "role", path, out.role)) return false;
     return true;
@@ -111,9 +151,9 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         display.builtin = display.name.find("Built-in") != std::string::npos;
         if (!r.boolean(d, "builtin", path, display.builtin)) return false;
         display.frame = {nextX, 0, 1440, 900};
-        if (d.contains("frame") && !r.rect(d["frame"], path + ".frame", display.frame)) return false;
+        if (d.contains("frame") && !r.rect(d["frame"], path + ".frame", display.frame, 1)) return false;
         nextX = display.frame.maxX();
-        if (!r.number(d, "menuBarHeight", path, display.menuBarHeight)) return false;
+        if (!r.number(d, "menuBarHeight", path, display.menuBarHeight, 0.0)) return false;
         json spaces = d.value("spaces", json());
         if (spaces.is_null()) spaces = json::array({json{{"id", 1 + 100 * i}}});
         if (!spaces.is_array() || spaces.empty())
@@ -156,6 +196,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         std::vector<SimWindow> windows;
     };
     std::vector<Running> running;
+    std::set<std::int32_t> pids;
     std::set<std::string> bundles;
     for (std::size_t i = 0; apps.is_array() && i < apps.size(); ++i) {
         const json& a = apps[i];
@@ -205,9 +246,8 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
             if (!r.number(run, "pid", rpath, rec.pid)) return false;
             if (rec.pid == SimWorld::kOwnPID || (dock && rec.pid == SimWorld::kDockPID))
                 return r.fail(rpath + ".pid", fmt::format("pid {} is taken by the system", rec.pid));
-            for (auto& other : running)
-                if (rec.pid > 0 && other.pid == rec.pid)
-                    return r.fail(rpath + ".pid", fmt::format("pid {} listed twice", rec.pid));
+            if (rec.pid > 0 && !pids.insert(rec.pid).second)
+                return r.fail(rpath + ".pid", fmt::format("pid {} listed twice", rec.pid));
             if (!r.boolean(run, "hidden", rpath, rec.hidden)) return false;
             const json wins = run.value("windows", json::array());
             if (!wins.is_array()) return r.fail(rpath + ".windows", "expected a list");
@@ -287,7 +327,7 @@ bool loadWorldText(const std::string& text, SimDesktop& desktop, WorldExtras& ex
     ferrow::YamlError yamlError;
     auto value = ferrow::parseYaml(text, &yamlError);
     if (!value) {
-        error = fmt::format("line {}: {}", yamlError.line, yamlError.message);
+        error = yamlError.describe();
         return false;
     }
     return loadWorld(*value, desktop, extras, error);

@@ -1,6 +1,8 @@
 // The world file as outside checks write it: defaults, every documented field, and malformed input,
 // which must give one line naming the field and never bring the bench down.
+#include <fmt/format.h>
 #include "SimFixture.h"
+
 #include "support/Yaml.h"
 
 using namespace zelk;
@@ -280,4 +282,69 @@ TEST_F(WorldFileContract, KeyboardLayoutsDecideWhichKeyEachPhysicalKeyTypes) {
     ASSERT_TRUE(loadWorldText("keyboardLayout: azerty\napps: []", d, x, error));
     EXPECT_FALSE(d.eventTap().keyCode(Key::leftBracket));
     EXPECT_FALSE(d.eventTap().key(Key::leftBracket, true, false));
+}
+
+TEST_F(WorldFileContract, ValuesOutsideTheirRangeAreRefusedNotWrapped) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"apps: [{bundleID: a, running: {windows: [{id: 99999999999}]}}]",
+         "apps[0].running.windows[0].id: expected a number from 0 to 4294967295"},
+        {"apps: [{bundleID: a, running: {windows: [{id: 2.5}]}}]",
+         "apps[0].running.windows[0].id: expected a whole number"},
+        {"apps: [{bundleID: a, running: {pid: 1e20}}]",
+         "apps[0].running.pid: expected a number from 0 to 2147483647"},
+        {"apps: [{bundleID: a, running: {pid: -5}}]", "apps[0].running.pid: expected a number of at least 0"},
+        {"apps: [{bundleID: a, launchDelayMs: -1}]",
+         "apps[0].launchDelayMs: expected a number of at least 0"},
+        {"apps: [{bundleID: a, launchDelayMs: .inf}]", "apps[0].launchDelayMs: expected a finite number"},
+        {"apps: [{bundleID: a, running: {windows: [{frame: [0, 0, .nan, 10]}]}}]",
+         "apps[0].running.windows[0].frame: expected [x, y, w, h] of finite numbers within ±10000000"},
+        {"apps: [{bundleID: a, running: {windows: [{frame: [0, 0, -5, 10]}]}}]",
+         "apps[0].running.windows[0].frame: expected a width and height of at least 0"},
+        {"displays: [{frame: [0, 0, 0, 0]}]\napps: []",
+         "displays[0].frame: expected a width and height of at least 1"},
+        {"displays: [{menuBarHeight: -3}]\napps: []",
+         "displays[0].menuBarHeight: expected a number of at least 0"},
+        {"displays: [{id: 4294967296}]\napps: []", "displays[0].id: expected a number from 0 to 4294967295"},
+        {"apps: []\nfocusedWindow: -1", "world.focusedWindow: expected a number of at least 0"},
+        {"apps: []\napps: []", "line 2, column 1: duplicate key 'apps'"},
+        {"apps: [{bundleID: a, name: x, name: y}]", "line 1, column 31: duplicate key 'name'"},
+    };
+    for (auto& [yaml, expected] : cases)
+        EXPECT_EQ(loadError(yaml), expected) << yaml;
+
+    // The edges of each range still load.
+    SimDesktop fresh;
+    WorldExtras x;
+    std::string error;
+    EXPECT_TRUE(loadWorldText(
+        "apps: [{bundleID: a, running: {pid: 2147483647, windows: [{id: 4294967295}]}}]", fresh, x, error))
+        << error;
+    EXPECT_EQ(fresh.world().appByPid(2147483647)->bundleID, "a");
+}
+
+TEST_F(WorldFileContract, AppsAreFoundByPidAndBundleAsTheyStartAndStop) {
+    std::string yaml = "apps:\n";
+    for (int i = 0; i < 300; ++i)
+        yaml += fmt::format("  - {{bundleID: app.{0}, running: {{pid: {1}}}}}\n", i, i % 2 ? 1000 + i : 0);
+    SimDesktop fresh;
+    WorldExtras x;
+    std::string error;
+    ASSERT_TRUE(loadWorldText(yaml, fresh, x, error)) << error;
+    SimWorld& w = fresh.world();
+    for (int i = 0; i < 300; ++i) {
+        SimApp* byBundle = w.app(fmt::format("app.{}", i));
+        ASSERT_TRUE(byBundle);
+        EXPECT_EQ(w.appByPid(byBundle->pid), byBundle);
+        if (i % 2) {
+            EXPECT_EQ(byBundle->pid, 1000 + i);
+        }
+    }
+    SimApp* one = w.app("app.1");
+    EXPECT_TRUE(w.terminate(1001));
+    EXPECT_EQ(w.appByPid(1001), nullptr);  // a pid that ended names nothing
+    EXPECT_FALSE(w.terminate(1001));
+    EXPECT_EQ(one->pid, 0);
+    EXPECT_EQ(w.appByPid(SimWorld::kOwnPID)->bundleID, SimWorld::kOwnBundleID);
+    EXPECT_EQ(w.app("app.missing"), nullptr);
+    EXPECT_EQ(w.appByPid(123456), nullptr);
 }
