@@ -2,6 +2,9 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -12,6 +15,7 @@
 #include "command/ResponseText.h"
 #include "command/SocketPath.h"
 #include "command/ZelkRequest.h"
+#include "command/ZelkResponse.h"
 #include "support/FileRead.h"
 
 namespace {
@@ -21,6 +25,8 @@ using zelk::command::ZelkCommand;
 using zelk::command::ZelkRequest;
 
 constexpr int kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitNoAgent = 3;
+// The reply wait; an hour is far past any command, and keeps the deadline arithmetic in range.
+constexpr double kMinTimeout = 0.001, kMaxTimeout = 3600;
 
 constexpr const char* kPositions =
     "Positions: left-half right-half top-half bottom-half top-left top-right bottom-left bottom-right\n"
@@ -88,6 +94,53 @@ std::function<std::optional<std::string>(const Args&)> simple(ZelkCommand comman
     };
 }
 
+// A number of seconds, points, ... within [lo, hi]: rejects nan, infinities and text, and says the
+// bound in its shortest form.
+CLI::Validator finiteRange(double lo, double hi, const char* unit) {
+    return CLI::Validator(
+        [=](std::string& text) -> std::string {
+            char* end = nullptr;
+            errno = 0;
+            double v = std::strtod(text.c_str(), &end);
+            bool whole = !text.empty() && end && *end == '\0';
+            if (!whole || errno == ERANGE || !std::isfinite(v) || v < lo || v > hi)
+                return fmt::format("expected {} from {} to {}, got '{}'", unit, lo, hi, text);
+            return {};
+        },
+        fmt::format("{} {}..{}", unit, lo, hi), "finite range");
+}
+
+// The app commands name their app by query or bundle identifier; without either there is nothing
+// to ask the agent.
+std::function<std::optional<std::string>(const Args&)> needsApp(ZelkCommand command, std::string usage) {
+    return [command, usage](const Args& a) -> std::optional<std::string> {
+        if (a.queryWords.empty() && a.bundleID.empty()) {
+            std::cerr << "zelk " << usage << ": name the app (part of its name) or give --bundle-id\n";
+            return std::nullopt;
+        }
+        return simple(command)(a);
+    };
+}
+
+// The words CLI11 couldn't place, deepest group first: what an unknown command looks like.
+std::optional<std::string> unknownCommand(CLI::App& app, std::string& where) {
+    CLI::App* group = &app;
+    where = "zelk";
+    for (bool deeper = true; deeper;) {
+        deeper = false;
+        for (auto* sub : group->get_subcommands())
+            if (sub->parsed()) {
+                group = sub;
+                where += " " + sub->get_name();
+                deeper = true;
+                break;
+            }
+    }
+    for (const auto& word : group->remaining())
+        if (!word.empty() && word[0] != '-') return word;
+    return std::nullopt;
+}
+
 // An import can't be larger than one message to the agent, so reading stops there.
 std::optional<std::string> readAll(const std::string& file, std::string& error) {
     if (file == "-")
@@ -102,7 +155,7 @@ int main(int argc, char** argv) {
         "zelk: drive the running zelk agent from the command line.\n"
         "Every command asks the agent over its local socket and prints the answer;\n"
         "the exit code is 0 on success, 1 when the agent refuses, 2 on a usage error,\n"
-        "3 when no agent is running.",
+        "3 when no agent is running or it is busy.",
         "zelk"};
     app.require_subcommand(1);
     app.set_help_all_flag("--help-all", "Show help for every command");
@@ -112,7 +165,8 @@ int main(int argc, char** argv) {
     app.add_flag("--json", json, "Print the agent's raw JSON reply");
     app.add_option("--socket", socketPath,
                    "The agent's socket (default: $ZELK_SOCKET, else the usual place)");
-    app.add_option("--timeout", timeoutSeconds, "Seconds to wait for the reply")->check(CLI::PositiveNumber);
+    app.add_option("--timeout", timeoutSeconds, "Seconds to wait for the reply (0.001 to 3600, default 30)")
+        ->check(finiteRange(kMinTimeout, kMaxTimeout, "seconds"));
 
     Args a;
     std::vector<Leaf> leaves;
@@ -140,7 +194,7 @@ int main(int argc, char** argv) {
     leaf(appGroup->add_subcommand("list", "List the running apps"), simple(ZelkCommand::listApps));
     {
         auto* s = leaf(appGroup->add_subcommand("focus", "Bring an app to the front"),
-                       simple(ZelkCommand::focusApp));
+                       needsApp(ZelkCommand::focusApp, "app focus"));
         s->add_option("query", a.queryWords, "The app's name (or part of it)");
         target(s, false);
         s->add_flag("--hide-others", a.hideOthers, "Also hide every other app");
@@ -149,7 +203,7 @@ int main(int argc, char** argv) {
          {std::tuple{"hide", "Hide an app", ZelkCommand::hideApp},
           std::tuple{"unhide", "Show a hidden app again", ZelkCommand::unhideApp},
           std::tuple{"quit", "Ask an app to quit", ZelkCommand::quitApp}}) {
-        auto* s = leaf(appGroup->add_subcommand(name, help), simple(command));
+        auto* s = leaf(appGroup->add_subcommand(name, help), needsApp(command, std::string("app ") + name));
         s->add_option("query", a.queryWords, "The app's name (or part of it)");
         target(s, false);
     }
@@ -199,7 +253,7 @@ int main(int argc, char** argv) {
         s->add_option("query", a.queryWords, "Words of the window's title (default: the focused window)");
         s->add_option("--screen", a.screen, "A screen by name (main, builtin, external, a number, ...)");
         s->add_option("--padding", a.padding, "Padding around the window, in points")
-            ->check(CLI::NonNegativeNumber);
+            ->check(finiteRange(0, 10000, "points"));
         s->add_option("--app", a.appQuery, "Place a window of this app");
         s->add_option("--id", a.windowID, "The window's number, exactly")
             ->check(CLI::Range(0LL, 4294967295LL));
@@ -344,7 +398,7 @@ int main(int argc, char** argv) {
         s->add_option("--stage", a.stageKey, "A stage's key");
         s->add_option("--position", a.position, "A placement position");
         s->add_option("--screen", a.screen, "A screen by name");
-        s->add_option("--seconds", a.seconds, "How long")->check(CLI::NonNegativeNumber);
+        s->add_option("--seconds", a.seconds, "How long")->check(finiteRange(0, 3600, "seconds"));
         s->add_option("--id", a.windowID, "A window's number")->check(CLI::Range(0LL, 4294967295LL));
     }
 
@@ -364,6 +418,12 @@ int main(int argc, char** argv) {
     } catch (const CLI::CallForAllHelp& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
+        std::string where;
+        if (auto word = unknownCommand(app, where); word && dynamic_cast<const CLI::RequiredError*>(&e)) {
+            std::cerr << fmt::format("{}: unknown command '{}'; `{} --help` lists the commands\n", where,
+                                     *word, where);
+            return kExitUsage;
+        }
         app.exit(e);
         return kExitUsage;
     }
@@ -419,6 +479,12 @@ int main(int argc, char** argv) {
         return kExitFailed;
     }
     bool ok = parsed.value("ok", false);
+    if (!ok && parsed.value("error", "") == zelk::command::kAgentBusy) {
+        if (json) std::cout << parsed.dump(2) << "\n";
+        std::cerr << "zelk: the agent is busy: every connection it serves has a request under way.\n"
+                     "Try again in a few seconds; a client that stalls mid-request is dropped after 5 s.\n";
+        return kExitNoAgent;
+    }
     if (json) {
         std::cout << parsed.dump(2) << "\n";
     } else if (ok) {

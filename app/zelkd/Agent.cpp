@@ -1,5 +1,7 @@
 #include "Agent.h"
 
+#include <unistd.h>
+
 #include "Subsystems.h"
 #include "command/CommandService.h"
 #include "input/AppDelegate.h"
@@ -8,11 +10,21 @@
 
 namespace zelk::agent {
 
+namespace {
+// On the socket, `status` names the process a user can signal; the replay bench keeps the simulated
+// desktop's own pid so that its traces don't change from run to run.
+command::StatusProviders statusProviders(Subsystems& subsystems, bool live) {
+    auto p = subsystems.statusProviders();
+    if (live) p.pid = [] { return static_cast<std::int32_t>(::getpid()); };
+    return p;
+}
+}  // namespace
+
 Agent::Agent(bool commandService)
     : delegate_(std::make_unique<AppDelegate>(AppDelegate::Options{commandService})),
       subsystems_(std::make_unique<Subsystems>()),
       router_(std::make_unique<KeyRouter>(InputManager::shared(), subsystems_->routingServices())),
-      commands_(std::make_unique<command::CommandService>(subsystems_->statusProviders())) {
+      commands_(std::make_unique<command::CommandService>(statusProviders(*subsystems_, commandService))) {
     subsystems_->attach(*delegate_);
     commands_->attach(*delegate_);
     commands_->registerManagers(subsystems_->commandProviders());

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -11,6 +12,7 @@
 #include "Agent.h"
 #include "Demo.h"
 #include "ReplayRunner.h"
+#include "SingleInstance.h"
 #include "TraceRecorder.h"
 #include "platform/JsonFileSettingsStore.h"
 #include "platform/Platform.h"
@@ -31,8 +33,23 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
 
 volatile std::sig_atomic_t gStop = 0;
 
+// One agent per user: a running one is asked to quit before this one reads or writes any setting.
+// The stop signals are caught first, so a newer agent's request to quit always ends this one in order.
+std::optional<zelk::agent::InstanceLock> takeOverAsTheOnlyAgent() {
+    std::signal(SIGINT, [](int) { gStop = 1; });
+    std::signal(SIGTERM, [](int) { gStop = 1; });
+    // The live agent's lines show as they happen, also through a pipe or a log file.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    std::string error;
+    auto lock = zelk::agent::becomeTheOnlyInstance({}, std::cout, error);
+    if (!lock) std::cerr << "zelkd: not starting: " << error << "\n";
+    return lock;
+}
+
 int runLive(const std::string& worldYaml, const std::string& worldName, const std::string& settingsPath) {
     using namespace zelk;
+    auto instance = takeOverAsTheOnlyAgent();
+    if (!instance) return 1;
     auto& queue = ferrow::MainQueue::install(std::make_shared<ferrow::RealClock>());
     sim::SimDesktop desktop;
     sim::WorldExtras extras;
@@ -64,8 +81,6 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
     trace.setMinimumLogLevel(ferrow::LogLevel::info);
     agent::Agent agent(/*commandService=*/true);
     agent.start();
-    std::signal(SIGINT, [](int) { gStop = 1; });
-    std::signal(SIGTERM, [](int) { gStop = 1; });
     // The queue serves until a signal asks to stop; a watcher turns the signal into a stop.
     ferrow::Repeater watcher("signal watch", ferrow::ms(100), -1, [&] {
         if (gStop) queue.stop();

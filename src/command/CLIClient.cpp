@@ -140,7 +140,14 @@ ClientStatus CLIClient::receive(std::string& reply, Timeout timeout) {
 
 ClientStatus CLIClient::request(std::string_view payload, std::string& reply, Timeout sendTimeout,
                                 Timeout receiveTimeout) {
-    if (auto s = send(payload, sendTimeout); s != ClientStatus::ok) return s;
+    if (auto s = send(payload, sendTimeout); s != ClientStatus::ok) {
+        // A busy agent answers before it closes, so the send can fail with the answer waiting.
+        if (s != ClientStatus::connectionLost) return s;
+        std::string why = lastError_;
+        if (receive(reply, Timeout(0)) == ClientStatus::ok) return ClientStatus::ok;
+        lastError_ = why;
+        return s;
+    }
     return receive(reply, receiveTimeout);
 }
 

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <vector>
@@ -50,7 +51,8 @@ struct Connection {
     std::string out;
     std::size_t outSent = 0;
     Nanos deadline = 0;
-    bool busy = false;  // a message or reply is under way
+    bool busy = false;     // a message or reply is under way
+    bool stirred = false;  // bytes came in since the deadline was last set
     bool closeAfterFlush = false;
     bool dead = false;
 
@@ -82,8 +84,7 @@ bool CLIService::start() {
     if (running()) return true;
     const std::string& path = location_.path;
     auto fail = [&](const std::string& why) {
-        Log::error("Failed to create Mach port {}", path);
-        Log::error("CLIService: {}", why);
+        Log::error("Failed to create Mach port {}: {}", path, why);
         if (impl_->listenFd >= 0) ::close(impl_->listenFd);
         impl_->listenFd = -1;
         return false;
@@ -95,14 +96,14 @@ bool CLIService::start() {
 
     struct stat st {};
     if (::lstat(path.c_str(), &st) == 0) {
-        if (!S_ISSOCK(st.st_mode)) return fail(path + " exists and isn't a socket");
-        if (somethingListens(path)) return fail("another instance is listening on " + path);
+        if (!S_ISSOCK(st.st_mode)) return fail("a file that isn't a socket is in the way");
+        if (somethingListens(path)) return fail("another instance is listening on it");
         // Left behind by a run that crashed.
         ::unlink(path.c_str());
     }
 
     impl_->listenFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (impl_->listenFd < 0) return fail(std::strerror(errno));
+    if (impl_->listenFd < 0) return fail(std::string("socket: ") + std::strerror(errno));
     if (::bind(impl_->listenFd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0)
         return fail(std::string("bind: ") + std::strerror(errno));
     // Nobody can connect before listen(), so the mode is right before the first client.
@@ -156,13 +157,19 @@ void CLIService::serve() {
     auto& impl = *impl_;
     auto& clock = *options_.clock;
     const std::string invalidReply = frameMessage(encodeResponse(ZelkResponse::failure(kInvalidRequest)));
+    const std::string busyReply = frameMessage(encodeResponse(ZelkResponse::failure(kAgentBusy)));
 
+    // Deadlines count from the start of the turn that saw the change: a reply already sent may let
+    // the client (a test moving a virtual clock) act before the turn ends.
+    Nanos turnStart = clock.now();
     // Deadlines start when a message or reply gets under way and again when the connection falls idle.
     auto updateDeadline = [&](Connection& c) {
         bool busy = c.reader.midMessage() || c.hasOutput();
-        if (busy != c.busy) {
+        // A request answered within one turn leaves the state as it was, but the client wasn't idle.
+        if (busy != c.busy || c.stirred) {
             c.busy = busy;
-            c.deadline = clock.now() + (busy ? options_.messageTimeout : options_.idleTimeout);
+            c.stirred = false;
+            c.deadline = turnStart + (busy ? options_.messageTimeout : options_.idleTimeout);
         }
     };
     auto queueReply = [&](Connection& c, const std::string& framed) {
@@ -171,38 +178,6 @@ void CLIService::serve() {
             c.outSent = 0;
         }
         c.out += framed;
-    };
-
-    // Out of descriptors, the listening socket stays readable: stop polling it until a connection closes,
-    // or the loop would spin.
-    bool acceptPaused = false;
-    auto acceptClients = [&] {
-        while (true) {
-            int fd = ::accept4(impl.listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-            if (fd < 0) {
-                if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-                    Log::error("CLIService: can't accept a client: {}", std::strerror(errno));
-                    acceptPaused = true;
-                }
-                return;
-            }
-            ucred cred{};
-            socklen_t len = sizeof cred;
-            if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0 ||
-                cred.uid != options_.allowedUid) {
-                Log::error("CLIService: refused a client of uid {} (pid {})", cred.uid, cred.pid);
-                ::close(fd);
-                continue;
-            }
-            if (impl.connections.size() >= options_.maxConnections) {
-                Log::error("CLIService: refused a client, {} connections open", impl.connections.size());
-                ::close(fd);
-                continue;
-            }
-            auto c = std::make_unique<Connection>(fd, options_.maxMessageBytes);
-            c->deadline = clock.now() + options_.idleTimeout;
-            impl.connections.push_back(std::move(c));
-        }
     };
 
     auto flush = [&](Connection& c) {
@@ -243,6 +218,7 @@ void CLIService::serve() {
             ssize_t n = ::recv(c.fd, chunk, sizeof chunk, MSG_DONTWAIT);
             if (n > 0) {
                 c.reader.append(chunk, static_cast<std::size_t>(n));
+                c.stirred = true;
                 budget -= std::min<std::size_t>(budget, static_cast<std::size_t>(n));
                 continue;
             }
@@ -255,6 +231,69 @@ void CLIService::serve() {
             return;
         }
         answerMessages(c);
+    };
+
+    auto liveConnections = [&] {
+        return static_cast<std::size_t>(std::count_if(impl.connections.begin(), impl.connections.end(),
+                                                      [](const auto& c) { return !c->dead; }));
+    };
+    // At the cap, the client that has sat idle longest gives way to the new one, so idle clients
+    // can't lock the service; only clients with a message or a reply under way (each bounded by the
+    // message time-out) hold their place. Input that has already arrived is read first, so a client
+    // that has started a message counts as busy.
+    auto makeRoom = [&] {
+        Connection* victim = nullptr;
+        for (auto& c : impl.connections) {
+            if (c->dead) continue;
+            readFrom(*c);
+            updateDeadline(*c);
+            if (c->closeAfterFlush && !c->hasOutput()) {
+                c->dead = true;  // already on its way out
+                return true;
+            }
+            if (!c->busy && !c->closeAfterFlush && (!victim || c->deadline < victim->deadline))
+                victim = c.get();
+        }
+        if (!victim) return false;
+        Log::info("CLIService: closed the longest-idle client to serve a new one");
+        victim->dead = true;
+        return true;
+    };
+
+    // Out of descriptors, the listening socket stays readable: stop polling it until a connection closes,
+    // or the loop would spin.
+    bool acceptPaused = false;
+    auto acceptClients = [&] {
+        while (true) {
+            int fd = ::accept4(impl.listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+            if (fd < 0) {
+                if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+                    Log::error("CLIService: can't accept a client: {}", std::strerror(errno));
+                    acceptPaused = true;
+                }
+                return;
+            }
+            ucred cred{};
+            socklen_t len = sizeof cred;
+            if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0 ||
+                cred.uid != options_.allowedUid) {
+                Log::error("CLIService: refused a client of uid {} (pid {})", cred.uid, cred.pid);
+                ::close(fd);
+                continue;
+            }
+            if (liveConnections() >= options_.maxConnections && !makeRoom()) {
+                Log::error("CLIService: busy, refused a client: all {} connections have a message under way",
+                           liveConnections());
+                // Small enough for an empty socket buffer; the client reads it even after the close.
+                [[maybe_unused]] auto n =
+                    ::send(fd, busyReply.data(), busyReply.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+                ::close(fd);
+                continue;
+            }
+            auto c = std::make_unique<Connection>(fd, options_.maxMessageBytes);
+            c->deadline = turnStart + options_.idleTimeout;
+            impl.connections.push_back(std::move(c));
+        }
     };
 
     std::vector<pollfd> fds;
@@ -285,6 +324,7 @@ void CLIService::serve() {
             break;
         }
         if (stopping_) break;
+        turnStart = clock.now();
         if (fds[0].revents & POLLIN) {
             char drain[64];
             while (::read(impl.wakeRead, drain, sizeof drain) > 0) {
@@ -296,14 +336,14 @@ void CLIService::serve() {
 
         for (std::size_t i = 0; i < polled; ++i) {
             Connection& c = *impl.connections[i];
+            if (c.dead) continue;
             short rev = fds[i + 2].revents;
             if (rev & (POLLIN | POLLHUP | POLLERR)) readFrom(c);
             if (c.hasOutput() || c.closeAfterFlush) flush(c);
             updateDeadline(c);
         }
-        Nanos now = clock.now();
         for (auto& c : impl.connections) {
-            if (!c->dead && now >= c->deadline) {
+            if (!c->dead && turnStart >= c->deadline) {
                 Log::debug("CLIService: dropped a client that {}",
                            c->busy ? "stalled mid-message" : "stayed idle");
                 c->dead = true;

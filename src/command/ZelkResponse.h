@@ -127,6 +127,9 @@ struct ZelkResponse {
 
 // Error texts the service itself gives.
 inline constexpr const char* kInvalidRequest = "invalid request";
+// Sent, unasked, to a client the service can't take because every connection has a message or a
+// reply under way; the connection then closes.
+inline constexpr const char* kAgentBusy = "the agent is busy";
 inline constexpr const char* kNotAvailableYet = "not available yet";
 
 // JSON in field order, optionals left out. Text that isn't well-formed UTF-8 (a window title read

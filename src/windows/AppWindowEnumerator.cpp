@@ -14,11 +14,6 @@ using ferrow::Log;
 using platform::AXError;
 using platform::AXRef;
 
-bool isIgnoredApp(const std::string& bundleID) {
-    if (bundleID.empty()) return false;
-    return Settings::shared().get(keys::ignoredApps).count(bundleID) > 0;
-}
-
 std::optional<ManagedWindow> AppWindowEnumerator::parseWindow(AXRef window, const platform::RunningApp& app,
                                                               std::uint32_t focusedNumber) {
     const std::string& bundle = app.bundleID;
@@ -62,7 +57,7 @@ std::optional<ManagedWindow> AppWindowEnumerator::parseWindow(AXRef window, cons
 std::optional<std::vector<ManagedWindow>> AppWindowEnumerator::getWindowsForApp(
     const platform::RunningApp& app, const std::optional<std::vector<CrossSpaceWindow>>& crossSpace) {
     const std::string& bundle = app.bundleID;
-    if (isIgnoredApp(bundle) || health_.isSessionIgnored(bundle)) return std::vector<ManagedWindow>{};
+    if (isIgnored(bundle) || health_.isSessionIgnored(bundle)) return std::vector<ManagedWindow>{};
     auto live = workspace_.runningApp(app.pid);
     if (app.terminated || !live || live->terminated) {
         Log::debug("getWindowsForApp: no AXApplication for pid={} bundle={}", app.pid,

@@ -2,6 +2,8 @@
 #include <optional>
 #include <vector>
 
+#include "config/Setting.h"
+#include "config/SettingsCatalogue.h"
 #include "platform/Workspace.h"
 #include "windows/AXHealth.h"
 #include "windows/AXReader.h"
@@ -16,6 +18,12 @@ class AppWindowEnumerator {
     AppWindowEnumerator(platform::Accessibility& ax, platform::WindowServer& server,
                         platform::Workspace& workspace, SpaceWalk& walk, AXHealth& health)
         : ax_(ax), server_(server), workspace_(workspace), walk_(walk), health_(health) {}
+
+    // The `ignoredApps` setting, as a set kept in step with the store: a look-up never decodes
+    // or scans the stored list.
+    bool isIgnored(const std::string& bundleID) const {
+        return !bundleID.empty() && ignoredApps_.get().count(bundleID) > 0;
+    }
 
     // nil: the app could not be asked and the caller keeps what it has. Empty: asked, or skipped on purpose.
     std::optional<std::vector<ManagedWindow>> getWindowsForApp(
@@ -33,9 +41,7 @@ class AppWindowEnumerator {
     platform::Workspace& workspace_;
     SpaceWalk& walk_;
     AXHealth& health_;
+    Setting<StringSet> ignoredApps_{keys::ignoredApps};
 };
-
-// The `ignoredApps` setting.
-bool isIgnoredApp(const std::string& bundleID);
 
 }  // namespace zelk::windows

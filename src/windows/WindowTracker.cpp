@@ -172,10 +172,9 @@ bool WindowTracker::refreshWindows(bool force) {
 }
 
 std::vector<ManagedWindow> WindowTracker::filtered(std::vector<ManagedWindow> list) const {
-    // One read of the setting for the whole list.
-    const auto ignored = Settings::shared().get(keys::ignoredApps);
-    std::erase_if(
-        list, [&](const ManagedWindow& w) { return w.title.empty() || ignored.count(w.bundleIdentifier); });
+    std::erase_if(list, [&](const ManagedWindow& w) {
+        return w.title.empty() || enumerator_.isIgnored(w.bundleIdentifier);
+    });
     return list;
 }
 
@@ -259,7 +258,7 @@ void WindowTracker::assignWindowNumbers(const std::vector<ManagedWindow>& list) 
 
 void WindowTracker::refreshApp(const platform::RunningApp& app) {
     // An app whose accessibility isn't asked keeps its windows as they were: an empty answer here is no news.
-    if (isIgnoredApp(app.bundleID) || health_.isSessionIgnored(app.bundleID)) return;
+    if (enumerator_.isIgnored(app.bundleID) || health_.isSessionIgnored(app.bundleID)) return;
     auto result = enumerator_.getWindowsForApp(app, std::nullopt);
     if (!result) return;
     if (answered) answered(app);

@@ -193,6 +193,97 @@ TEST_F(CLIServiceTest, AStalledClientIsDroppedAtItsDeadlineWithoutHoldingUpOther
     EXPECT_TRUE(closedByService(other));
 }
 
+TEST_F(CLIServiceTest, EveryFailureToListenSaysWhyOnTheSameLine) {
+    // A folder in the way of the socket's folder, and a path the system can't take.
+    std::ofstream(dir / "file") << "x";
+    auto o = options();
+    o.location = SocketLocation{(dir / "file" / "cli.sock").string(), true};
+    CLIService underAFile(dispatcher, o);
+    EXPECT_FALSE(underAFile.start());
+    EXPECT_TRUE(logs.containsSubstring("Failed to create Mach port " + o.location->path + ": " +
+                                       (dir / "file").string() + ": "));
+    o.location = SocketLocation{(dir / std::string(200, 'x')).string(), false};
+    CLIService tooLong(dispatcher, o);
+    EXPECT_FALSE(tooLong.start());
+    EXPECT_TRUE(logs.contains("Failed to create Mach port " + o.location->path +
+                              ": socket path is empty or too long"));
+}
+
+// Clients that connect and send nothing, as many as the service takes.
+std::vector<CLIClient> connectSilent(const std::string& path, std::size_t count) {
+    std::vector<CLIClient> out(count);
+    for (auto& c : out)
+        EXPECT_EQ(c.connect(path), ClientStatus::ok) << c.lastError();
+    return out;
+}
+
+TEST_F(CLIServiceTest, IdleClientsAtTheCapGiveWayToANewOneLongestIdleFirst) {
+    EXPECT_EQ(CLIServiceOptions{}.maxConnections, 64u);
+    startService(options());
+    auto idle = connectSilent(socketPath, 64);
+    // The 65th is served at once, not after the idle ones' minute.
+    CLIClient fresh = connect();
+    EXPECT_EQ(ask(fresh, {{"command", "status"}})["ok"], true);
+    // The first to connect had been idle longest and gave way; the others stay.
+    EXPECT_TRUE(closedByService(idle[0]));
+    clock->advanceBy(ferrow::ms(1));
+    EXPECT_EQ(ask(idle[1], {{"command", "status"}})["ok"], true);
+    // idle[1] was used last, so the next newcomer takes idle[2]'s place.
+    CLIClient another = connect();
+    EXPECT_EQ(ask(another, {{"command", "status"}})["ok"], true);
+    EXPECT_TRUE(closedByService(idle[2]));
+    EXPECT_EQ(ask(idle[1], {{"command", "status"}})["ok"], true);
+    EXPECT_TRUE(logs.containsSubstring("closed the longest-idle client"));
+}
+
+TEST_F(CLIServiceTest, WhenEveryConnectionIsMidMessageANewClientIsToldTheAgentIsBusy) {
+    auto o = options();
+    o.maxConnections = 8;  // the same rule as at 64
+    startService(o);
+    std::string frame = frameMessage(R"({"command":"status"})");
+    auto stalled = connectSilent(socketPath, 8);
+    for (auto& c : stalled)
+        ASSERT_EQ(c.sendRaw(frame.substr(0, 6)), ClientStatus::ok);
+
+    CLIClient late = connect();
+    std::string reply;
+    // The busy answer is read even when the service closed before the request went out.
+    ASSERT_EQ(late.request(R"({"command":"status"})", reply, kGuard, kGuard), ClientStatus::ok)
+        << late.lastError();
+    EXPECT_EQ(json::parse(reply), json::parse(R"({"ok":false,"error":"the agent is busy"})"));
+    EXPECT_TRUE(closedByService(late));
+    EXPECT_EQ(service->answeredCount(), 0u);
+    EXPECT_TRUE(logs.containsSubstring("busy, refused a client"));
+
+    // A stalled message holds its place for the message time-out only.
+    clock->advanceBy(o.messageTimeout);
+    service->wake();
+    for (auto& c : stalled)
+        EXPECT_TRUE(closedByService(c));
+    CLIClient next = connect();
+    EXPECT_EQ(ask(next, {{"command", "status"}})["ok"], true);
+}
+
+TEST_F(CLIServiceTest, AClientThatFinishedItsMessageButHasNotReadTheReplyIsNotIdle) {
+    auto o = options();
+    o.maxConnections = 1;
+    startService(o);
+    // A reply larger than the socket buffers stays under way while its client doesn't read.
+    dispatcher.registerHandler(ZelkCommand::listApps, [](const ZelkRequest&) {
+        auto r = ZelkResponse::success();
+        r.apps = std::vector<ZelkAppInfo>(
+            20'000, ZelkAppInfo{"Some App", "com.example.app", 1, false, false, 3, {1, 2}});
+        return r;
+    });
+    CLIClient reader = connect();
+    ASSERT_EQ(reader.send(R"({"command":"list-apps"})"), ClientStatus::ok);
+    CLIClient late = connect();
+    std::string reply;
+    ASSERT_EQ(late.request(R"({"command":"status"})", reply, kGuard, kGuard), ClientStatus::ok);
+    EXPECT_EQ(json::parse(reply)["error"], "the agent is busy");
+    EXPECT_EQ(receive(reader)["apps"].size(), 20'000u);  // its reply is whole
+}
+
 TEST_F(CLIServiceTest, APeerOfAnotherUserIsRefused) {
     auto o = options();
     o.allowedUid = ::geteuid() + 1;
@@ -221,7 +312,8 @@ TEST_F(CLIServiceTest, AStaleSocketFileIsReplacedButALiveOneIsLeftAlone) {
 
     CLIService second(dispatcher, options());
     EXPECT_FALSE(second.start());
-    EXPECT_TRUE(logs.contains("Failed to create Mach port " + socketPath));
+    EXPECT_TRUE(
+        logs.contains("Failed to create Mach port " + socketPath + ": another instance is listening on it"));
     EXPECT_EQ(ask(c, {{"command", "status"}})["ok"], true);
     CLIClient d = connect();
     EXPECT_EQ(ask(d, {{"command", "status"}})["ok"], true);
@@ -232,7 +324,8 @@ TEST_F(CLIServiceTest, AFileThatIsNotASocketIsNeverRemoved) {
     std::ofstream(socketPath) << "keep me";
     CLIService s(dispatcher, options());
     EXPECT_FALSE(s.start());
-    EXPECT_TRUE(logs.contains("Failed to create Mach port " + socketPath));
+    EXPECT_TRUE(logs.contains("Failed to create Mach port " + socketPath +
+                              ": a file that isn't a socket is in the way"));
     std::ifstream in(socketPath);
     std::string text;
     std::getline(in, text);

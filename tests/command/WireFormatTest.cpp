@@ -67,9 +67,13 @@ TEST(RequestDecoding, MissingNullOrWronglyTypedCommandFails) {
 }
 
 TEST(RequestDecoding, WindowIDMustBeAWholeNumberInUnsigned32BitRange) {
-    EXPECT_EQ(decode(R"({"command":"focus-window","windowID":0})")->windowID, 0u);
-    EXPECT_EQ(decode(R"({"command":"focus-window","windowID":4294967295})")->windowID, 4294967295u);
-    EXPECT_EQ(decode(R"({"command":"focus-window","windowID":7.0})")->windowID, 7u);
+    for (auto [text, id] : {std::pair{R"({"command":"focus-window","windowID":0})", 0u},
+                            std::pair{R"({"command":"focus-window","windowID":4294967295})", 4294967295u},
+                            std::pair{R"({"command":"focus-window","windowID":7.0})", 7u}}) {
+        auto r = decode(text);
+        ASSERT_TRUE(r) << text;
+        EXPECT_EQ(r->windowID, id) << text;
+    }
     EXPECT_FALSE(decode(R"({"command":"focus-window","windowID":4294967296})"));
     EXPECT_FALSE(decode(R"({"command":"focus-window","windowID":18446744073709551615})"));
     EXPECT_FALSE(decode(R"({"command":"focus-window","windowID":1e30})"));
@@ -80,8 +84,12 @@ TEST(RequestDecoding, WindowIDMustBeAWholeNumberInUnsigned32BitRange) {
 }
 
 TEST(RequestDecoding, SpaceIndexIsASignedWholeNumber) {
-    EXPECT_EQ(decode(R"({"command":"switch-space","spaceIndex":-3})")->spaceIndex, -3);
-    EXPECT_EQ(decode(R"({"command":"switch-space","spaceIndex":2.0})")->spaceIndex, 2);
+    for (auto [text, index] : {std::pair{R"({"command":"switch-space","spaceIndex":-3})", -3},
+                               std::pair{R"({"command":"switch-space","spaceIndex":2.0})", 2}}) {
+        auto r = decode(text);
+        ASSERT_TRUE(r) << text;
+        EXPECT_EQ(r->spaceIndex, index) << text;
+    }
     EXPECT_FALSE(decode(R"({"command":"switch-space","spaceIndex":2.5})"));
     EXPECT_FALSE(decode(R"({"command":"switch-space","spaceIndex":9223372036854775808})"));
     EXPECT_FALSE(decode(R"({"command":"switch-space","spaceIndex":"2"})"));

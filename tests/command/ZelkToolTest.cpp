@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "command/BuiltinCommands.h"
+#include "command/CLIClient.h"
 #include "command/CLIService.h"
 #include "platform/sim/SimFixture.h"
 #include "support/Log.h"
@@ -190,6 +191,72 @@ TEST_F(ZelkToolTest, OsdReachesThePanelNotification) {
     EXPECT_EQ(run("osd window").out, "osd window\n");
     runFor(0);
     EXPECT_EQ(seen, std::vector<std::string>{"window"});
+}
+
+TEST_F(ZelkToolTest, NumbersOutsideTheirBoundsAreUsageErrorsWithAShortBound) {
+    for (const char* bad : {"--timeout 1e10", "--timeout nan", "--timeout inf", "--timeout 0", "--timeout -1",
+                            "--timeout 1e400", "--timeout 3x"}) {
+        auto r = run(std::string(bad) + " status");
+        EXPECT_EQ(r.exitCode, 2) << bad;
+        EXPECT_NE(r.err.find("expected seconds from 0.001 to 3600"), std::string::npos)
+            << bad << ": " << r.err;
+        EXPECT_LT(r.err.size(), 300u) << bad;  // no 309-digit bound
+    }
+    EXPECT_EQ(run("--timeout 3600 status").exitCode, 0);
+    EXPECT_EQ(run("--timeout 0.5 status").exitCode, 0);
+    for (const char* bad : {"window place left-half --padding nan", "window place left-half --padding -1",
+                            "debug stage --seconds inf", "debug stage --seconds 1e300"}) {
+        auto r = run(bad);
+        EXPECT_EQ(r.exitCode, 2) << bad;
+        EXPECT_NE(r.err.find("expected"), std::string::npos) << bad << ": " << r.err;
+    }
+}
+
+TEST_F(ZelkToolTest, AnUnknownCommandIsNamed) {
+    auto top = run("no-such-command");
+    EXPECT_EQ(top.exitCode, 2);
+    EXPECT_EQ(top.err, "zelk: unknown command 'no-such-command'; `zelk --help` lists the commands\n");
+    auto nested = run("window frobnicate");
+    EXPECT_EQ(nested.exitCode, 2);
+    EXPECT_EQ(nested.err,
+              "zelk window: unknown command 'frobnicate'; `zelk window --help` lists the commands\n");
+    // A missing one is still said as such.
+    auto missing = run("window");
+    EXPECT_EQ(missing.exitCode, 2);
+    EXPECT_NE(missing.err.find("subcommand is required"), std::string::npos) << missing.err;
+}
+
+TEST_F(ZelkToolTest, AppCommandsWithoutAnAppAreRefusedBeforeAsking) {
+    record({ZelkCommand::focusApp, ZelkCommand::hideApp, ZelkCommand::unhideApp, ZelkCommand::quitApp});
+    for (const char* verb : {"focus", "hide", "unhide", "quit"}) {
+        auto r = run(std::string("app ") + verb);
+        EXPECT_EQ(r.exitCode, 2) << verb;
+        EXPECT_EQ(r.err, std::string("zelk app ") + verb +
+                             ": name the app (part of its name) or give --bundle-id\n");
+    }
+    EXPECT_TRUE(received.empty());
+    EXPECT_EQ(run("app focus --hide-others").exitCode, 2);
+    EXPECT_EQ(run("app quit --bundle-id com.apple.mail").exitCode, 0);
+    EXPECT_EQ(received.size(), 1u);
+}
+
+TEST_F(ZelkToolTest, ABusyAgentExitsThreeWithAHint) {
+    service.reset();
+    CLIServiceOptions o;
+    o.location = SocketLocation{socketPath, false};
+    o.clock = clock;
+    o.maxConnections = 1;
+    service = std::make_unique<CLIService>(dispatcher, o);
+    ASSERT_TRUE(service->start());
+    CLIClient stalled;
+    ASSERT_EQ(stalled.connect(socketPath), ClientStatus::ok);
+    ASSERT_EQ(stalled.sendRaw(std::string("\0\0\0\x20{", 5)), ClientStatus::ok);
+
+    auto r = run("status");
+    EXPECT_EQ(r.exitCode, 3);
+    EXPECT_NE(r.err.find("the agent is busy"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("Try again"), std::string::npos) << r.err;
+    EXPECT_EQ(r.out, "");
 }
 
 TEST_F(ZelkToolTest, HelpAndCompletionsExplainTheCommands) {
