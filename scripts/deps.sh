@@ -2,7 +2,8 @@
 # Installs the Debian packages the build needs, only when one is missing.
 set -euo pipefail
 pkgs=(cmake ninja-build g++ pkg-config libyaml-dev nlohmann-json3-dev libfmt-dev libspdlog-dev
-      libcli11-dev libicu-dev libgtest-dev libgmock-dev libbenchmark-dev)
+      libcli11-dev libicu-dev libgtest-dev libgmock-dev libbenchmark-dev
+      libcairo2-dev libpango1.0-dev fonts-dejavu-core)
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -15,9 +15,9 @@ using nlohmann::json;
 
 namespace {
 const std::set<std::string> kKinds{
-    "flags",    "keyDown",    "keyUp",       "tap",        "launch",      "quit",    "crash",
-    "activate", "openWindow", "closeWindow", "retitle",    "switchSpace", "command", "setting",
-    "fault",    "end",        "minimize",    "unminimize", "pointer",     "hide",    "unhide"};
+    "flags",      "keyDown",     "keyUp",   "tap",         "launch",  "quit",    "crash", "activate",
+    "openWindow", "closeWindow", "retitle", "switchSpace", "command", "setting", "fault", "end",
+    "minimize",   "unminimize",  "pointer", "hide",        "unhide",  "click"};
 
 bool isId(const json& v) {
     return v.is_number_integer() && v.get<std::int64_t>() >= 0 && v.get<std::int64_t>() <= 0xFFFFFFFFLL;
@@ -48,7 +48,7 @@ std::string checkBody(const std::string& kind, const json& v) {
         problems = {field("id", true, id, "a window id"), field("title", true, text, "a string")};
     else if (kind == "switchSpace")
         problems = {field("display", false, id, "a display id"), field("space", true, id, "a Space id")};
-    else if (kind == "pointer")
+    else if (kind == "pointer" || kind == "click")
         problems = {field("x", true, number, "a number"), field("y", true, number, "a number")};
     else if (kind == "fault") {
         for (const char* name : {"axTimeout", "axRecover", "launchFails", "overlay"})
@@ -130,7 +130,7 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
             !(ev.value.is_number_integer() && ev.value.get<std::int64_t>() >= 0))
             return fail(kind + ": expected a window id");
         if ((kind == "openWindow" || kind == "retitle" || kind == "switchSpace" || kind == "command" ||
-             kind == "setting" || kind == "fault" || kind == "pointer") &&
+             kind == "setting" || kind == "fault" || kind == "pointer" || kind == "click") &&
             !ev.value.is_object())
             return fail(kind + ": expected a mapping");
         if (ev.value.is_object())

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -64,6 +65,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
     trace.setTextOutput(&std::cout);
     trace.setMinimumLogLevel(ferrow::LogLevel::info);
     agent::Agent agent(/*commandService=*/true);
+    auto panelTrace = agent::recordPanel(agent, trace);
     agent.start();
     std::signal(SIGINT, [](int) { gStop = 1; });
     std::signal(SIGTERM, [](int) { gStop = 1; });
@@ -82,7 +84,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
 
 int main(int argc, char** argv) {
     CLI::App app{"zelkd: the zelk agent, on the simulated desktop"};
-    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath;
+    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath, framesDir;
     bool demo = false, verbose = false;
     app.add_option("--world", worldPath,
                    "World file (YAML) to run on instead of the embedded default desktop");
@@ -93,7 +95,11 @@ int main(int argc, char** argv) {
                    "Trace format: json (JSON lines) or text (one readable line per event)")
         ->check(CLI::IsMember({"json", "text"}));
     app.add_flag("--demo", demo,
-                 "Replay the built-in guided tour on the default desktop and show what happens");
+                 "Replay the built-in guided tour on the default desktop and show what happens; its panel "
+                 "pictures go to ./zelk-demo-frames unless --frames names a folder");
+    app.add_option("--frames", framesDir,
+                   "With --replay or --demo: write a PNG of the desktop each time the panel changes, and "
+                   "an index.html filmstrip, into this folder");
     app.add_option(
         "--settings", settingsPath,
         "Settings file of the live agent (default: $XDG_STATE_HOME/zelk/com.ferrowlabs.zelk.json)");
@@ -132,6 +138,8 @@ int main(int argc, char** argv) {
     ferrow::Log::setConsole(false);
     zelk::agent::ReplayOptions options;
     options.textShowsDebugLogs = verbose;
+    if (demo && framesDir.empty()) framesDir = "zelk-demo-frames";
+    options.framesDir = framesDir;
     std::ofstream traceFile;
     if (!tracePath.empty()) {
         traceFile.open(tracePath, std::ios::binary | std::ios::trunc);
@@ -145,5 +153,7 @@ int main(int argc, char** argv) {
     }
     int rc = zelk::agent::ReplayRunner().run(worldYaml, scriptYaml, options, error);
     if (rc != 0) std::cerr << "zelkd: " << error << "\n";
+    if (rc == 0 && !framesDir.empty())
+        std::cout << "\nPanel frames: " << (std::filesystem::path(framesDir) / "index.html").string() << "\n";
     return rc;
 }
