@@ -30,7 +30,7 @@ const std::vector<const SettingKey<TriggerKeyList>*>& triggerListKeys() {
     return k;
 }
 
-// 1. Trigger lists by raw value; names of no key are dropped, and a list left with nothing reads as
+// Migration 1: Trigger lists by raw value; names of no key are dropped, and a list left with nothing reads as
 // its default.
 void triggerKeyRawValues(SettingsStore& store) {
     for (auto* key : triggerListKeys()) {
@@ -53,7 +53,8 @@ void triggerKeyRawValues(SettingsStore& store) {
     }
 }
 
-// 2. Enumerations by raw string: case indices and case names become raw values ("dense" is "clean").
+// Migration 2: Enumerations by raw string: case indices and case names become raw values ("dense" is
+// "clean").
 void enumerationRawValues(SettingsStore& store) {
     canonicalise(store, keys::appSort);
     canonicalise(store, keys::tabCycleScope);
@@ -75,7 +76,7 @@ void enumerationRawValues(SettingsStore& store) {
     canonicalise(store, keys::stageSwitcherPlacement);
 }
 
-// 3. The global already-focused action by integer raw value. The retired raw value 2 and the
+// Migration 3: The global already-focused action by integer raw value. The retired raw value 2 and the
 // per-assignment followGlobal can't stand globally: they go, and the default applies.
 void whenAlreadyFocusedRawValues(SettingsStore& store) {
     auto& key = keys::whenAlreadyFocusedAction;
@@ -92,7 +93,7 @@ void whenAlreadyFocusedRawValues(SettingsStore& store) {
     canonicalise(store, key);
 }
 
-// 4. Option sets as arrays of flag names instead of integers.
+// Migration 4: Option sets as arrays of flag names instead of integers.
 void optionSetNames(SettingsStore& store) {
     canonicalise(store, keys::windowSwitcherFeatures);
     canonicalise(store, keys::appSwitcherFeatures);
@@ -100,7 +101,7 @@ void optionSetNames(SettingsStore& store) {
     canonicalise(store, keys::exposeInclude);
 }
 
-// 5. Keys by name: a character ("-") or a key code (27) becomes the key's name ("minus").
+// Migration 5: Keys by name: a character ("-") or a key code (27) becomes the key's name ("minus").
 void keyNames(SettingsStore& store) {
     for (auto* key :
          {&keys::minimizeKey, &keys::specialKey, &keys::exposeKey, &keys::windowMinimizeKey,
@@ -117,7 +118,7 @@ void keyNames(SettingsStore& store) {
     }
 }
 
-// 6. One focus behaviour became two, one per Space mode: an old value moves to the mode in force.
+// Migration 6: One focus behaviour became two, one per Space mode: an old value moves to the mode in force.
 void focusBehaviourPerSpaceMode(SettingsStore& store) {
     auto old = store.read(keys::focusBehaviour.name);
     if (!old || !SettingCodec<FocusBehaviour>::decode(*old)) return;
@@ -129,7 +130,7 @@ void focusBehaviourPerSpaceMode(SettingsStore& store) {
     store.write(target.name, *old);
 }
 
-// 7. A learned query holds one selection, not a list.
+// Migration 7: A learned query holds one selection, not a list.
 void learnedSelectionsSingle(SettingsStore& store) {
     auto stored = store.read(keys::searchQueryAppSelections.name);
     if (!stored || !stored->is_object()) return;
@@ -143,7 +144,7 @@ void learnedSelectionsSingle(SettingsStore& store) {
     if (fixed != *stored) store.write(keys::searchQueryAppSelections.name, fixed);
 }
 
-// 8. Pattern groups carry what the two per-application pattern lists held.
+// Migration 8: Pattern groups carry what the two per-application pattern lists held.
 void windowPatternGroupsFromLists(SettingsStore& store) {
     if (store.read(keys::windowPatternGroups.name)) return;
     auto keyList = store.read(keys::windowKeyPatterns.name);
@@ -159,7 +160,7 @@ void windowPatternGroupsFromLists(SettingsStore& store) {
                 SettingCodec<std::vector<WindowPatternGroup>>::encode(groups));
 }
 
-// 9. Sets of strings without repeats or entries that aren't strings.
+// Migration 9: Sets of strings without repeats or entries that aren't strings.
 void stringSetsClean(SettingsStore& store) {
     for (auto* key : {&keys::ignoredApps, &keys::pauseApps, &keys::ignoredKeys}) {
         auto stored = store.read(key->name);
@@ -172,7 +173,7 @@ void stringSetsClean(SettingsStore& store) {
     }
 }
 
-// 10. The look is stored once an appearance was chosen, so it no longer follows the appearance.
+// Migration 10: The look is stored once an appearance was chosen, so it no longer follows the appearance.
 void osdLookFromAppearance(SettingsStore& store) {
     if (store.read(keys::osdLook.name)) return;
     auto stored = store.read(keys::windowSwitcherAppearance.name);
@@ -182,7 +183,7 @@ void osdLookFromAppearance(SettingsStore& store) {
     store.write(keys::osdLook.name, OSDLook::preset(*appearance).toJson());
 }
 
-// 11. Milliseconds as integers: a slider may have stored 149.6.
+// Migration 11: Milliseconds as integers: a slider may have stored 149.6.
 void integerMilliseconds(SettingsStore& store) {
     for (auto* key :
          {&keys::adaptiveFollowupGraceMs, &keys::staticBreakoutThresholdMs, &keys::windowSwitchOSDDelay,

@@ -54,37 +54,33 @@ void AppDelegate::applicationWillFinishLaunching() {
 
 void AppDelegate::applicationDidFinishLaunching() {
     auto& p = platform::Platform::current();
-    // 1.
     gShared = this;
     launched_ = true;
     Log::info("applicationDidFinishLaunching: starting on the {}", p.name.empty() ? "platform" : p.name);
-    // 2. One instance remains: the newest.
+    // One instance remains: the newest.
     singleInstanceRule();
-    // 3. Key events come only through the tap; there is no hot key centre to switch off here.
-    // 4. Saved window keys are normalised by the window-key store when it loads.
-    // 5.
+    // Key events come only through the tap; there is no hot key centre to switch off here. Saved
+    // window keys are normalised by the window-key store when it loads.
     if (options_.startCommandService && startCommandServiceHook) startCommandServiceHook();
-    // 6.-8. The notification centre delegate, the settings window and its main-window observer belong
+    // The notification centre delegate, the settings window and its main-window observer belong
     // to the settings window, which this build doesn't have.
-    // 9.
+    // The key lists before anything can route a key.
     auto& input = InputManager::shared();
     input.reloadSettings();
     recomputeKeyLists();
-    // 10.
     setUpObservers();
-    // 11.
+    // The installed apps, and one more launch counted.
     if (buildInstalledAppsHook) buildInstalledAppsHook();
     Settings::shared().set(keys::launchCount, Settings::shared().get(keys::launchCount) + 1);
-    // 12.-13. The tutorial and onboarding are views of the settings window.
-    // 14.
+    // The tutorial and onboarding are views of the settings window. The tap waits for the permission.
     startAccessibilityWait(false, kPermissionTitle);
-    // 15.-16., 18.-19.
+    // The panel, the configuration file and the Spaces indicator.
     if (preparePanelHook) preparePanelHook();
     if (startConfigSyncHook) startConfigSyncHook();
     if (startSpacesIndicatorHook) startSpacesIndicatorHook();
-    // 20.
+    // The system's window cycle shortcut follows its settings from now on.
     input.updateWindowCycleHotkey();
-    // 21.
+    // The panel's distributed notification, for the command service and outside tools.
     if (p.notifications) {
         observers_.push_back(p.notifications->observeDistributed(
             "com.ferrowlabs.zelk.osd", [this](const platform::UserInfo& info) { onOSDNotification(info); }));
@@ -167,9 +163,10 @@ void AppDelegate::setUpObservers() {
                     key == "windowCycleKey" || key == "ignoredKeys")
                     input.updateWindowCycleHotkey();
             }
+            // Saved window items change which keys the window trigger catches.
             if (key == "enableHideAndSettingsKeys" || key == "enableWindowSpecialKeys" ||
                 key == "minimizeKey" || key == "specialKey" || key == "windowMinimizeKey" ||
-                key == "windowSpecialKey")
+                key == "windowSpecialKey" || key == "windowKeyAssignments")
                 recomputeKeyLists();
         }));
     }

@@ -23,6 +23,7 @@ constexpr ferrow::Nanos kCapsLockTapLimit = ferrow::seconds(0.3);
 constexpr ferrow::Nanos kTapDisableLogInterval = ferrow::seconds(5.0);
 constexpr ferrow::Nanos kDeadTapWindow = ferrow::seconds(1.2);
 constexpr std::int64_t kDeadTapCheckMs = 1200;
+constexpr ferrow::Nanos kRecentKey = ferrow::seconds(1.0);
 }  // namespace
 
 InputManager::InputManager()
@@ -99,6 +100,36 @@ std::optional<std::string> InputManager::focusedBundleID() const {
     auto front = ws->frontmostApplication();
     if (!front || front->bundleID.empty()) return std::nullopt;
     return front->bundleID;
+}
+
+PhysicalTrigger InputManager::physicalTriggerState(bool recentKeyGuard, bool includeCycle) const {
+    // Caps lock shows in no modifier flags: a hold of a set with caps lock can't be checked. Sets of
+    // triggers not held now are judged by their other keys (the default stage set is caps lock).
+    bool capsLockHoldNow =
+        (appTriggerKeysPressed.get() && contains(settings_.triggerKeys, TriggerKey::capsLock)) ||
+        (windowTriggerKeysPressed.get() && contains(settings_.windowTriggerKeys, TriggerKey::capsLock)) ||
+        (stageTriggerKeysPressed.get() && contains(settings_.stageTriggerKeys, TriggerKey::capsLock));
+    if (capsLockHoldNow) return PhysicalTrigger::unknown;
+    if (isLatched()) return PhysicalTrigger::held;
+    if (recentKeyGuard && lastKeypressDuringHoldEventTS &&
+        now() - *lastKeypressDuringHoldEventTS < kRecentKey)
+        return PhysicalTrigger::held;
+    auto* tap = platform::Platform::current().eventTap;
+    TriggerList down = triggersFromEventFlags(tap ? tap->sourceFlagsState() : 0);
+    auto counts = [&](const TriggerList& set) {
+        return !set.empty() &&
+               std::all_of(set.begin(), set.end(), [&](TriggerKey k) { return contains(down, k); });
+    };
+    bool anySet = counts(settings_.triggerKeys) || counts(settings_.windowTriggerKeys) ||
+                  counts(settings_.stageTriggerKeys);
+    bool hijackHeld =
+        hijackCommandHeld && (contains(down, TriggerKey::lcmd) || contains(down, TriggerKey::rightCommand));
+    if (anySet || hijackHeld || (includeCycle && tabCycling)) return PhysicalTrigger::held;
+    return PhysicalTrigger::released;
+}
+
+bool InputManager::tabCycleBuilt() const {
+    return router_ && router_->tabCycleBuilt();
 }
 
 bool InputManager::isPaused() const {
@@ -214,18 +245,19 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
     if (keys.empty() && !isLatched() && !overlayVisible) return TapDecision::pass;
     if (isPaused() && !overlayVisible) return TapDecision::pass;
 
-    auto key = p.eventTap ? p.eventTap->key(event.keyCode) : std::nullopt;
+    // Key::none for a key code the layout doesn't map.
+    const Key key = p.eventTap ? p.eventTap->key(event.keyCode).value_or(Key::none) : Key::none;
     if (event.type == EventType::keyDown) {
-        if (!key) return TapDecision::pass;
+        if (key == Key::none) return TapDecision::pass;
         if (capsLockHeld) capsLockUsedAsModifier = true;
-        if (router_) return router_->routeKeyDown(*key, event, keys, event.autorepeat);
+        if (router_) return router_->routeKeyDown(key, event, keys, event.autorepeat);
         // Without a router only the take-over can claim a key.
         if (takeOverAtKeyDown(event, keys)) return TapDecision::swallow;
         return TapDecision::pass;
     }
     // Key up: passes, except Tab or the window cycle key that ends a cycle step.
-    if (tabCycling && (hijackCommandHeld || appTriggerKeysPressed.get()) && key &&
-        (*key == Key::tab || *key == settings_.windowCycleKey)) {
+    if (tabCycling && (hijackCommandHeld || appTriggerKeysPressed.get()) && key != Key::none &&
+        (key == Key::tab || key == settings_.windowCycleKey)) {
         showOSD(true);
         return TapDecision::swallow;
     }
@@ -236,6 +268,7 @@ bool InputManager::takeOverAtKeyDown(const KeyEvent& event, const TriggerList& k
     if (appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get())
         return false;
     if (keys.empty() || !std::all_of(keys.begin(), keys.end(), isCommandOrShift)) return false;
+    if (!tabCycleBuilt()) return false;
     bool reverse = contains(keys, TriggerKey::lshift) || contains(keys, TriggerKey::rshift);
     auto key = platform::Platform::current().eventTap->key(event.keyCode);
     bool cmdTab = settings_.hijackCommandTab && settings_.enableTabCycle && key == Key::tab &&
@@ -258,9 +291,19 @@ bool InputManager::takeOverAtKeyDown(const KeyEvent& event, const TriggerList& k
 void InputManager::handleFlagsChanged(const TriggerList& keys) {
     ++flagsChangeCount_;
     const bool paused = isPaused();
-    const auto& s = settings_;
+    recordModifierFlags(keys);
+    const TriggerMatches matches = matchTriggers(keys);
+    followApplicationTrigger(keys, matches.application, paused);
+    followWindowTrigger(matches.window, paused);
+    followStageTrigger(matches.stage, paused);
+    followCommandTakeOver(keys);
+    followShiftTap(keys);
+    if (keys.empty()) appTriggerTapContaminated = false;
+    prevTriggerKeys = keys;
+}
 
-    // 1. The ten modifier flags and the list.
+// The ten modifier flags and the list, rewritten on every change.
+void InputManager::recordModifierFlags(const TriggerList& keys) {
     rightCommand = contains(keys, TriggerKey::rightCommand);
     ralt = contains(keys, TriggerKey::ralt);
     rshift = contains(keys, TriggerKey::rshift);
@@ -272,118 +315,139 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
     fn = contains(keys, TriggerKey::fn);
     capsLock = contains(keys, TriggerKey::capsLock);
     flags = keys;
+}
 
-    // 2. Matches.
-    bool windowMatch =
-        !s.windowTriggerKeys.empty() &&
-        (sameSet(keys, s.windowTriggerKeys) || sameSet(keys, plus(s.windowTriggerKeys, TriggerKey::rshift)));
+// Which triggers the held keys make. The application trigger also holds for the trigger set plus one
+// Shift, the action combo, and the assign and hide-on-focus sets (routing tells those apart at key
+// down); while Cmd-Tab is taken over, both command keys together don't count as it. The window
+// trigger accepts right Shift as its only extra. Any other keys spoil a tap of the application trigger.
+InputManager::TriggerMatches InputManager::matchTriggers(const TriggerList& keys) {
+    const auto& s = settings_;
+    TriggerMatches m;
+    m.window = !s.windowTriggerKeys.empty() && (sameSet(keys, s.windowTriggerKeys) ||
+                                                sameSet(keys, plus(s.windowTriggerKeys, TriggerKey::rshift)));
     bool appMatch = !s.triggerKeys.empty() &&
                     (sameSet(keys, s.triggerKeys) || sameSet(keys, plus(s.triggerKeys, TriggerKey::rshift)) ||
                      sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift)));
     bool actionMatch = s.enableSelectionActionHotkeys && matchesActionCombo(keys, s.triggerKeys);
     if (!keys.empty() && keys != s.triggerKeys) appTriggerTapContaminated = true;
-
-    // 3. The application trigger.
-    bool appDown;
     TriggerList noShift = withoutShifts(keys);
-    if (hijackCommandHeld && sameSet(noShift, {TriggerKey::lcmd, TriggerKey::rightCommand}) &&
-        noShift.size() == 2) {
-        appDown = false;
-    } else {
-        appDown = appMatch || actionMatch ||
-                  (hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys)) ||
-                  (assignTriggerEnabled() && sameSet(keys, s.assignKeyTriggerKeys));
-    }
+    bool bothCommandsInTakeOver = hijackCommandHeld && noShift.size() == 2 &&
+                                  sameSet(noShift, {TriggerKey::lcmd, TriggerKey::rightCommand});
+    m.application = !bothCommandsInTakeOver &&
+                    (appMatch || actionMatch ||
+                     (hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys)) ||
+                     (assignTriggerEnabled() && sameSet(keys, s.assignKeyTriggerKeys)));
+    m.stage = stageTriggerEnabled() && sameSet(keys, s.stageTriggerKeys);
+    return m;
+}
 
-    if (appDown && !appTriggerKeysPressed.get()) {
-        // 4. Rising edge.
-        stickySearchSupersededByHold = isLatched() && (latchedSurface == "app" || latchedSurface == "window");
+void InputManager::followApplicationTrigger(const TriggerList& keys, bool down, bool paused) {
+    if (down && !appTriggerKeysPressed.get())
+        applicationTriggerWentDown(keys, paused);
+    else if (!down && appTriggerKeysPressed.get())
+        applicationTriggerWentUp();
+}
+
+// A press unlatches what was latched (a latched search is then superseded by the hold), starts the
+// hold's bookkeeping, opens window search on a double tap and arms the panel.
+void InputManager::applicationTriggerWentDown(const TriggerList& keys, bool paused) {
+    const auto& s = settings_;
+    stickySearchSupersededByHold = isLatched() && (latchedSurface == "app" || latchedSurface == "window");
+    stickyToggleHidden = false;
+    if (isLatched()) unlatch();
+    appTriggerKeysPressed = true;
+    appTriggerKeyPressTime = now();
+    appTriggerKeyUsedDuringHold = false;
+    pickCommittedByMouseDuringHold = false;
+    cycleLatchArmed = false;
+    keyDownDispatchedRouteLetter.reset();
+    graceTargetsAlreadyFocusedAction = false;
+    alreadyFocusedActionFiredThisHold = false;
+    lastKeypressDuringHoldEventTS.reset();
+    focusedBundleIDAtTriggerPress = focusedBundleID();
+    if (s.doubleTapSearchOpenWindows && s.triggerKeys.size() == 1 && sameSet(keys, s.triggerKeys) &&
+        lastAppTriggerTapTime && now() - *lastAppTriggerTapTime < kDoubleTapWindow) {
+        lastAppTriggerTapTime.reset();
+        if (enterWindowSearchHook) enterWindowSearchHook();
+    }
+    bool companionStandsIn = s.tactoraEnabled && s.tactoraHideOSDWhenShown;
+    if (!paused && !companionStandsIn) showOSD(false);
+}
+
+// A release leaves a latched surface alone, ends a hold that only took the sticky search away, notes
+// a clean tap for the double tap, latches an armed tab cycle, or else commits.
+void InputManager::applicationTriggerWentUp() {
+    const auto& s = settings_;
+    appTriggerKeysPressed = false;
+    if (isLatched()) {
+        appTriggerKeyPressTime.reset();
+        return;
+    }
+    if (stickyToggleHidden && !appTriggerKeyUsedDuringHold) {
         stickyToggleHidden = false;
-        if (isLatched()) unlatch();
-        appTriggerKeysPressed = true;
-        appTriggerKeyPressTime = now();
-        appTriggerKeyUsedDuringHold = false;
-        pickCommittedByMouseDuringHold = false;
-        cycleLatchArmed = false;
-        keyDownDispatchedRouteLetter.reset();
-        graceTargetsAlreadyFocusedAction = false;
-        alreadyFocusedActionFiredThisHold = false;
-        lastKeypressDuringHoldEventTS.reset();
-        focusedBundleIDAtTriggerPress = focusedBundleID();
-        if (s.doubleTapSearchOpenWindows && s.triggerKeys.size() == 1 && sameSet(keys, s.triggerKeys) &&
-            lastAppTriggerTapTime && now() - *lastAppTriggerTapTime < kDoubleTapWindow) {
-            lastAppTriggerTapTime.reset();
-            if (enterWindowSearchHook) enterWindowSearchHook();
-        }
-        bool companionStandsIn = s.tactoraEnabled && s.tactoraHideOSDWhenShown;
-        if (!paused && !companionStandsIn) showOSD(false);
-    } else if (!appDown && appTriggerKeysPressed.get()) {
-        // 5. Falling edge.
-        appTriggerKeysPressed = false;
-        bool done = false;
-        if (isLatched()) {
-            appTriggerKeyPressTime.reset();
-            done = true;
-        } else if (stickyToggleHidden && !appTriggerKeyUsedDuringHold) {
-            stickyToggleHidden = false;
-            appTriggerKeyPressTime.reset();
-            resetTabCycle();
-            hideOSD();
-            done = true;
-        }
-        if (!done) {
-            bool cleanTap = appTriggerKeyPressTime && now() - *appTriggerKeyPressTime < kDoubleTapWindow &&
-                            !appTriggerKeyUsedDuringHold && !appTriggerTapContaminated;
-            if (cleanTap)
-                lastAppTriggerTapTime = now();
-            else
-                lastAppTriggerTapTime.reset();
-            appTriggerKeyPressTime.reset();
-            if (s.stickyAppSwitcher && cycleLatchArmed && tabCycling && !tabCycleScopeOverride &&
-                !pickCommittedByMouseDuringHold) {
-                if (latchTabCycleHook) latchTabCycleHook();
-            } else {
-                resetTabCycle();
-                hideOSD();
-                if (router_) router_->commitOnTriggerUp();
-            }
-        }
+        appTriggerKeyPressTime.reset();
+        resetTabCycle();
+        hideOSD();
+        return;
     }
+    bool cleanTap = appTriggerKeyPressTime && now() - *appTriggerKeyPressTime < kDoubleTapWindow &&
+                    !appTriggerKeyUsedDuringHold && !appTriggerTapContaminated;
+    if (cleanTap)
+        lastAppTriggerTapTime = now();
+    else
+        lastAppTriggerTapTime.reset();
+    appTriggerKeyPressTime.reset();
+    if (s.stickyAppSwitcher && cycleLatchArmed && tabCycling && !tabCycleScopeOverride &&
+        !pickCommittedByMouseDuringHold) {
+        if (latchTabCycleHook) latchTabCycleHook();
+        return;
+    }
+    resetTabCycle();
+    hideOSD();
+    if (router_) router_->commitOnTriggerUp();
+}
 
-    // 6. Window trigger.
-    if (windowMatch && !windowTriggerKeysPressed.get()) {
+void InputManager::followWindowTrigger(bool down, bool paused) {
+    if (down && !windowTriggerKeysPressed.get()) {
         if (isLatched()) unlatch();
         windowTriggerKeysPressed = true;
         windowTriggerKeyPressTime = now();
         windowTriggerKeyUsedDuringHold = false;
         pickCommittedByMouseDuringHold = false;
         if (!paused) showOSD(false);
-    } else if (!windowMatch && windowTriggerKeysPressed.get()) {
+    } else if (!down && windowTriggerKeysPressed.get()) {
         windowTriggerKeysPressed = false;
         windowTriggerKeyPressTime.reset();
         hideOSD();
         if (router_) router_->commitOnTriggerUp();
     }
+}
 
-    // 7. Stage trigger.
-    bool stageDown = stageTriggerEnabled() && sameSet(keys, s.stageTriggerKeys);
-    if (stageDown && !stageTriggerKeysPressed.get()) {
+void InputManager::followStageTrigger(bool down, bool paused) {
+    if (down && !stageTriggerKeysPressed.get()) {
         if (isLatched()) unlatch();
         stageTriggerKeysPressed = true;
         stageTriggerKeyPressTime = now();
         stageTriggerKeyUsedDuringHold = false;
         pickCommittedByMouseDuringHold = false;
         if (!paused && router_) router_->showStagePanelIfAny();
-    } else if (!stageDown && stageTriggerKeysPressed.get()) {
+    } else if (!down && stageTriggerKeysPressed.get()) {
         stageTriggerKeysPressed = false;
         stageTriggerKeyPressTime.reset();
         hideOSD();
         if (router_) router_->commitOnTriggerUp();
     }
+}
 
-    // 8. Take-over of the command keys.
+// The take-over holds while only a command key (with Shift) is down, no trigger and nothing latched;
+// when it ends, an armed cycle latches (with the sticky scope that covers the system's keys) or the
+// cycle closes.
+void InputManager::followCommandTakeOver(const TriggerList& keys) {
+    const auto& s = settings_;
     TriggerList base = withoutShifts(keys);
-    bool wanted = s.hijackCommandTab || (s.enableWindowCycleKey && s.hijackWindowCycleHotkey);
+    bool wanted =
+        tabCycleBuilt() && (s.hijackCommandTab || (s.enableWindowCycleKey && s.hijackWindowCycleHotkey));
     bool anyTrigger =
         appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get();
     bool baseFits =
@@ -395,43 +459,42 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
             hijackCommandHeld = true;
             hijackCommandBase = base;
         }
-    } else if (hijackCommandHeld) {
-        hijackCommandHeld = false;
-        hijackCommandBase.clear();
-        if (s.stickyAppSwitcher && s.stickyAppSwitcherScopeSystem && cycleLatchArmed && tabCycling &&
-            !tabCycleScopeOverride && !pickCommittedByMouseDuringHold) {
-            if (latchTabCycleHook) latchTabCycleHook();
-        } else if (tabCycling) {
-            resetTabCycle();
-            hideOSD();
+        return;
+    }
+    if (!hijackCommandHeld) return;
+    hijackCommandHeld = false;
+    hijackCommandBase.clear();
+    if (s.stickyAppSwitcher && s.stickyAppSwitcherScopeSystem && cycleLatchArmed && tabCycling &&
+        !tabCycleScopeOverride && !pickCommittedByMouseDuringHold) {
+        if (latchTabCycleHook) latchTabCycleHook();
+    } else if (tabCycling) {
+        resetTabCycle();
+        hideOSD();
+    }
+}
+
+// A lone Shift tap on top of the trigger (or the take-over's command key) steps the search, the tab
+// cycle or the panel's selection back by one.
+void InputManager::followShiftTap(const TriggerList& keys) {
+    TriggerList b = hijackCommandHeld ? hijackCommandBase : settings_.triggerKeys;
+    if (b.empty()) return;
+    auto isBPlusOneShift = [&](const TriggerList& l) {
+        return sameSet(l, plus(b, TriggerKey::lshift)) || sameSet(l, plus(b, TriggerKey::rshift));
+    };
+    if (isBPlusOneShift(keys) && !contains(b, TriggerKey::lshift) && !contains(b, TriggerKey::rshift) &&
+        sameSet(prevTriggerKeys, b) && !prevTriggerKeys.empty()) {
+        shiftReverseTapArmed = true;
+        return;
+    }
+    if (sameSet(keys, b) && isBPlusOneShift(prevTriggerKeys) && shiftReverseTapArmed) {
+        bool cycleSelection = appSwitcherCycleSelectedID.has_value();
+        if (searchActive || tabCycling || cycleSelection) {
+            appTriggerKeyUsedDuringHold = true;
+            cycleLatchArmed = true;
+            if (stepSelectionReverseHook) stepSelectionReverseHook(true);
         }
     }
-
-    // 9. Shift tap.
-    TriggerList b = hijackCommandHeld ? hijackCommandBase : s.triggerKeys;
-    if (!b.empty()) {
-        auto isBPlusOneShift = [&](const TriggerList& l) {
-            return sameSet(l, plus(b, TriggerKey::lshift)) || sameSet(l, plus(b, TriggerKey::rshift));
-        };
-        if (isBPlusOneShift(keys) && !contains(b, TriggerKey::lshift) && !contains(b, TriggerKey::rshift) &&
-            sameSet(prevTriggerKeys, b) && !prevTriggerKeys.empty()) {
-            shiftReverseTapArmed = true;
-        } else if (sameSet(keys, b) && isBPlusOneShift(prevTriggerKeys) && shiftReverseTapArmed) {
-            bool cycleSelection = appSwitcherCycleSelectedID.has_value();
-            if (searchActive || tabCycling || cycleSelection) {
-                appTriggerKeyUsedDuringHold = true;
-                cycleLatchArmed = true;
-                if (stepSelectionReverseHook) stepSelectionReverseHook(true);
-            }
-            shiftReverseTapArmed = false;
-        } else {
-            shiftReverseTapArmed = false;
-        }
-    }
-
-    // 10.
-    if (keys.empty()) appTriggerTapContaminated = false;
-    prevTriggerKeys = keys;
+    shiftReverseTapArmed = false;
 }
 
 // Caps lock --------------------------------------------------------------------------------------
@@ -506,7 +569,8 @@ void InputManager::flagsMonitorEvent(std::uint64_t f) {
         if (!alive.lock()) return;
         if (lastGlobalFlagsChangedAt != stamp) return;
         if (std::abs(lastTapFlagsChangedAt - stamp) <= kDeadTapWindow) return;
-        if (!tapRunning_) return;
+        // Stop, then start, whether or not the tap is marked running: a re-creation that failed last
+        // time is tried again at the next modifier press the tap misses.
         ferrow::Log::info(
             "Event tap not working anymore (NSEvent monitor saw flags the tap did not), restarting: {}",
             describeTriggers(triggersFromEventFlags(f)));
@@ -523,7 +587,8 @@ void InputManager::updateWindowCycleHotkey() {
     constexpr int kHotKey = 27;
     if (auto value = ws->symbolicHotKeyValue(kHotKey)) windowCycleHotkeyKeyCode = value->keyCode;
     std::string cycleChar(lowQWERTYCharacter(settings_.windowCycleKey));
-    if (settings_.enableWindowCycleKey && settings_.hijackWindowCycleHotkey &&
+    // Without a tab cycle the system's shortcut stays on: switching it off would leave the key dead.
+    if (tabCycleBuilt() && settings_.enableWindowCycleKey && settings_.hijackWindowCycleHotkey &&
         !settings_.ignoredKeys.count(cycleChar)) {
         if (ws->isSymbolicHotKeyEnabled(kHotKey)) {
             ws->setSymbolicHotKeyEnabled(kHotKey, false);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "platform/Platform.h"
 #include "support/Format.h"
 #include "support/Log.h"
 
@@ -16,15 +15,6 @@ using Mode = InputSettings::ActivationMode;
 using SpaceMode = InputSettings::SpaceMode;
 
 namespace {
-bool isDigitKey(Key k) {
-    return k >= Key::zero && k <= Key::nine;
-}
-int digitValue(Key k) {
-    return static_cast<int>(k) - static_cast<int>(Key::zero);
-}
-bool isLetterKey(Key k) {
-    return k <= Key::z;
-}
 constexpr ferrow::Nanos kSearchDebounce = ferrow::ms(90);
 constexpr std::int64_t kHideAllDecayMs = 400;
 }  // namespace
@@ -89,6 +79,10 @@ bool KeyRouter::breakoutGap() const {
 // press, the key also starts a new query, so typing on searches from it.
 KeyRouter::Decision KeyRouter::directRoute(Key key, const RoutedAssignment& assignment, bool repeat) {
     const bool breakout = breakoutGap();
+    // The route acts now: what an earlier press of this hold stored is stale and must not run at
+    // the trigger's release (it would find the app it just focused and hide it).
+    cancelGrace(false);
+    dropPending();
     markUsed();
     input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
     leaveSearch();
@@ -111,412 +105,36 @@ void KeyRouter::markUsed() {
     if (input_.stageTriggerKeysPressed.get()) input_.stageTriggerKeyUsedDuringHold = true;
 }
 
-// The chain --------------------------------------------------------------------------------------
+// Entering the chain --------------------------------------------------------------------------------------
 
 TapDecision KeyRouter::routeKeyDown(Key key, const platform::KeyEvent& event, const TriggerList& keys,
                                     bool repeat) {
     ++routed_;
     input_.currentKeydownEventTS = event.timestamp ? static_cast<ferrow::Nanos>(event.timestamp) : now();
     Log::debug("tap keyDown: key={} triggers=[{}]", keyName(key), describeTriggers(keys));
+    KeyPress press{key,
+                   keys,
+                   std::string(lowQWERTYCharacter(key)),
+                   repeat,
+                   input_.appTriggerKeysPressed.get(),
+                   input_.windowTriggerKeysPressed.get(),
+                   input_.stageTriggerKeysPressed.get()};
     currentEvent_ = &event;
-    auto decision = route(key, keys, repeat);
+    auto decision = route(press);
     currentEvent_ = nullptr;
     return decision;
-}
-
-TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
-    const auto& s = input_.settings();
-    TriggerList keys = keysIn;
-    const std::string letter(lowQWERTYCharacter(key));
-    const bool appHeld = input_.appTriggerKeysPressed.get();
-    const bool windowHeld = input_.windowTriggerKeysPressed.get();
-    const bool stageHeld = input_.stageTriggerKeysPressed.get();
-    const bool anyTrigger = appHeld || windowHeld || stageHeld;
-
-    // 3. The overlay decides while it is up.
-    if (input_.overlayVisible) {
-        if (input_.capsLockHeld) input_.capsLockUsedAsModifier = true;
-        return TapDecision::pass;
-    }
-    // 4. A running grace: the same letter again (already-focused action) or a slow key commits it.
-    if (adaptiveGraceActive) {
-        bool sameLetter =
-            input_.graceTargetsAlreadyFocusedAction && input_.keyDownDispatchedRouteLetter == letter;
-        bool slowKey = graceIsStaticLaunch && breakoutGap();
-        cancelGrace(sameLetter || slowKey);
-        // The same letter fired the already-focused action: it must not run twice.
-        if (sameLetter) {
-            markUsed();
-            return TapDecision::swallow;
-        }
-    }
-    // 5.
-    if (key == Key::forwardDelete && (input_.searchActive || input_.tabCycling)) key = Key::delete_;
-    // 6. Arrows.
-    bool arrow =
-        key == Key::leftArrow || key == Key::rightArrow || key == Key::upArrow || key == Key::downArrow;
-    if (arrow) {
-        bool passable;
-        if (input_.isLatched())
-            passable = false;
-        else if (input_.osdHidden)
-            passable = true;
-        else if (input_.appTriggerKeyUsedDuringHold || input_.tabCycling)
-            passable = false;
-        else
-            passable = !forceSearchMode;
-        if ((key == Key::leftArrow || key == Key::rightArrow) && !input_.tabCycling) return TapDecision::pass;
-        if ((key == Key::upArrow || key == Key::downArrow) && passable) return TapDecision::pass;
-        if (!contains(s.triggerKeys, TriggerKey::fn)) keys = without(keys, TriggerKey::fn);
-    }
-    // 7.
-    if (key == Key::tab) input_.cycleLatchArmed = true;
-    if (arrow) input_.cycleLatchArmed = false;
-    input_.shiftReverseTapArmed = false;
-    if (input_.capsLockHeld) input_.capsLockUsedAsModifier = true;
-    // 9. Auto-repeat under an active state: only Delete, Down, Up and single letters go on.
-    bool active = anyTrigger || input_.tabCycling || input_.searchActive;
-    if (repeat && active) {
-        bool allowed = key == Key::delete_ || key == Key::downArrow || key == Key::upArrow ||
-                       isLetterKey(key) ||
-                       (input_.tabCycling && (key == Key::tab || key == s.windowCycleKey));
-        if (!allowed) return TapDecision::swallow;
-    }
-    // 11. Command or shift keys alone: the take-over's keys.
-    if (!anyTrigger && !keys.empty() && std::all_of(keys.begin(), keys.end(), isCommandOrShift)) {
-        if (currentEvent_ && input_.takeOverAtKeyDown(*currentEvent_, keys)) return TapDecision::swallow;
-        if (input_.hijackCommandHeld && input_.tabCycling && (key == Key::upArrow || key == Key::downArrow)) {
-            if (input_.handleTabCycleHook) input_.handleTabCycleHook(key == Key::upArrow, std::nullopt);
-            return TapDecision::swallow;
-        }
-    }
-    // 12.-14. Refresh, pin and the selection actions under the action combo.
-    bool latchCombo = input_.isLatched() && sameSet(keys, {TriggerKey::lcmd});
-    bool actionCombo = matchesActionCombo(keys, s.triggerKeys) || latchCombo;
-    if (key == Key::r && (appHeld || input_.isLatched()) && (input_.tabCycling || input_.searchActive) &&
-        actionCombo) {
-        markUsed();
-        return TapDecision::swallow;
-    }
-    // 13. P pins the query to the highlighted app (the pin itself belongs to learned queries).
-    if (key == Key::p && s.enableSelectionActionHotkeys && input_.searchActive && !searchWindowsOnly.get() &&
-        !searchBuffer.get().empty() && actionCombo && (appHeld || input_.isLatched())) {
-        markUsed();
-        return TapDecision::swallow;
-    }
-    if (s.enableSelectionActionHotkeys && actionCombo && (appHeld || input_.isLatched())) {
-        if (repeat && (key == Key::w || key == Key::q || key == Key::h || key == Key::o))
-            return TapDecision::swallow;
-        if (services_.runSelectionAction(letter)) {
-            markUsed();
-            return TapDecision::swallow;
-        }
-    }
-    // 15. Unless latched, only the exact application trigger goes through the search and letter steps.
-    bool exactApp = sameSet(keys, s.triggerKeys) && appHeld;
-    if (input_.isLatched() || exactApp) {
-        // 19. Escape leaves the search, or drops what waits for the trigger's release.
-        if (key == Key::escape && (input_.searchActive || pendingActivation || adaptiveGraceActive)) {
-            if (input_.isLatched()) {
-                input_.unlatch();
-            } else {
-                cancelGrace(false);
-                dropPending();
-                leaveSearch();
-            }
-            markUsed();
-            return TapDecision::swallow;
-        }
-        // 22. Delete edits the search.
-        if (input_.searchActive && key == Key::delete_) {
-            markUsed();
-            // Nothing left to delete in a latched search: end the pin pick, or else the latch.
-            if (input_.isLatched() && searchBuffer.get().empty()) {
-                if (pinPickQuery)
-                    pinPickQuery.reset();
-                else
-                    input_.unlatch();
-                return TapDecision::swallow;
-            }
-            backspaceSearch(repeat);
-            return TapDecision::swallow;
-        }
-        // 23.-24. Tab, Down and Up step the panel.
-        if (key == Key::tab || key == Key::downArrow || key == Key::upArrow) {
-            markUsed();
-            bool back = key == Key::upArrow;
-            if (!input_.searchActive && key != Key::upArrow && key == Key::tab && input_.handleTabCycleHook &&
-                (input_.tabCycling || !s.showAppSwitcher)) {
-                input_.handleTabCycleHook(false, std::nullopt);
-            } else {
-                services_.stepPanel(back);
-            }
-            return TapDecision::swallow;
-        }
-        // 25. The window cycle key.
-        if (key == s.windowCycleKey && s.enableWindowCycleKey && !input_.searchActive && !isIgnored(key)) {
-            markUsed();
-            if (input_.handleTabCycleHook) input_.handleTabCycleHook(false, std::string("sameApp"));
-            return TapDecision::swallow;
-        }
-        // 27. Sticky search on Space.
-        if (key == Key::space && s.enableStickySpaceSearch && appHeld && !input_.tabCycling &&
-            !input_.appSwitcherCycleSelectedID) {
-            if (input_.latchedSurface == "app" || input_.latchedSurface == "window") {
-                input_.unlatch();
-                input_.stickyToggleHidden = true;
-                input_.appTriggerKeyUsedDuringHold = false;
-                return TapDecision::swallow;
-            }
-            if (!input_.isLatched() && !forceSearchMode) {
-                if (input_.stickySearchSupersededByHold && !input_.appTriggerKeyUsedDuringHold) {
-                    input_.stickySearchSupersededByHold = false;
-                    input_.stickyToggleHidden = true;
-                    input_.appTriggerKeyUsedDuringHold = false;
-                    leaveSearch();
-                    input_.hideOSD();
-                } else {
-                    // The search latches with what was typed: it stays open, every letter goes to it,
-                    // and Escape (or a commit) ends it.
-                    input_.stickyToggleHidden = false;
-                    input_.latchedSurface = "app";
-                    input_.searchActive = true;
-                    forceSearchMode = true;
-                    searchWindowsOnly = false;
-                    pinPickQuery.reset();
-                    lastSearchEditWasBackspace = false;
-                    markUsed();
-                    input_.refreshTapSeesBareKeys();
-                    services_.latchSearch("app");
-                }
-                return TapDecision::swallow;
-            }
-        }
-        // 28. A digit with a static assignment: straight to it, even during a search.
-        if (s.spaceMode == SpaceMode::single && isDigitKey(key)) {
-            if (auto assignment = services_.staticAssignment(letter))
-                return directRoute(key, *assignment, repeat);
-        }
-        // 30. A digit during a search picks a row (the panel's rows).
-        if (input_.searchActive && isDigitKey(key) && !digitsAreAssigned() && digitValue(key) >= 1) {
-            markUsed();
-            return TapDecision::swallow;
-        }
-        // 32. Hide, action and overview keys switched off reach the app.
-        // The overview key has a switch of its own (the overlay): it passes only with both off.
-        bool exposeOff = !s.enableHideAndActionKeys && !s.exposeOverlay;
-        if ((!s.enableHideAndActionKeys && (key == s.hideKey || key == s.actionKey)) ||
-            (exposeOff && key == s.exposeKey)) {
-            markUsed();
-            input_.hideOSD();
-            return TapDecision::pass;
-        }
-        // 33. Search-to-focus breakout: a slow letter after a one-letter search goes straight to its app.
-        if (input_.searchActive && !forceSearchMode && isLetterKey(key)) {
-            bool oneLetter = searchBuffer.get().size() == 1 && !lastSearchEditWasBackspace;
-            bool breakout = oneLetter && breakoutGap();
-            bool unrouted = !services_.staticAssignment(letter) &&
-                            !(s.showAppSwitcher && services_.dynamicAssignment(letter));
-            // With no panel up, the same letter pressed again quickly is a second press on its app,
-            // not a two-letter query.
-            bool samePress = input_.osdHidden && searchBuffer.get() == letter && !lastSearchEditWasBackspace;
-            if (((breakout && !unrouted) || samePress)) {
-                if (auto assignment = assignmentFor(letter)) return directRoute(key, *assignment, repeat);
-            }
-        }
-        // 34. A letter extends an active search.
-        if (input_.searchActive && appSwitchKeysHold(key)) {
-            markUsed();
-            appendToSearch(key, repeat);
-            return TapDecision::swallow;
-        }
-        // 35.
-        if (input_.isLatched()) return TapDecision::swallow;
-        // 36. The overview key.
-        if (key == s.exposeKey && (s.exposeOverlay || s.enableHideAndActionKeys) && !isIgnored(key)) {
-            markUsed();
-            input_.hideOSD();
-            if (s.exposeOverlay && services_.toggleOverview()) return TapDecision::swallow;
-            if (auto* ws = platform::Platform::current().windowServer)
-                ws->coreDockSendNotification("com.apple.expose.front.awake");
-            return TapDecision::swallow;
-        }
-        // 37.-38. Digits and adjacent keys switch Spaces in multi mode.
-        if (s.spaceMode == SpaceMode::multi && isDigitKey(key) && digitValue(key) >= 1) {
-            markUsed();
-            input_.hideOSD();
-            services_.switchToSpace(digitValue(key));
-            return TapDecision::swallow;
-        }
-        if (s.spaceMode == SpaceMode::multi && s.enableAdjacentSpaceSwitching &&
-            (key == s.prevSpaceKey || key == s.nextSpaceKey) && !isIgnored(key)) {
-            markUsed();
-            input_.hideOSD();
-            services_.switchAdjacentSpace(key == s.prevSpaceKey ? -1 : 1);
-            return TapDecision::swallow;
-        }
-        // 39. The action key.
-        if (key == s.actionKey && s.enableHideAndActionKeys && !isIgnored(key)) {
-            if (onSpecialHotkey()) {
-                markUsed();
-                input_.hideOSD();
-                return TapDecision::swallow;
-            }
-            return TapDecision::pass;
-        }
-        // 40.-41. Search versus focus.
-        auto staticA = services_.staticAssignment(letter);
-        auto dynamicA = services_.dynamicAssignment(letter);
-        bool letterSearches =
-            services_.letterReachesLaunchable(letter) || services_.letterIsAmbiguating(letter);
-        bool deferFirstLetter = !s.showAppSwitcher && !staticA && dynamicA && !letterSearches;
-        typedOverLearned = false;
-        if (s.activationMode != Mode::onRelease && !staticA && dynamicA) {
-            auto learned = services_.learnedAppFor(letter);
-            if (learned && learned->running() && !letterSearches) typedOverLearned = true;
-        }
-        adaptiveBias = false;
-        if (s.activationMode == Mode::adaptive && !s.showAppSwitcher && !staticA && dynamicA) {
-            auto learned = services_.learnedAppFor(letter);
-            adaptiveBias = learned && learned->running();
-        }
-        if (forceSearchMode) {
-            if (appSwitchKeysHold(key)) {
-                markUsed();
-                appendToSearch(key, repeat);
-                return TapDecision::swallow;
-            }
-        } else {
-            bool hideKey = key == s.hideKey && s.enableHideAndActionKeys;
-            if (hideKey || key == Key::zero || staticA || deferFirstLetter)
-                return letterCommit(key, letter, repeat);
-        }
-        // 42. A letter that reaches an app.
-        if (appSwitchKeysHold(key)) {
-            // A letter with nothing to activate is no hotkey: it reaches the app (step 49).
-            if (dynamicA || services_.nearestRunningApp(letter)) {
-                markUsed();
-                onPrimaryHotkey(key);
-                return TapDecision::swallow;
-            }
-        }
-    }
-
-    // 43. The application trigger with one Shift.
-    if (!s.triggerKeys.empty() && sameSet(keys, plus(s.triggerKeys, TriggerKey::rshift))) {
-        if (key == s.hideKey && s.enableHideAndActionKeys) {
-            markUsed();
-            onRightShiftHotkey(key);
-            return TapDecision::swallow;
-        }
-        if (key == Key::tab) {
-            markUsed();
-            services_.stepPanel(true);
-            return TapDecision::swallow;
-        }
-    }
-    if (!s.triggerKeys.empty() && (sameSet(keys, plus(s.triggerKeys, TriggerKey::rshift)) ||
-                                   sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift)))) {
-        if (key == s.windowCycleKey && s.enableWindowCycleKey && !input_.searchActive && !isIgnored(key)) {
-            markUsed();
-            if (input_.handleTabCycleHook) input_.handleTabCycleHook(true, std::string("sameApp"));
-            return TapDecision::swallow;
-        }
-        if (key == Key::tab && sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift))) {
-            markUsed();
-            services_.stepPanel(true);
-            return TapDecision::swallow;
-        }
-    }
-    // 44. The stage trigger.
-    if (stageHeld && input_.stageTriggerEnabled() && sameSet(keys, s.stageTriggerKeys)) {
-        markUsed();
-        if (isIgnored(key)) {
-            input_.hideOSD();
-            return TapDecision::pass;
-        }
-        if (key == s.stageAssignKey) {
-            saveStageHotkey();
-            return TapDecision::swallow;
-        }
-        if (key == s.stageCloseKey) {
-            services_.closeActiveStage();
-            return TapDecision::swallow;
-        }
-        if (key == s.stageRepositionKey) {
-            services_.repositionActiveStage();
-            return TapDecision::swallow;
-        }
-        if (isLetterKey(key) || isDigitKey(key)) {
-            if (services_.activateStage(letter)) return TapDecision::swallow;
-        }
-        input_.hideOSD();
-        return TapDecision::pass;
-    }
-    // 45. The window trigger.
-    if (windowHeld && sameSet(keys, s.windowTriggerKeys)) {
-        if (s.enableWindowMoveToSpaceShortcut && s.spaceMode == SpaceMode::multi) {
-            if (isDigitKey(key) && digitValue(key) >= 1) {
-                markUsed();
-                services_.moveFocusedWindowToSpace(digitValue(key));
-                return TapDecision::swallow;
-            }
-            if (key == Key::zero) {
-                markUsed();
-                Log::info("hotkey: <windowTrigger>+0 (multi-space) -> moveFocusedWindowToPreviousSpace");
-                services_.moveFocusedWindowToPreviousSpace();
-                return TapDecision::swallow;
-            }
-        }
-        if ((key == s.prevSpaceKey || key == s.nextSpaceKey) && !isIgnored(key) &&
-            s.spaceMode == SpaceMode::multi && s.enableWindowMoveToSpaceShortcut) {
-            markUsed();
-            services_.moveFocusedWindowAdjacent(key == s.prevSpaceKey ? -1 : 1);
-            return TapDecision::swallow;
-        }
-        bool special =
-            s.enableWindowMinimizeAndAssignKeys && (key == s.windowMinimizeKey || key == s.windowAssignKey);
-        if (windowSwitchKeysHold(key) || special) {
-            markUsed();
-            onSecondaryHotkey(key);
-            return TapDecision::swallow;
-        }
-    }
-    // 46.
-    if (windowHeld && sameSet(keys, plus(s.windowTriggerKeys, TriggerKey::rshift))) {
-        bool special = s.enableWindowMinimizeAndAssignKeys && key == s.windowMinimizeKey;
-        if (windowSwitchKeysHold(key) || special) {
-            markUsed();
-            onSecondaryRightShiftHotkey(key);
-            return TapDecision::swallow;
-        }
-    }
-    // 47. Assign.
-    if (input_.assignTriggerEnabled() && sameSet(keys, s.assignKeyTriggerKeys) && key != s.hideKey &&
-        appSwitchKeysHold(key)) {
-        markUsed();
-        onAssignHotkey(key);
-        return TapDecision::swallow;
-    }
-    // 48. Hide on focus.
-    if (input_.hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys) &&
-        appSwitchKeysHold(key)) {
-        markUsed();
-        onHideOnFocusHotkey(key);
-        return TapDecision::swallow;
-    }
-    // 49. Nothing claimed it.
-    if (appHeld || windowHeld) {
-        markUsed();
-        input_.hideOSD();
-    }
-    return TapDecision::pass;
 }
 
 // The letter commit ------------------------------------------------------------------------------
 
 TapDecision KeyRouter::letterCommit(Key key, const std::string& letter, bool repeat) {
     const auto& s = input_.settings();
+    // Holding the letter is one press: its repeats don't run the activation (or the already-focused
+    // action) again.
+    if (repeat) {
+        markUsed();
+        return TapDecision::swallow;
+    }
     bool hideKey = key == s.hideKey;
     if (appSwitchKeysHold(key)) {
         markUsed();
@@ -578,9 +196,16 @@ void KeyRouter::cancelGrace(bool commit) {
 }
 
 void KeyRouter::graceExpired() {
-    // The panel's delayed-show test would report a trigger being released; a held trigger is what
-    // keeps the grace meaningful, so the grace commits only while something still waits.
-    if (adaptiveGraceActive && pendingActivation) cancelGrace(true);
+    if (!adaptiveGraceActive || !pendingActivation) return;
+    // A trigger that is up on the keyboard while the tap never saw it go (a lost key-up) ends the
+    // hold: what it stored is dropped, not committed now nor at some later release.
+    if (input_.physicalTriggerState(false, true) == PhysicalTrigger::released) {
+        Log::info("graceExpired: trigger no longer physically held, pending activation dropped");
+        cancelGrace(false);
+        dropPending();
+        return;
+    }
+    cancelGrace(true);
 }
 
 void KeyRouter::armStaticLaunchGrace(const std::string& letter, bool hideOthers) {
@@ -613,7 +238,7 @@ void KeyRouter::appendToSearch(Key key, bool repeat) {
                  input_.currentKeydownEventTS - *input_.lastKeypressDuringHoldEventTS <
                      s.staticBreakoutThresholdNanos();
     if (!forceSearchMode && !rapid && searchBuffer.get().size() == 1 && !searchSelectionTouched)
-        searchBuffer = "";
+        searchBuffer.set({});
     input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
     searchBuffer = searchBuffer.get() + ch;
     input_.searchActive = true;
@@ -647,7 +272,7 @@ void KeyRouter::backspaceSearch(bool) {
 
 void KeyRouter::leaveSearch() {
     searchDebounceWork.cancel();
-    searchBuffer = "";
+    searchBuffer.set({});
     pinPickQuery.reset();
     input_.searchActive = false;
     searchWindowsOnly = false;
@@ -656,6 +281,8 @@ void KeyRouter::leaveSearch() {
 }
 
 void KeyRouter::enterWindowSearch() {
+    // Without the search there is nothing to type into: the letters keep their own routes.
+    if (!services_.built.search) return;
     input_.searchActive = true;
     forceSearchMode = true;
     searchWindowsOnly = true;

@@ -26,6 +26,7 @@ class KeyRouter final : public HotkeyRouter {
                                        bool isAutoRepeat) override;
     void commitOnTriggerUp() override;
     void cancelForOverlay() override;
+    bool tabCycleBuilt() const override { return services_.built.tabCycle; }
 
     // Hotkey operations.
     void onPrimaryHotkey(Key key);
@@ -74,7 +75,70 @@ class KeyRouter final : public HotkeyRouter {
 
   private:
     using Decision = platform::TapDecision;
-    Decision route(Key key, const TriggerList& keys, bool repeat);
+
+    // One key down as the chain sees it; rules may rewrite the key (forward Delete) and the held keys
+    // (fn on arrows).
+    struct KeyPress {
+        Key key;
+        TriggerList keys;
+        std::string letter;  // the key's lower-case QWERTY character, empty for non-characters
+        bool repeat = false;
+        bool appHeld = false, windowHeld = false, stageHeld = false;
+        bool anyTrigger() const { return appHeld || windowHeld || stageHeld; }
+    };
+    // A rule's answer: swallow or pass when it claims the key, nothing when the key isn't its own.
+    using Verdict = std::optional<Decision>;
+    using Step = Verdict (KeyRouter::*)(KeyPress&);
+
+    // The chain, in order (the first rule that claims a key decides).
+    Decision route(KeyPress& k);
+    static const std::vector<Step>& leadingRules();
+    static const std::vector<Step>& applicationTriggerRules();
+    static const std::vector<Step>& otherTriggerRules();
+
+    // Every key.
+    Verdict overlayDecides(KeyPress& k);
+    Verdict anotherKeyEndsTheGrace(KeyPress& k);
+    Verdict forwardDeleteIsDelete(KeyPress& k);
+    Verdict arrowsPassWhenNothingUsesThem(KeyPress& k);
+    Verdict noteTabArrowsAndCapsLock(KeyPress& k);
+    Verdict repeatsOnlyTypeOrMove(KeyPress& k);
+    Verdict commandKeysRunTheTakeOver(KeyPress& k);
+    Verdict refreshUnderTheActionCombo(KeyPress& k);
+    Verdict pinUnderTheActionCombo(KeyPress& k);
+    Verdict selectionActionUnderTheActionCombo(KeyPress& k);
+    // Under exactly the application trigger, or while something is latched.
+    Verdict escapeEndsTheSearchOrWhatWaits(KeyPress& k);
+    Verdict deleteEditsTheSearch(KeyPress& k);
+    Verdict tabAndArrowsStepThePanelOrCycle(KeyPress& k);
+    Verdict windowCycleKeyCyclesTheAppsWindows(KeyPress& k);
+    Verdict spaceTogglesTheStickySearch(KeyPress& k);
+    Verdict assignedDigitGoesStraightToItsApp(KeyPress& k);
+    Verdict digitPicksASearchRow(KeyPress& k);
+    Verdict switchedOffSpecialKeysReachTheApp(KeyPress& k);
+    Verdict letterBreaksOutOfTheSearch(KeyPress& k);
+    Verdict letterExtendsTheSearch(KeyPress& k);
+    Verdict latchedSurfaceTakesTheRest(KeyPress& k);
+    Verdict overviewKeyShowsTheOverview(KeyPress& k);
+    Verdict digitSwitchesSpace(KeyPress& k);
+    Verdict bracketSwitchesToTheNextSpace(KeyPress& k);
+    Verdict actionKeyOpensTheMenu(KeyPress& k);
+    Verdict letterCommitsUnderItsMode(KeyPress& k);
+    Verdict letterReachesItsApp(KeyPress& k);
+    // The other triggers, and the application trigger with a Shift.
+    Verdict hideKeyUnderTheHideOnFocusTrigger(KeyPress& k);
+    Verdict applicationTriggerWithShift(KeyPress& k);
+    Verdict stageTriggerKeys(KeyPress& k);
+    Verdict windowTriggerMovesTheWindowAcrossSpaces(KeyPress& k);
+    Verdict windowTriggerKeyReachesAWindow(KeyPress& k);
+    Verdict windowTriggerWithRightShift(KeyPress& k);
+    Verdict assignTriggerBindsTheLetter(KeyPress& k);
+    Verdict hideOnFocusTriggerFocusesTheLetter(KeyPress& k);
+    Decision nothingClaimedIt(KeyPress& k);
+
+    bool underActionCombo(const KeyPress& k) const;
+    bool underWindowTrigger(const KeyPress& k) const;
+
     const platform::KeyEvent* currentEvent_ = nullptr;  // the key down being routed
     Decision directRoute(Key key, const RoutedAssignment& assignment, bool repeat);
 
@@ -97,6 +161,8 @@ class KeyRouter final : public HotkeyRouter {
     void dropPending() { pendingActivation = nullptr; }
     bool focusAssignedApp(const RoutedApp& app, bool hideOthers, const std::optional<RoutedAssignment>& a);
     void runAlreadyFocusedAction(const RoutedApp& app, const std::optional<RoutedAssignment>& a);
+    // The assignment's own already-focused action, else the global setting.
+    FocusedAction alreadyFocusedAction(const std::optional<RoutedAssignment>& a) const;
     void hideKeyAction();
     std::optional<RoutedAssignment> assignmentFor(const std::string& letter) const;
     bool isIgnored(Key key) const;

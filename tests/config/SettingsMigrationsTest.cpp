@@ -121,8 +121,8 @@ TEST_F(SettingsMigrationsTest, RunningAgainOrOnTodaysFormsChangesNothing) {
 
 TEST_F(SettingsMigrationsTest, OnlyStepsAboveTheStoredVersionRun) {
     store.write("migrationVersion", 5);
-    store.write("appSort", 0);                     // step 2 would fix this, but it has run already
-    store.write("adaptiveFollowupGraceMs", 80.4);  // step 11 hasn't
+    store.write("appSort", 0);                     // migration 2 would fix this, but it has run already
+    store.write("adaptiveFollowupGraceMs", 80.4);  // migration 11 hasn't
     ferrow::LogCapture log;
     EXPECT_EQ(runSettingsMigrations(store), 6);
     EXPECT_EQ(stored("appSort"), json(0));
