@@ -22,24 +22,11 @@ constexpr std::int64_t kForcedSearchCapMs = 150;
 constexpr ferrow::Nanos kWatchdogInterval = ferrow::ms(300);
 constexpr ferrow::Nanos kReplacementInterval = ferrow::ms(50);
 constexpr int kReplacementRounds = 10;
-constexpr ferrow::Nanos kRecentKeyGuard = ferrow::seconds(1.0);
 
 std::int64_t toMs(ferrow::Nanos t) {
     return t / 1'000'000;
 }
 }  // namespace
-
-std::string_view stateName(PhysicalTriggerState state) {
-    switch (state) {
-        case PhysicalTriggerState::held:
-            return "held";
-        case PhysicalTriggerState::released:
-            return "released";
-        case PhysicalTriggerState::unknown:
-            return "unknown";
-    }
-    return "unknown";
-}
 
 PanelSettings PanelSettings::load(const Settings& st) {
     PanelSettings p;
@@ -241,7 +228,7 @@ void OSDController::scheduleShow(std::int64_t delayMs, PendingKind kind) {
 
 // A release the tap missed shows in the hardware flags: the show waits one more round, then gives up.
 void OSDController::delayedShow(bool isRetry) {
-    if (physicalTriggerState(false, false) != PhysicalTriggerState::released) {
+    if (input_.physicalTriggerState(false, false) != PhysicalTrigger::released) {
         presentOSD();
         return;
     }
@@ -380,13 +367,13 @@ void OSDController::watchdogTick() {
         refresh();
         return;
     }
-    switch (physicalTriggerState(true, true)) {
-        case PhysicalTriggerState::held:
+    switch (input_.physicalTriggerState(true, true)) {
+        case PhysicalTrigger::held:
             strikes_ = 0;
             break;
-        case PhysicalTriggerState::unknown:
+        case PhysicalTrigger::unknown:
             break;
-        case PhysicalTriggerState::released:
+        case PhysicalTrigger::released:
             if (strikes_ == 0) {
                 strikes_ = 1;
                 break;
@@ -424,28 +411,6 @@ void OSDController::forceHide() {
         router_.commitOnTriggerUp();
     }
     refresh();
-}
-
-PhysicalTriggerState OSDController::physicalTriggerState(bool recentKeyGuard, bool includeCycle) const {
-    const auto& s = input_.settings();
-    auto hasCaps = [](const TriggerList& l) { return contains(l, TriggerKey::capsLock); };
-    if (hasCaps(s.triggerKeys) || hasCaps(s.windowTriggerKeys) || hasCaps(s.stageTriggerKeys))
-        return PhysicalTriggerState::unknown;
-    if (anythingLatched()) return PhysicalTriggerState::held;
-    if (recentKeyGuard && input_.lastKeypressDuringHoldEventTS &&
-        now() - *input_.lastKeypressDuringHoldEventTS < kRecentKeyGuard)
-        return PhysicalTriggerState::held;
-    auto* tap = platform::Platform::current().eventTap;
-    const TriggerList down = triggersFromEventFlags(tap ? tap->sourceFlagsState() : 0);
-    auto counts = [&](const TriggerList& set) {
-        return !set.empty() &&
-               std::all_of(set.begin(), set.end(), [&](TriggerKey k) { return contains(down, k); });
-    };
-    const bool anySet = counts(s.triggerKeys) || counts(s.windowTriggerKeys) || counts(s.stageTriggerKeys);
-    const bool hijackHeld = input_.hijackCommandHeld &&
-                            (contains(down, TriggerKey::lcmd) || contains(down, TriggerKey::rightCommand));
-    if (anySet || hijackHeld || (includeCycle && input_.tabCycling)) return PhysicalTriggerState::held;
-    return PhysicalTriggerState::released;
 }
 
 // Latching

@@ -21,9 +21,6 @@ class Settings;
 
 namespace zelk::osd {
 
-enum class PhysicalTriggerState { held, released, unknown };
-std::string_view stateName(PhysicalTriggerState state);
-
 // The settings the panel reads, as one snapshot re-read when any of them changes.
 struct PanelSettings {
     struct Group {
@@ -86,7 +83,6 @@ class OSDController {
     void showOSD(bool immediate);
     void hideOSD(bool immediate);
     void presentOSD();
-    PhysicalTriggerState physicalTriggerState(bool recentKeyGuard, bool includeCycle) const;
 
     // Latching.
     void latchSearchSurface(const std::string& surface);

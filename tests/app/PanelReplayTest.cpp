@@ -145,7 +145,9 @@ TEST(PanelWatchdog, ClosesAPanelWhoseReleaseWasLostAndCommits) {
     }
 }
 
-TEST(PanelWatchdog, CapsLockInATriggerSetLeavesThePanelAlone) {
+TEST(PanelWatchdog, ACapsLockStageSetDoesNotBlindTheCheckOfAWindowHold) {
+    // Only a held set with caps lock can't be checked; the default stage set doesn't stop the check
+    // of a window-trigger hold.
     std::string world = kPanelWorld;
     world.replace(world.find("stageTriggerKeys: [rctrl]"), 25, "stageTriggerKeys: [capsLock]");
     auto events = replay(world, R"(
@@ -155,32 +157,8 @@ TEST(PanelWatchdog, CapsLockInATriggerSetLeavesThePanelAlone) {
 - {at: 2500, end: true}
 )",
                          true);
-    EXPECT_TRUE(lastPanelAtOrBefore(events, 2500)["visible"].get<bool>());
-    EXPECT_FALSE(hasLog(events, "OSD stuck"));
-}
-
-TEST(PanelLatch, SpaceLatchesTheSearchAndEscapeEndsIt) {
-    auto events = replay(kPanelWorld, R"(
-- {at: 1000, flags: [rightCommand]}
-- {at: 1050, tap: space}
-- {at: 1200, flags: []}
-- {at: 1500, tap: escape}
-- {at: 1600, end: true}
-)");
-    auto latched = firstVisible(events);
-    ASSERT_FALSE(latched.is_null());
-    EXPECT_EQ(latched["t"], 1050);
-    EXPECT_EQ(latched["view"], "SearchOSDView");
-    EXPECT_EQ(latched["row"], 1);
-    EXPECT_EQ(latched["latched"], "app");
-    EXPECT_EQ(latched["empty"], "No results found");
-    // The release leaves it standing; Escape ends it.
-    auto beforeEscape = lastPanelAtOrBefore(events, 1499);
-    EXPECT_TRUE(beforeEscape["visible"].get<bool>());
-    EXPECT_EQ(beforeEscape["latched"], "app");
-    auto after = lastPanelAtOrBefore(events, 1500);
-    EXPECT_FALSE(after["visible"].get<bool>());
-    EXPECT_FALSE(after.contains("latched"));
+    EXPECT_FALSE(lastPanelAtOrBefore(events, 1600)["visible"].get<bool>());
+    EXPECT_TRUE(hasLog(events, "OSD stuck after trigger key release, force hiding"));
 }
 
 TEST(PanelLatch, OsdCommandTogglesSurfacesAndHides) {

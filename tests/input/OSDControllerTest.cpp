@@ -6,6 +6,7 @@
 #include "config/Settings.h"
 #include "config/SettingsCatalogue.h"
 #include "input/AgentFixture.h"
+#include "input/KeyRouter.h"
 #include "input/OSDController.h"
 
 namespace zelk::testing {
@@ -120,6 +121,39 @@ TEST_F(OSDControllerTest, SwitcherModeWritesItsSettings) {
     EXPECT_EQ(st.get(keys::activationMode), ActivationMode::onRelease);
     EXPECT_EQ(st.get(keys::staticBreakoutThresholdMs), 300) << "the launcher leaves the threshold alone";
     EXPECT_TRUE(panel().settings().showApp) << "the panel re-read its settings";
+}
+
+TEST_F(OSDControllerTest, SpaceLatchesTheSearchTheReleaseKeepsItEscapeEndsIt) {
+    start(kBasicWorld);
+    // Space latches only once the search is there to take the typing.
+    agent->router().services().built.search = true;
+    hold({"rightCommand"});
+    runFor(50);
+    press(Key::space);
+    runFor(0);
+    EXPECT_TRUE(model().visibility.visible());
+    EXPECT_EQ(model().view, (osd::ViewChoice{OSDView::search, 1}));
+    EXPECT_EQ(model().latches.searchSurface, std::optional<std::string>("app"));
+    EXPECT_EQ(model().emptyText, "No results found");
+    hold({});
+    runFor(500);
+    EXPECT_TRUE(model().visibility.visible()) << "the release leaves a latched panel standing";
+    EXPECT_FALSE(model().visibility.pending);
+    press(Key::escape);
+    runFor(0);
+    EXPECT_FALSE(model().visibility.visible());
+    EXPECT_FALSE(model().latches.any());
+    EXPECT_FALSE(input().isLatched());
+}
+
+TEST_F(OSDControllerTest, SpacePassesThroughWhileTheSearchIsNotBuilt) {
+    start(kBasicWorld);
+    hold({"rightCommand"});
+    runFor(50);
+    press(Key::space);
+    runFor(0);
+    EXPECT_FALSE(model().latches.any());
+    EXPECT_FALSE(model().visibility.visible());
 }
 
 TEST_F(OSDControllerTest, LatchIsRefusedWhileATriggerIsHeld) {
