@@ -50,11 +50,6 @@ const std::string& demoScript() {
 # Right Option shows the windows of the app in front at once, with their keys.
 - {at: 13500, flags: [ralt]}
 - {at: 14000, flags: []}
-# Right Command, then Space: the search stays open with no key held; Escape closes it.
-- {at: 14500, flags: [rightCommand]}
-- {at: 14600, tap: space}
-- {at: 14700, flags: []}
-- {at: 15200, tap: escape}
 # The command line tool opens the window search and hides it again.
 - {at: 15500, command: {command: osd, surface: window}}
 - {at: 16000, command: {command: osd, surface: hide}}
