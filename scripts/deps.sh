@@ -3,7 +3,8 @@
 set -euo pipefail
 pkgs=(cmake ninja-build g++ pkg-config libyaml-dev nlohmann-json3-dev libfmt-dev libspdlog-dev
       libcli11-dev libicu-dev libgtest-dev libgmock-dev libbenchmark-dev
-      clang-14 libclang-rt-14-dev)  # the last two: the fuzz targets (libFuzzer)
+      clang-14 libclang-rt-14-dev   # the fuzz targets (libFuzzer)
+      libcairo2-dev libpango1.0-dev fonts-dejavu-core)  # the panel drawing
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -7,6 +7,7 @@
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
+#include "input/OSDController.h"
 
 namespace zelk::agent {
 
@@ -28,16 +29,53 @@ Agent::Agent(bool commandService)
     subsystems_->attach(*delegate_);
     commands_->attach(*delegate_);
     commands_->registerManagers(subsystems_->commandProviders());
+    wirePanel();
+}
+
+// The panel answers the input state's show, hide and latch calls, and mirrors whether it is hidden
+// where routing and the delegate read it.
+void Agent::wirePanel() {
+    auto& input = InputManager::shared();
+    panel_ = std::make_unique<osd::OSDController>(input, *router_, subsystems_->panelEnvironment());
+    osd::OSDController& panel = *panel_;
+    input.showOSDHook = [&panel](bool immediate) { panel.showOSD(immediate); };
+    // A hide without an argument is immediate: the panel leaves with the trigger.
+    input.hideOSDHook = [&panel] { panel.hideOSD(true); };
+    input.unlatchHook = [&panel] { panel.unlatch(); };
+    if (!input.latchTabCycleHook) input.latchTabCycleHook = [&panel] { panel.latchTabCycle(); };
+    input.keyEventHandledHook = [&panel] { panel.refresh(); };
+    router_->services().latchSearch = [&panel](const std::string&) { panel.searchLatchedByRouter(); };
+    delegate_->toggleLatchedSearchHook = [&panel](const std::string& surface) {
+        panel.toggleLatchedSearch(surface);
+    };
+    AppDelegate* delegate = delegate_.get();
+    panelSub_ = panel.changed.subscribe([&input, delegate](const osd::OSDModel& m) {
+        input.osdHidden = m.visibility.hidden;
+        delegate->osdHidden = m.visibility.hidden;
+    });
 }
 
 Agent::~Agent() {
     if (running()) terminate();
     commands_->detach(*delegate_);
     commands_.reset();
+    unwirePanel();
     router_.reset();
     subsystems_.reset();
     delegate_.reset();
     InputManager::reset();
+}
+
+void Agent::unwirePanel() {
+    auto& input = InputManager::shared();
+    input.showOSDHook = nullptr;
+    input.hideOSDHook = nullptr;
+    input.unlatchHook = nullptr;
+    input.latchTabCycleHook = nullptr;
+    input.keyEventHandledHook = nullptr;
+    delegate_->toggleLatchedSearchHook = nullptr;
+    panelSub_.cancel();
+    panel_.reset();
 }
 
 void Agent::start() {

@@ -4,6 +4,8 @@
 #include <functional>
 #include <memory>
 
+#include "support/Observable.h"
+
 namespace zelk::command {
 class CommandService;
 }
@@ -14,6 +16,9 @@ namespace zelk {
 class AppDelegate;
 class KeyRouter;
 }  // namespace zelk
+namespace zelk::osd {
+class OSDController;
+}
 
 namespace zelk::agent {
 
@@ -35,6 +40,7 @@ class Agent {
     KeyRouter& router() { return *router_; }
     Subsystems& subsystems() { return *subsystems_; }
     command::CommandService& commands() { return *commands_; }
+    osd::OSDController& panel() { return *panel_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::ordered_json handleCommand(const nlohmann::json& request);
 
@@ -42,6 +48,10 @@ class Agent {
     std::unique_ptr<AppDelegate> delegate_;
     std::unique_ptr<Subsystems> subsystems_;
     std::unique_ptr<KeyRouter> router_;
+    std::unique_ptr<osd::OSDController> panel_;
+    void wirePanel();
+    void unwirePanel();
+    ferrow::Subscription panelSub_;
     std::unique_ptr<command::CommandService> commands_;
     bool started_ = false;
     bool terminated_ = false;

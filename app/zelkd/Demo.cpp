@@ -43,7 +43,17 @@ const std::string& demoScript() {
 - {at: 10000, command: {command: status}}
 - {at: 10500, command: {command: list-spaces}}
 - {at: 11000, command: {command: focus-app, query: mail}}
-- {at: 12000, end: true}
+# The panels. With the app panel switched on, holding right Command shows the letters after 150 ms.
+- {at: 12000, setting: {showAppSwitcher: true}}
+- {at: 12500, flags: [rightCommand]}
+- {at: 13000, flags: []}
+# Right Option shows the windows of the app in front at once, with their keys.
+- {at: 13500, flags: [ralt]}
+- {at: 14000, flags: []}
+# The command line tool opens the window search and hides it again.
+- {at: 15500, command: {command: osd, surface: window}}
+- {at: 16000, command: {command: osd, surface: hide}}
+- {at: 16500, end: true}
 )YAML";
     return text;
 }

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include "Agent.h"
+#include "FrameWriter.h"
 #include "TraceRecorder.h"
+#include "input/OSDController.h"
 #include "platform/Platform.h"
 #include "support/Log.h"
 #include "support/MainQueue.h"
@@ -83,6 +85,8 @@ class EventApplier {
                 note(e, "switchSpace: no such display or Space");
         } else if (k == "pointer") {
             world_.warpPointer({valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)});
+        } else if (k == "click") {
+            desktop_.pointer().click({valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)});
         } else if (k == "command") {
             trace_.recordReply(agent_.handleCommand(v));
         } else if (k == "setting") {
@@ -166,6 +170,19 @@ class EventApplier {
 
 }  // namespace
 
+ferrow::Subscription recordPanel(Agent& agent, TraceRecorder& trace) {
+    // Changes the trace can't show (the watchdog's running state) don't make a line of their own.
+    auto last = std::make_shared<json>();
+    return agent.panel().changed.subscribe([&trace, last](const osd::OSDModel& m) {
+        json event = osd::toJson(m);
+        if (event == *last) return;
+        *last = event;
+        event["kind"] = "panel";
+        event["text"] = osd::describe(m);
+        trace.record(std::move(event));
+    });
+}
+
 int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYaml,
                       const ReplayOptions& options, std::string& error) {
     ReplayScript script;
@@ -188,6 +205,16 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
 
     const ferrow::Nanos start = clock->now();
     int result = 0;
+    std::unique_ptr<FrameWriter> frames;
+    if (!options.framesDir.empty()) {
+        frames = std::make_unique<FrameWriter>(options.framesDir);
+        if (!frames->open(error)) {
+            error = "frames: " + error;
+            platform::Platform::reset();
+            ferrow::MainQueue::reset();
+            return 2;
+        }
+    }
     {
         TraceRecorder trace(desktop, start);
         trace.setJsonOutput(options.jsonTrace);
@@ -195,6 +222,11 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
         if (!options.textShowsDebugLogs && !options.jsonTrace)
             trace.setMinimumLogLevel(ferrow::LogLevel::info);
         Agent agent;
+        auto panelTrace = recordPanel(agent, trace);
+        ferrow::Subscription panelFrames;
+        if (frames)
+            panelFrames = agent.panel().changed.subscribe(
+                [&](const osd::OSDModel& m) { frames->add(desktop.world(), m, trace.elapsedMs()); });
         agent.start();
         EventApplier applier(desktop, agent, trace);
         for (const auto& event : script.events) {
@@ -205,6 +237,10 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
         queue.runUntil(start + ferrow::ms(script.endMs));
         agent.terminate();
         queue.runDue();
+    }
+    if (frames && !frames->finish(error)) {
+        error = "frames: " + error;
+        result = 2;
     }
     platform::Platform::reset();
     ferrow::MainQueue::reset();

@@ -6,13 +6,21 @@
 
 #include "ReplayScript.h"
 #include "platform/sim/WorldFile.h"
+#include "support/Observable.h"
 
 namespace zelk::agent {
+
+class Agent;
+class TraceRecorder;
+
+// Writes each change of the panel's model to the trace as a `panel` event.
+ferrow::Subscription recordPanel(Agent& agent, TraceRecorder& trace);
 
 struct ReplayOptions {
     std::ostream* jsonTrace = nullptr;  // JSON lines
     std::ostream* textTrace = nullptr;  // one readable line per event
     bool textShowsDebugLogs = false;
+    std::string framesDir;  // non-empty: a PNG per panel change and an index.html here
 };
 
 // A whole run of the agent on the simulated desktop and a virtual clock: the world is put in place,

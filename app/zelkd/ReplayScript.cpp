@@ -17,9 +17,9 @@ using nlohmann::json;
 
 namespace {
 const std::set<std::string> kKinds{
-    "flags",    "keyDown",    "keyUp",       "tap",        "launch",      "quit",    "crash",
-    "activate", "openWindow", "closeWindow", "retitle",    "switchSpace", "command", "setting",
-    "fault",    "end",        "minimize",    "unminimize", "pointer",     "hide",    "unhide"};
+    "flags",      "keyDown",     "keyUp",   "tap",         "launch",  "quit",    "crash", "activate",
+    "openWindow", "closeWindow", "retitle", "switchSpace", "command", "setting", "fault", "end",
+    "minimize",   "unminimize",  "pointer", "hide",        "unhide",  "click"};
 
 // What a field may hold. Every field of every event is checked through fieldProblem() before the run,
 // so the runner reads values of the right type and range without further checks.
@@ -113,7 +113,7 @@ std::string checkBody(const std::string& kind, const json& v) {
         problems = {field("id", true, Field::windowID), field("title", true, Field::text)};
     else if (kind == "switchSpace")
         problems = {field("display", false, Field::displayID), field("space", true, Field::spaceID)};
-    else if (kind == "pointer")
+    else if (kind == "pointer" || kind == "click")
         problems = {field("x", true, Field::coordinate), field("y", true, Field::coordinate)};
     else if (kind == "fault") {
         for (const char* name : {"axTimeout", "axRecover", "launchFails", "overlay"})
@@ -203,7 +203,7 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
             if (auto problem = fieldProblem(kind, ev.value, Field::windowID); !problem.empty())
                 return fail(problem);
         if ((kind == "openWindow" || kind == "retitle" || kind == "switchSpace" || kind == "command" ||
-             kind == "setting" || kind == "fault" || kind == "pointer") &&
+             kind == "setting" || kind == "fault" || kind == "pointer" || kind == "click") &&
             !ev.value.is_object())
             return fail(kind + ": expected a mapping");
         if (ev.value.is_object())

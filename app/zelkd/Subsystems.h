@@ -4,6 +4,7 @@
 
 #include "command/BuiltinCommands.h"
 #include "command/ManagerCommands.h"
+#include "input/OSDController.h"
 #include "input/RoutingServices.h"
 #include "platform/Key.h"
 #include "support/Observable.h"
@@ -49,6 +50,8 @@ class Subsystems {
     command::ManagerProviders commandProviders();
     // The platform's answers for `status`, with the focused window from window tracking.
     command::StatusProviders statusProviders();
+    // What the panel lists: the app panel's letters and apps, the window panel's window keys.
+    osd::OSDEnvironment panelEnvironment();
 
   private:
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
@@ -59,6 +62,8 @@ class Subsystems {
     std::vector<windows::WindowKeyAssignment> savedWindowKeys();
     // The assign panel's resolution for the focused window, logged (the panel is a view of its own).
     void showWindowAssignPanel();
+    std::vector<osd::OSDSection> appPanelSections(const osd::PanelSettings& settings);
+    std::vector<osd::OSDSection> windowPanelSections(const osd::PanelSettings& settings);
 
     AppDelegate* delegate_ = nullptr;
     std::unique_ptr<windows::AppWindowKeys> windowKeys_;

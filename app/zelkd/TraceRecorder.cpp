@@ -282,8 +282,10 @@ std::string TraceRecorder::describe(const json& e) const {
     if (kind == "notification")
         return fmt::format("banner \"{}\": {}", e.value("title", ""), e.value("body", ""));
     if (kind == "overlay") return "overlay " + e.value("state", "");
-    if (kind == "panel")
+    if (kind == "panel") {
+        if (e.contains("text")) return "panel  " + e.value("text", "");
         return e.value("visible", false) ? "panel  " + e.value("view", "") + " shown" : "panel  hidden";
+    }
     if (kind == "reply") {
         const json& r = e["response"];
         if (r.value("ok", false)) {

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -80,6 +81,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
     trace.setTextOutput(&std::cout);
     trace.setMinimumLogLevel(ferrow::LogLevel::info);
     agent::Agent agent(/*commandService=*/true);
+    auto panelTrace = agent::recordPanel(agent, trace);
     agent.start();
     // The queue serves until a signal asks to stop; a watcher turns the signal into a stop.
     ferrow::Repeater watcher("signal watch", ferrow::ms(100), -1, [&] {
@@ -96,7 +98,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
 
 int main(int argc, char** argv) {
     CLI::App app{"zelkd: the zelk agent, on the simulated desktop"};
-    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath;
+    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath, framesDir;
     bool demo = false, verbose = false;
     app.add_option("--world", worldPath,
                    "World file (YAML) to run on instead of the embedded default desktop");
@@ -107,7 +109,11 @@ int main(int argc, char** argv) {
                    "Trace format: json (JSON lines) or text (one readable line per event)")
         ->check(CLI::IsMember({"json", "text"}));
     app.add_flag("--demo", demo,
-                 "Replay the built-in guided tour on the default desktop and show what happens");
+                 "Replay the built-in guided tour on the default desktop and show what happens; its panel "
+                 "pictures go to ./zelk-demo-frames unless --frames names a folder");
+    app.add_option("--frames", framesDir,
+                   "With --replay or --demo: write a PNG of the desktop each time the panel changes, and "
+                   "an index.html filmstrip, into this folder");
     app.add_option(
         "--settings", settingsPath,
         "Settings file of the live agent (default: $XDG_STATE_HOME/zelk/com.ferrowlabs.zelk.json)");
@@ -154,6 +160,8 @@ int main(int argc, char** argv) {
     ferrow::Log::setConsole(false);
     zelk::agent::ReplayOptions options;
     options.textShowsDebugLogs = verbose;
+    if (demo && framesDir.empty()) framesDir = "zelk-demo-frames";
+    options.framesDir = framesDir;
     std::ofstream traceFile;
     if (!tracePath.empty()) {
         traceFile.open(tracePath, std::ios::binary | std::ios::trunc);
@@ -179,6 +187,8 @@ int main(int argc, char** argv) {
             return 1;
         }
     }
+    if (!framesDir.empty())
+        std::cout << "\nPanel frames: " << (std::filesystem::path(framesDir) / "index.html").string() << "\n";
     std::cout.flush();
     if (!std::cout) {
         std::cerr << "zelkd: can't write the trace to standard output\n";

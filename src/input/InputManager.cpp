@@ -193,7 +193,10 @@ TapDecision InputManager::tapCallback(const KeyEvent& event) {
         !(event.flags & platform::flag::modifierMask))
         return TapDecision::pass;
     TapDecision decision = TapDecision::pass;
-    ferrow::MainQueue::shared().sync([&] { decision = handleKeyEvent(event); });
+    ferrow::MainQueue::shared().sync([&] {
+        decision = handleKeyEvent(event);
+        if (keyEventHandledHook) keyEventHandledHook();
+    });
     return decision;
 }
 

@@ -150,6 +150,8 @@ class InputManager {
     std::function<void()> enterWindowSearchHook;
     std::function<void(bool reverse)> stepSelectionReverseHook;
     std::function<void(bool reverse, std::optional<std::string> scope)> handleTabCycleHook;
+    // After each event the tap hands to the main thread (the panel re-reads the state).
+    std::function<void()> keyEventHandledHook;
     void showOSD(bool immediate = false);
     void hideOSD();
     void resetTabCycle();

@@ -68,6 +68,8 @@ class KeyRouter final : public HotkeyRouter {
     ferrow::WorkItem hideAllAppsDecaying;
 
     bool searchActive() const { return input_.searchActive; }
+    // One letter typed that a learned query answers: the app panel keeps standing.
+    bool isSingleLetterQuery() const;
     RoutingServices& services() { return services_; }
     std::size_t routedCount() const { return routed_; }
 
@@ -168,7 +170,6 @@ class KeyRouter final : public HotkeyRouter {
     bool windowSwitchKeysHold(Key key) const;
     bool digitsAreAssigned() const;
     bool breakoutGap() const;
-    bool isSingleLetterQuery() const;
     ferrow::Nanos now() const { return ferrow::MainQueue::shared().now(); }
 
     InputManager& input_;

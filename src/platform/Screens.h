@@ -35,6 +35,12 @@ class Pointer {
     virtual Point location() = 0;
     virtual void warp(Point to) = 0;
     virtual std::uint32_t pressedButtons() = 0;
+    // A global monitor of left and right mouse downs outside this program's windows; one at a time,
+    // an empty callback removes it. False where the platform has none.
+    virtual bool setMouseDownMonitor(std::function<void(Point at)> callback) {
+        (void)callback;
+        return false;
+    }
 };
 
 }  // namespace zelk::platform

@@ -28,10 +28,20 @@ class SimPointer final : public platform::Pointer {
     Point location() override { return world_.pointer(); }
     void warp(Point to) override { world_.warpPointer(to); }
     std::uint32_t pressedButtons() override { return buttons; }
+    bool setMouseDownMonitor(std::function<void(Point at)> callback) override {
+        mouseDownMonitor_ = std::move(callback);
+        return true;
+    }
+    // A click at a point: the pointer moves there and the monitor, if any, hears the button go down.
+    void click(Point at) {
+        world_.warpPointer(at);
+        if (mouseDownMonitor_) mouseDownMonitor_(at);
+    }
     std::uint32_t buttons = 0;
 
   private:
     SimWorld& world_;
+    std::function<void(Point at)> mouseDownMonitor_;
 };
 
 // User notifications show on the simulated desktop (and in the trace); distributed notifications

@@ -1,0 +1,33 @@
+#pragma once
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "input/OSDModel.h"
+#include "platform/sim/SimWorld.h"
+
+namespace zelk::agent {
+
+// Pictures of a run: each time the panel's model changes, a PNG of the simulated desktop with the
+// panel at its frame; at the end an index.html filmstrip with the virtual time under each frame.
+class FrameWriter {
+  public:
+    explicit FrameWriter(std::filesystem::path directory);
+    // False (with `error`) when the folder can't be made.
+    bool open(std::string& error);
+    void add(const sim::SimWorld& world, const osd::OSDModel& model, double atMs);
+    bool finish(std::string& error);
+    std::size_t count() const { return frames_.size(); }
+
+  private:
+    struct Frame {
+        std::string file;
+        double atMs;
+        std::string caption;
+    };
+    std::filesystem::path dir_;
+    std::vector<Frame> frames_;
+    std::string lastKey_;
+};
+
+}  // namespace zelk::agent

@@ -1,0 +1,152 @@
+// What the panel lists, from the managers of this build.
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "Subsystems.h"
+#include "apps/AppManager.h"
+#include "config/Settings.h"
+#include "config/SettingsCatalogue.h"
+#include "input/InputManager.h"
+#include "platform/Platform.h"
+#include "windows/AppWindowKeys.h"
+#include "windows/WindowKeyAssignments.h"
+#include "windows/WindowManager.h"
+
+namespace zelk::agent {
+
+using osd::OSDRow;
+using osd::OSDSection;
+using osd::PanelSettings;
+
+namespace {
+
+// Space labels, "2" for the second Space of its display, read once per panel.
+class SpaceLabels {
+  public:
+    SpaceLabels() {
+        auto* server = platform::Platform::current().windowServer;
+        auto all = server ? server->managedDisplaySpaces() : std::nullopt;
+        if (!all) return;
+        for (auto& display : *all)
+            for (std::size_t i = 0; i < display.spaces.size(); ++i)
+                labels_[display.spaces[i].id64] = std::to_string(i + 1);
+    }
+    std::string operator()(const std::optional<std::uint64_t>& space) const {
+        if (!space) return "";
+        auto it = labels_.find(*space);
+        return it == labels_.end() ? "" : it->second;
+    }
+
+  private:
+    std::map<std::uint64_t, std::string> labels_;
+};
+
+}  // namespace
+
+std::vector<OSDSection> Subsystems::appPanelSections(const PanelSettings& s) {
+    auto& m = apps();
+    const SpaceLabels spaceLabel;
+    const auto& front = m.focusedApp();
+    const std::string frontBundle = front ? front->bundleID : "";
+    const std::optional<std::uint64_t> currentSpace =
+        s.osdCurrentSpaceOnly ? std::optional<std::uint64_t>(windows_->currentSpaceID()) : std::nullopt;
+    auto onCurrentSpace = [&](const std::string& bundle) {
+        if (!currentSpace) return true;
+        for (auto& w : windows_->windowsOfApp(bundle))
+            if (!w.spaceID || *w.spaceID == *currentSpace) return true;
+        return false;
+    };
+    std::vector<OSDRow> rows;
+    auto addApp = [&](const std::string& key, const std::string& name, const std::string& bundle) {
+        OSDRow row{bundle, key,
+                   name,   "",
+                   "",     bundle == frontBundle,
+                   false,  m.runningAppByBundleIdentifier(bundle).has_value()};
+        rows.push_back(std::move(row));
+        if (s.switcherAppsOnly) return;
+        for (auto& w : windows_->windowsOfApp(bundle)) {
+            OSDRow wr{std::to_string(w.id), "",  w.title, name, spaceLabel(w.spaceID), false, false, true,
+                      w.isMinimized,        true};
+            rows.push_back(std::move(wr));
+        }
+    };
+    std::set<std::string> assigned;
+    if (s.appFeatures & osd::kAssignedAppsBit) {
+        std::vector<const apps::AppKeyAssignment*> list;
+        for (auto& a : m.appKeyAssignments())
+            list.push_back(&a);
+        for (auto& a : m.dynamicAppKeyAssignments())
+            list.push_back(&a);
+        std::stable_sort(list.begin(), list.end(), [](auto* a, auto* b) { return a->key < b->key; });
+        for (auto* a : list) {
+            if (!a->app || assigned.count(a->app->bundleIdentifier())) continue;
+            if (!onCurrentSpace(a->app->bundleIdentifier())) continue;
+            assigned.insert(a->app->bundleIdentifier());
+            addApp(a->key, a->app->name(), a->app->bundleIdentifier());
+        }
+    }
+    if (s.appFeatures & osd::kRunningAppsBit) {
+        for (auto& entry : m.runningApps()) {
+            const auto& p = entry.process;
+            const bool lettered =
+                m.assignmentForBundleIdentifier(p.bundleID) || m.dynamicAssignmentForIdentifier(p.bundleID);
+            if (lettered || assigned.count(p.bundleID) || !onCurrentSpace(p.bundleID)) continue;
+            addApp("", p.name, p.bundleID);
+        }
+    }
+    if (rows.empty()) return {};
+    return {OSDSection{"", std::move(rows)}};
+}
+
+std::vector<OSDSection> Subsystems::windowPanelSections(const PanelSettings& s) {
+    std::vector<OSDSection> out;
+    const auto& front = apps().focusedApp();
+    if (!front) return out;
+    if (s.windowFeatures & osd::kOpenWindowsBit) {
+        const SpaceLabels spaceLabel;
+        std::map<std::uint32_t, const windows::ManagedWindow*> tracked;
+        auto list = windows_->windowsOfApp(front->bundleID);
+        for (auto& w : list)
+            tracked[w.id] = &w;
+        const std::optional<std::uint64_t> currentSpace =
+            s.osdCurrentSpaceOnly ? std::optional<std::uint64_t>(windows_->currentSpaceID()) : std::nullopt;
+        OSDSection open{"Open windows", {}};
+        auto it = apps().appWindowsByBundleIdentifier().find(front->bundleID);
+        if (it != apps().appWindowsByBundleIdentifier().end())
+            for (auto& w : it->second) {
+                auto t = tracked.find(w.id);
+                const windows::ManagedWindow* mw = t == tracked.end() ? nullptr : t->second;
+                if (currentSpace && mw && mw->spaceID && *mw->spaceID != *currentSpace) continue;
+                open.rows.push_back(OSDRow{std::to_string(w.id), w.key, w.title, front->name,
+                                           mw ? spaceLabel(mw->spaceID) : "", w.focused, false, true,
+                                           mw && mw->isMinimized, true});
+            }
+        if (!open.rows.empty()) out.push_back(std::move(open));
+    }
+    if ((s.windowFeatures & osd::kSavedWindowsBit) && keyRunner_) {
+        OSDSection saved{"Saved Windows", {}};
+        if (auto app = focusedKeyedApp())
+            for (auto& record : savedWindowKeys())
+                if (keyRunner_->belongsTo(record, *app))
+                    saved.rows.push_back(OSDRow{record.targetURL(), record.key,
+                                                record.name.value_or(record.targetURL()), front->name});
+        if (!saved.rows.empty()) out.push_back(std::move(saved));
+    }
+    return out;
+}
+
+osd::OSDEnvironment Subsystems::panelEnvironment() {
+    osd::OSDEnvironment env;
+    env.appPanel = [this](const PanelSettings& s) { return appPanelSections(s); };
+    env.windowPanel = [this](const PanelSettings& s) { return windowPanelSections(s); };
+    env.hasAnyAssignment = [this] {
+        return !apps().appKeyAssignments().empty() || !apps().dynamicAppKeyAssignments().empty();
+    };
+    env.isAssignedKey = [this](const std::string& key) {
+        return apps().assignmentForKey(key) || apps().dynamicAssignmentForKey(key);
+    };
+    return env;
+}
+
+}  // namespace zelk::agent
