@@ -6,6 +6,7 @@
 #include <map>
 
 #include "apps/AppManager.h"
+#include "companions/PointerFollower.h"
 #include "config/Settings.h"
 #include "config/SettingsCatalogue.h"
 #include "input/AppDelegate.h"
@@ -131,10 +132,34 @@ Subsystems::Subsystems() {
     env.fillDefaults();
     windows_ = std::make_unique<windows::WindowManager>(std::move(env), *iss_);
     minimizer_ = std::make_unique<windows::WindowMinimizer>(*p.accessibility);
+    followPointer();
+}
+
+// The pointer follows window focus, app activation and Space switches.
+void Subsystems::followPointer() {
+    using companions::PointerFollower;
+    auto& follower = PointerFollower::shared();
+    follower.setWindowSource(
+        {[this] { return windows_->windows(); }, [this] { return windows_->focusedWindow(); }});
+    auto& focus = windows_->focusPipeline();
+    focus.tellPointerFollower = [](const windows::ManagedWindow& w) {
+        PointerFollower::shared().follow(PointerFollower::WindowTarget{w.id});
+    };
+    focus.tellPointerFollowerOfApp = [](std::int32_t pid) {
+        PointerFollower::shared().follow(PointerFollower::AppTarget{pid});
+    };
+    iss_->didSwitchSpace = [](const std::string& display) {
+        auto* screens = platform::Platform::current().screens;
+        if (!screens) return;
+        for (auto& s : screens->screens())
+            if (s.uuid == display)
+                PointerFollower::shared().follow(PointerFollower::DisplayTarget{s.displayID});
+    };
 }
 
 Subsystems::~Subsystems() {
     subscriptions_.clear();
+    companions::PointerFollower::reset();
     windows_.reset();
     iss_.reset();
     apps::AppManager::reset();

@@ -54,6 +54,7 @@ class Subsystems {
     osd::OSDEnvironment panelEnvironment();
 
   private:
+    void followPointer();
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);

@@ -60,6 +60,7 @@ bool ISSManager::switchToSpace(int index, const std::optional<std::string>& disp
     }
     if (!ok) return false;
     if (identifier) model_.predict(*identifier, index, info->spaceCount);
+    if (identifier && didSwitchSpace) didSwitchSpace(*identifier);
     return true;
 }
 

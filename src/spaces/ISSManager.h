@@ -34,6 +34,8 @@ class ISSManager {
 
     // The Spaces indicator hears the target just before a switch.
     std::function<void(int index, const std::string& display)> predictActiveSpace;
+    // A switch went out on this display (its identifier); the pointer follower hears it.
+    std::function<void(const std::string& display)> didSwitchSpace;
 
   private:
     platform::WindowServer& server_;

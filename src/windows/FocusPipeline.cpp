@@ -158,6 +158,8 @@ bool FocusPipeline::plainActivate(const platform::RunningApp& app) {
 bool FocusPipeline::forceActivate(const platform::RunningApp& app) {
     // Inside `focus` the window is already chosen: the window path would route back into `focus`.
     if (focusDepth_ > 0) return env_.workspace->activate(app.pid, false);
+    // Told first: when a window path takes over below, its window target replaces this one.
+    if (tellPointerFollowerOfApp) tellPointerFollowerOfApp(app.pid);
     auto& settings = Settings::shared();
     FocusBehaviour behaviour = settings.get(keys::spaceMode) == SpaceMode::multi
                                    ? settings.get(keys::focusBehaviourMulti)

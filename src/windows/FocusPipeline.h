@@ -50,6 +50,8 @@ class FocusPipeline {
 
     // Hooks to other subsystems; empty ones do nothing.
     std::function<void(const ManagedWindow&)> tellPointerFollower;
+    // An app activated from outside a window focus (a window focus tells its window instead).
+    std::function<void(std::int32_t pid)> tellPointerFollowerOfApp;
     std::function<void(std::uint32_t)> restoreIfStashed;
     std::function<void(const ManagedWindow&)> appFocusedWindowChanged;
     std::function<void()> cancelAllWindowsReassert;
