@@ -2,7 +2,10 @@
 # Installs the Debian packages the build needs, only when one is missing.
 set -euo pipefail
 pkgs=(cmake ninja-build g++ pkg-config libyaml-dev nlohmann-json3-dev libfmt-dev libspdlog-dev
-      libcli11-dev libicu-dev libgtest-dev libgmock-dev libbenchmark-dev)
+      libcli11-dev libicu-dev libgtest-dev libgmock-dev libbenchmark-dev
+      # The X11 backend and its test desktop: xcb and its extensions, a virtual X server, a window manager.
+      libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-xinput-dev libxcb-xtest0-dev libxcb-randr0-dev
+      libxcb-keysyms1-dev xvfb openbox x11-utils)
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
