@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -24,6 +26,9 @@
 #include "support/MainQueue.h"
 #include "support/Timing.h"
 #include "support/Yaml.h"
+#ifdef ZELK_HAVE_X11
+#include "platform/x11/X11Desktop.h"
+#endif
 
 namespace {
 
@@ -94,12 +99,57 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
     return 0;
 }
 
+// The agent on a real X11 desktop: the same start-up, with the X11 backend behind the interfaces.
+int runX11(const std::string& display, const std::string& settingsPath) {
+#ifdef ZELK_HAVE_X11
+    using namespace zelk;
+    auto& queue = ferrow::MainQueue::install(std::make_shared<ferrow::RealClock>());
+    std::string error;
+    auto desktop = x11::X11Desktop::open(display, error);
+    if (!desktop) {
+        std::cerr << "zelkd: x11: " << error << "\n";
+        return 2;
+    }
+    platform::JsonFileSettingsStore store(settingsPath.empty()
+                                              ? platform::JsonFileSettingsStore::defaultPath()
+                                              : std::filesystem::path(settingsPath));
+    platform::Platform::install(desktop->platform(&store));
+    std::cout << fmt::format(
+        "zelkd: running on the X11 desktop{}{}.\n"
+        "Hold the right Super key and press an app's letter; drive it with the zelk tool, e.g. `zelk "
+        "status`.\n"
+        "Stop it with Ctrl-C or `kill {}`.\nSettings: {}\n\n",
+        display.empty() ? "" : " ", display, ::getpid(), store.path().string());
+    std::cout << std::flush;
+    agent::Agent agent(/*commandService=*/true);
+    agent.start();
+    std::signal(SIGINT, [](int) { gStop = 1; });
+    std::signal(SIGTERM, [](int) { gStop = 1; });
+    ferrow::Repeater watcher("signal watch", ferrow::ms(100), -1, [&] {
+        if (gStop) queue.stop();
+    });
+    queue.run();
+    agent.terminate();
+    platform::Platform::reset();
+    return 0;
+#else
+    (void)display;
+    (void)settingsPath;
+    std::cerr << "zelkd: this build has no X11 backend (install xcb with scripts/deps.sh and rebuild)\n";
+    return 2;
+#endif
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"zelkd: the zelk agent, on the simulated desktop"};
     std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath, framesDir;
     bool demo = false, verbose = false;
+    std::string backend = "sim", display;
+    app.add_option("--backend", backend, "Desktop to run on: sim (the simulated desktop) or x11")
+        ->check(CLI::IsMember({"sim", "x11"}));
+    app.add_option("--display", display, "X11 display to use with --backend x11 (default: $DISPLAY)");
     app.add_option("--world", worldPath,
                    "World file (YAML) to run on instead of the embedded default desktop");
     app.add_option("--replay", replayPath, "Replay this script (YAML) on a virtual clock, then exit");
@@ -130,6 +180,7 @@ int main(int argc, char** argv) {
         std::cerr << "zelkd: can't write the log file " << logFile << "\n";
         return 2;
     }
+    if (backend == "x11") return runX11(display, settingsPath);
     std::string error;
     std::string worldYaml = zelk::sim::defaultWorldYaml();
     std::string worldName = "the default desktop";

@@ -1,0 +1,300 @@
+// The real agent on a real X server: Xvfb and openbox from scripts/x11-test-desktop.sh, fake apps from
+// the test client, keys pressed through XTest and every answer read back from the X server.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <thread>
+
+#include "platform/x11/X11Desktop.h"
+
+namespace zelk::x11 {
+namespace {
+
+namespace fs = std::filesystem;
+extern "C" char** environ;
+
+// Xvfb's default keymap.
+constexpr std::uint8_t kSuperL = 133, kSuperR = 134, kH = 43, kI = 31, kM = 58, kC = 54;
+
+pid_t spawn(const std::vector<std::string>& args, const std::map<std::string, std::string>& env, int stdoutFd,
+            bool quiet = false) {
+    std::vector<std::string> envStrings;
+    for (char** e = environ; *e; ++e) {
+        std::string entry = *e;
+        if (!env.count(entry.substr(0, entry.find('=')))) envStrings.push_back(entry);
+    }
+    for (auto& [k, v] : env)
+        envStrings.push_back(k + "=" + v);
+    std::vector<char*> argv, envp;
+    for (auto& a : const_cast<std::vector<std::string>&>(args))
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    for (auto& e : envStrings)
+        envp.push_back(e.data());
+    envp.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (stdoutFd >= 0) posix_spawn_file_actions_adddup2(&actions, stdoutFd, 1);
+    if (quiet) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    pid_t pid = -1;
+    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return pid;
+}
+
+// A desktop with three fake apps and the agent on it; everything stops with the session.
+class X11Session {
+  public:
+    // Empty when the desktop runs; else why not.
+    std::string start() {
+        dir_ = fs::temp_directory_path() / ("zelk-x11-" + std::to_string(::getpid()));
+        fs::remove_all(dir_);
+        for (auto sub : {"log", "run", "state", "config", "share", "data"})
+            fs::create_directories(dir_ / sub);
+        fs::permissions(dir_ / "run", fs::perms::owner_all);
+        int out[2];
+        if (::pipe(out) != 0) return "no pipe";
+        desktopPid_ = spawn({"bash", std::string(ZELK_SOURCE_DIR) + "/scripts/x11-test-desktop.sh",
+                             "--client", ZELK_X11_TEST_CLIENT, "--log", (dir_ / "log").string(),
+                             "Mail=Inbox,Drafts@1", "Notes=Shopping", "Calendar=Agenda@2"},
+                            {}, out[1]);
+        ::close(out[1]);
+        std::string line;
+        pollfd fd{out[0], POLLIN, 0};
+        char c;
+        while (::poll(&fd, 1, 20000) > 0 && ::read(out[0], &c, 1) == 1 && c != '\n')
+            line.push_back(c);
+        ::close(out[0]);
+        if (line.rfind("DISPLAY=", 0) != 0) {
+            int status = 0;
+            ::waitpid(desktopPid_, &status, 0);
+            desktopPid_ = -1;
+            if (WIFEXITED(status) && WEXITSTATUS(status) == 3) return "skip";
+            return "the test desktop did not start";
+        }
+        display_ = line.substr(8);
+        conn_ = xcb_connect(display_.c_str(), nullptr);
+        if (xcb_connection_has_error(conn_)) return "cannot connect to " + display_;
+        root_ = xcb_setup_roots_iterator(xcb_get_setup(conn_)).data->root;
+        if (!waitFor(
+                [&] { return windowNamed("Agenda") && windowNamed("Shopping") && windowNamed("Drafts"); }))
+            return "the fake apps did not open their windows";
+        return "";
+    }
+
+    std::map<std::string, std::string> env() const {
+        return {{"DISPLAY", display_},
+                {"XDG_RUNTIME_DIR", (dir_ / "run").string()},
+                {"XDG_STATE_HOME", (dir_ / "state").string()},
+                {"XDG_CONFIG_HOME", (dir_ / "config").string()},
+                {"XDG_DATA_DIRS", (dir_ / "share").string()},
+                {"XDG_DATA_HOME", (dir_ / "data").string()},
+                {"HOME", dir_.string()}};
+    }
+
+    bool startAgent() {
+        agentPid_ = spawn({ZELKD_PATH, "--backend", "x11", "--log-file", (dir_ / "zelkd.log").string()},
+                          env(), ::open("/dev/null", O_WRONLY));
+        // Ready once it answers and knows every window.
+        return waitFor([&] { return zelk({"window", "list"}).find("Agenda") != std::string::npos; });
+    }
+
+    ~X11Session() {
+        if (agentPid_ > 0) {
+            ::kill(agentPid_, SIGTERM);
+            ::waitpid(agentPid_, nullptr, 0);
+        }
+        if (conn_) xcb_disconnect(conn_);
+        if (desktopPid_ > 0) {
+            ::kill(desktopPid_, SIGTERM);
+            ::waitpid(desktopPid_, nullptr, 0);
+        }
+        if (!dir_.empty()) fs::remove_all(dir_);
+    }
+
+    std::string zelk(std::vector<std::string> args) {
+        args.insert(args.begin(), ZELK_PATH);
+        int out[2];
+        if (::pipe(out) != 0) return {};
+        pid_t pid = spawn(args, env(), out[1]);
+        ::close(out[1]);
+        std::string text;
+        char buf[4096];
+        ssize_t n;
+        while ((n = ::read(out[0], buf, sizeof buf)) > 0)
+            text.append(buf, static_cast<std::size_t>(n));
+        ::close(out[0]);
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? text : "";
+    }
+
+    // Presses "123d" down, "123u" up, "123" both; the keys are in the server when this returns.
+    void keys(const std::vector<std::string>& sequence) {
+        for (auto& item : sequence) {
+            auto code = static_cast<std::uint8_t>(std::stoi(item));
+            if (item.back() != 'u')
+                xcb_test_fake_input(conn_, XCB_KEY_PRESS, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+            if (item.back() != 'd')
+                xcb_test_fake_input(conn_, XCB_KEY_RELEASE, code, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        }
+        std::free(xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
+    }
+
+    std::uint32_t cardinal(const char* name) {
+        auto* a = xcb_intern_atom_reply(conn_, xcb_intern_atom(conn_, 0, std::strlen(name), name), nullptr);
+        auto* r = xcb_get_property_reply(
+            conn_, xcb_get_property(conn_, 0, root_, a->atom, XCB_ATOM_ANY, 0, 1), nullptr);
+        std::free(a);
+        std::uint32_t v = r && xcb_get_property_value_length(r) >= 4
+                              ? *static_cast<std::uint32_t*>(xcb_get_property_value(r))
+                              : 0;
+        std::free(r);
+        return v;
+    }
+    std::uint32_t activeWindow() { return cardinal("_NET_ACTIVE_WINDOW"); }
+    std::uint32_t currentDesktop() { return cardinal("_NET_CURRENT_DESKTOP"); }
+
+    std::optional<std::uint32_t> windowNamed(const std::string& title) {
+        auto* tree = xcb_query_tree_reply(conn_, xcb_query_tree(conn_, root_), nullptr);
+        if (!tree) return std::nullopt;
+        std::optional<std::uint32_t> found;
+        std::vector<xcb_window_t> todo(xcb_query_tree_children(tree),
+                                       xcb_query_tree_children(tree) + xcb_query_tree_children_length(tree));
+        std::free(tree);
+        // Clients sit one level down, inside the window manager's frames.
+        for (std::size_t i = 0; i < todo.size() && !found; ++i) {
+            auto* r = xcb_get_property_reply(
+                conn_, xcb_get_property(conn_, 0, todo[i], XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 0, 256),
+                nullptr);
+            if (r && std::string(static_cast<char*>(xcb_get_property_value(r)),
+                                 static_cast<std::size_t>(xcb_get_property_value_length(r))) == title)
+                found = todo[i];
+            std::free(r);
+            if (auto* sub = xcb_query_tree_reply(conn_, xcb_query_tree(conn_, todo[i]), nullptr)) {
+                todo.insert(todo.end(), xcb_query_tree_children(sub),
+                            xcb_query_tree_children(sub) + xcb_query_tree_children_length(sub));
+                std::free(sub);
+            }
+        }
+        return found;
+    }
+
+    // The agent's log without its debug lines, to tell what it did when a check fails.
+    std::string agentLog() {
+        std::ifstream in(dir_ / "zelkd.log");
+        std::string line, out;
+        while (std::getline(in, line))
+            if (line.find("] debug ") == std::string::npos) out += line + "\n";
+        int status = 0;
+        if (agentPid_ > 0 && ::waitpid(agentPid_, &status, WNOHANG) == agentPid_)
+            out += "agent exited with status " + std::to_string(status) + "\n";
+        return out;
+    }
+
+    std::string keysOf(const std::string& app) {
+        std::ifstream in(dir_ / "log" / (app + ".keys"));
+        std::stringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+
+    // Other processes answer in their own time: the condition is read again until it holds or ten
+    // seconds pass.
+    bool waitFor(const std::function<bool()>& condition) {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::chrono::steady_clock::now() < deadline) {
+            if (condition()) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return condition();
+    }
+
+  private:
+    fs::path dir_;
+    std::string display_;
+    pid_t desktopPid_ = -1, agentPid_ = -1;
+    xcb_connection_t* conn_ = nullptr;
+    xcb_window_t root_ = 0;
+};
+
+#define START_SESSION(session)                                                                         \
+    do {                                                                                               \
+        auto why = (session).start();                                                                  \
+        if (why == "skip")                                                                             \
+            GTEST_SKIP() << "Xvfb or openbox is not installed (scripts/deps.sh installs them)";        \
+        ASSERT_EQ(why, "");                                                                            \
+        ASSERT_TRUE((session).startAgent()) << "the agent did not come up:\n" << (session).agentLog(); \
+    } while (0)
+
+TEST(X11Desktop, TheTriggerAndALetterReachAppsAndPlainTypingPasses) {
+    X11Session s;
+    START_SESSION(s);
+    auto inbox = *s.windowNamed("Inbox");
+    auto agenda = *s.windowNamed("Agenda");
+    // Start from another app, so the letter's app isn't the focused one (which would hide it).
+    auto shopping = *s.windowNamed("Shopping");
+    ASSERT_NE(s.zelk({"app", "focus", "Notes"}), "");
+    ASSERT_TRUE(s.waitFor([&] { return s.activeWindow() == shopping; }));
+
+    // Right Super and "m": Mail's window becomes active, and Mail never sees the letter.
+    s.keys({std::to_string(kSuperR) + "d", std::to_string(kM), std::to_string(kSuperR) + "u"});
+    ASSERT_TRUE(s.waitFor([&] { return s.activeWindow() == inbox; }));
+
+    // Plain typing reaches the focused client unchanged.
+    s.keys({std::to_string(kH), std::to_string(kI)});
+    ASSERT_TRUE(s.waitFor([&] { return s.keysOf("Mail").find("43 0\n31 0\n") != std::string::npos; }))
+        << s.keysOf("Mail");
+    EXPECT_EQ(s.keysOf("Mail").find("58 "), std::string::npos) << "the trigger's letter leaked";
+
+    // Left Super isn't the trigger: the held key is replayed to the client, modifier and all.
+    s.keys({std::to_string(kSuperL) + "d", std::to_string(kM), std::to_string(kSuperL) + "u"});
+    ASSERT_TRUE(s.waitFor([&] { return s.keysOf("Mail").find("58 64\n") != std::string::npos; }))
+        << s.keysOf("Mail");
+    EXPECT_EQ(s.activeWindow(), inbox);
+
+    // An app whose only window is on the third desktop: the desktop switches, then the window activates.
+    s.keys({std::to_string(kSuperR) + "d", std::to_string(kC), std::to_string(kSuperR) + "u"});
+    ASSERT_TRUE(s.waitFor([&] { return s.currentDesktop() == 2 && s.activeWindow() == agenda; }))
+        << "desktop " << s.currentDesktop() << ", active " << s.activeWindow();
+    EXPECT_EQ(s.keysOf("Calendar").find("54 "), std::string::npos);
+}
+
+TEST(X11Desktop, CommandsAnswerFromTheRealDesktop) {
+    X11Session s;
+    START_SESSION(s);
+    auto status = s.zelk({"status"});
+    EXPECT_NE(status.find("1 of 4"), std::string::npos) << status;
+    auto windows = s.zelk({"window", "list"});
+    for (auto title : {"Inbox", "Drafts", "Shopping", "Agenda"})
+        EXPECT_NE(windows.find(title), std::string::npos) << title << " missing from\n" << windows;
+    auto apps = s.zelk({"app", "list"});
+    for (auto app : {"Mail", "Notes", "Calendar"})
+        EXPECT_NE(apps.find(app), std::string::npos) << app << " missing from\n" << apps;
+
+    EXPECT_NE(s.zelk({"space", "switch", "2"}).find("switching to Space #2"), std::string::npos);
+    EXPECT_TRUE(s.waitFor([&] { return s.currentDesktop() == 1; })) << s.currentDesktop();
+
+    // A window on another desktop is focused by switching there first.
+    auto shopping = *s.windowNamed("Shopping");
+    EXPECT_NE(s.zelk({"window", "focus", "Shopping"}).find("focused window"), std::string::npos);
+    EXPECT_TRUE(s.waitFor([&] { return s.currentDesktop() == 0 && s.activeWindow() == shopping; }));
+}
+
+}  // namespace
+}  // namespace zelk::x11

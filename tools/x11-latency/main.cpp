@@ -1,0 +1,97 @@
+// zelk-x11-latency: how long a key press takes to become an activated window. Holding the right Super
+// key, it presses two letters in turn N times through XTest and waits each time for the window manager
+// to publish the other app's window as _NET_ACTIVE_WINDOW; then prints the median and the worst.
+//
+//   zelk-x11-latency LETTER_KEYCODE:WINDOW LETTER_KEYCODE:WINDOW [N]
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::uint8_t kSuperR = 134;
+
+std::uint32_t activeWindow(xcb_connection_t* c, xcb_window_t root, xcb_atom_t atom) {
+    auto* r = xcb_get_property_reply(c, xcb_get_property(c, 0, root, atom, XCB_ATOM_WINDOW, 0, 1), nullptr);
+    std::uint32_t w = r && xcb_get_property_value_length(r) >= 4
+                          ? *static_cast<std::uint32_t*>(xcb_get_property_value(r))
+                          : 0;
+    std::free(r);
+    return w;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: zelk-x11-latency KEYCODE:WINDOW KEYCODE:WINDOW [N]\n");
+        return 2;
+    }
+    struct Target {
+        std::uint8_t key;
+        std::uint32_t window;
+    };
+    std::vector<Target> targets;
+    for (int i = 1; i <= 2; ++i) {
+        std::string arg = argv[i];
+        auto colon = arg.find(':');
+        if (colon == std::string::npos) return 2;
+        targets.push_back({static_cast<std::uint8_t>(std::stoi(arg.substr(0, colon))),
+                           static_cast<std::uint32_t>(std::stoul(arg.substr(colon + 1), nullptr, 0))});
+    }
+    int n = argc > 3 ? std::atoi(argv[3]) : 100;
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(c)) return 1;
+    xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    auto* a = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
+    xcb_atom_t active = a->atom;
+    std::free(a);
+    std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(c, root, XCB_CW_EVENT_MASK, &mask);
+    std::vector<double> ms;
+    int missed = 0;
+    for (int i = 0; i < n; ++i) {
+        const Target& t = targets[static_cast<std::size_t>(i % 2)];
+        xcb_test_fake_input(c, XCB_KEY_PRESS, kSuperR, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        xcb_test_fake_input(c, XCB_KEY_PRESS, t.key, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        auto start = std::chrono::steady_clock::now();
+        xcb_flush(c);
+        bool done = false;
+        while (!done) {
+            xcb_generic_event_t* e = xcb_wait_for_event(c);
+            if (!e) return 1;
+            if ((e->response_type & 0x7F) == XCB_PROPERTY_NOTIFY &&
+                reinterpret_cast<xcb_property_notify_event_t*>(e)->atom == active &&
+                activeWindow(c, root, active) == t.window)
+                done = true;
+            std::free(e);
+            if (std::chrono::steady_clock::now() - start > std::chrono::seconds(2)) break;
+        }
+        auto elapsed =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        if (done)
+            ms.push_back(elapsed);
+        else
+            ++missed;
+        xcb_test_fake_input(c, XCB_KEY_RELEASE, t.key, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        xcb_test_fake_input(c, XCB_KEY_RELEASE, kSuperR, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+    }
+    if (ms.empty()) {
+        std::printf("no press activated its window (%d missed)\n", missed);
+        return 1;
+    }
+    std::sort(ms.begin(), ms.end());
+    std::printf(
+        "key press -> activated window over %zu presses: median %.2f ms, worst %.2f ms, best %.2f ms%s\n",
+        ms.size(), ms[ms.size() / 2], ms.back(), ms.front(),
+        missed ? (", " + std::to_string(missed) + " missed").c_str() : "");
+    return missed ? 1 : 0;
+}
