@@ -1,5 +1,6 @@
 #include "Agent.h"
 
+#include "SearchService.h"
 #include "Subsystems.h"
 #include "command/CommandService.h"
 #include "input/AppDelegate.h"
@@ -16,6 +17,8 @@ Agent::Agent(bool commandService)
     subsystems_->attach(*delegate_);
     commands_->attach(*delegate_);
     commands_->registerManagers(subsystems_->commandProviders());
+    subsystems_->search().attachRouter(router_.get());
+    commands_->registerSearch(subsystems_->search().commandProviders());
 }
 
 Agent::~Agent() {

@@ -1,5 +1,7 @@
 #include "Subsystems.h"
 
+#include "SearchService.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -128,10 +130,12 @@ Subsystems::Subsystems() {
     env.fillDefaults();
     windows_ = std::make_unique<windows::WindowManager>(std::move(env), *iss_);
     minimizer_ = std::make_unique<windows::WindowMinimizer>(*p.accessibility);
+    search_ = std::make_unique<SearchService>(*windows_);
 }
 
 Subsystems::~Subsystems() {
     subscriptions_.clear();
+    search_.reset();
     windows_.reset();
     iss_.reset();
     apps::AppManager::reset();
@@ -256,6 +260,7 @@ void Subsystems::start() {
         if (delegate_) delegate_->recomputeKeyLists();
     }));
     windows_->start();
+    search_->start();
 }
 
 RoutingServices Subsystems::routingServices() {
@@ -346,6 +351,7 @@ RoutingServices Subsystems::routingServices() {
         if (!info) return false;
         return iss_->switchToSpace(iss_->currentIndex(*info) + delta, display);
     };
+    search_->fill(s);
     return s;
 }
 
