@@ -6,6 +6,8 @@
 #include "platform/SettingsStore.h"
 #include "search/LearnedQueries.h"
 #include "search/QueryLearning.h"
+#include "search/SearchCacheFlush.h"
+#include "support/MainQueue.h"
 
 using namespace zelk;
 using namespace zelk::search;
@@ -129,6 +131,62 @@ TEST(SearchSelectionShape, BothStoredShapesOfALearnedQueryRead) {
     EXPECT_EQ(list->bundleID, "app.b");
     // Written back as one record per query.
     EXPECT_TRUE(list->toJson().is_object());
+}
+
+}  // namespace
+
+namespace {
+
+using ferrow::MainQueue;
+
+class SearchCacheFlushTest : public QueryLearningTest {
+  protected:
+    SearchCacheFlushTest() {
+        clock = std::make_shared<ferrow::VirtualClock>();
+        MainQueue::install(clock);
+        flush = std::make_unique<SearchCacheFlush>(settings, [this] {
+            writes.push_back(clock->now());
+            return writeSucceeds;
+        });
+        learning.writeCacheNow = [this] { flush->writeNow(); };
+    }
+    ~SearchCacheFlushTest() override { flush.reset(); }
+    void at(ferrow::Nanos t) { MainQueue::shared().runUntil(start + t); }
+
+    std::shared_ptr<ferrow::VirtualClock> clock;
+    ferrow::Nanos start = ferrow::kVirtualUptimeBase;
+    std::unique_ptr<SearchCacheFlush> flush;
+    std::vector<ferrow::Nanos> writes;
+    bool writeSucceeds = true;
+};
+
+constexpr ferrow::Nanos kSecond = ferrow::kNanosPerSecond;
+
+TEST_F(SearchCacheFlushTest, ABurstOfPicksIsWrittenOnceFiveMinutesAfterTheLast) {
+    learning.recordPick("sa", "app.a", std::nullopt);
+    at(200 * kSecond);
+    learning.recordPick("sa", "app.a", std::nullopt);
+    at(499 * kSecond);
+    EXPECT_TRUE(writes.empty());
+    at(500 * kSecond);
+    EXPECT_EQ(writes, (std::vector<ferrow::Nanos>{start + 500 * kSecond}));
+    EXPECT_FALSE(flush->dirty());
+    // Nothing changed since: quitting writes nothing.
+    flush->flushIfDirty();
+    EXPECT_EQ(writes.size(), 1u);
+}
+
+TEST_F(SearchCacheFlushTest, CleanUpsWriteAtOnceAndAFailedWriteStaysDirty) {
+    learning.recordPick("sa", "app.a", std::nullopt);
+    writeSucceeds = false;
+    learning.forgetAll();
+    ASSERT_EQ(writes.size(), 1u);
+    EXPECT_TRUE(flush->dirty());
+    EXPECT_FALSE(flush->flushPending());  // the write at once replaced the waiting one
+    writeSucceeds = true;
+    flush->flushIfDirty();
+    EXPECT_EQ(writes.size(), 2u);
+    EXPECT_FALSE(flush->dirty());
 }
 
 }  // namespace
