@@ -70,6 +70,17 @@ class RowWriter {
 }  // namespace
 
 SearchEngine::SearchEngine(SearchWorld world) : world_(std::move(world)) {
+    for (std::size_t i = 0; i < world_.candidates.size(); ++i)
+        candidateByBundle_.emplace(world_.candidates[i].bundleID, i);
+    for (std::size_t i = 0; i < world_.catalogue.size(); ++i)
+        catalogueByBundle_.emplace(world_.catalogue[i].bundleID, i);
+    for (const auto& [bundle, list] : world_.windowsByBundle) {
+        if (list.size() < 2) continue;
+        std::vector<WindowCandidate> own;
+        for (const auto& w : list)
+            own.push_back(WindowCandidate::make(w.title, w.key));
+        ownWindows_.emplace(bundle, WindowCandidateList(std::move(own)));
+    }
     appCandidates_.reserve(world_.candidates.size());
     for (const auto& a : world_.candidates)
         appCandidates_.push_back(
@@ -93,15 +104,13 @@ SearchEngine::SearchEngine(SearchWorld world) : world_(std::move(world)) {
 }
 
 const SearchApp* SearchEngine::catalogueApp(const std::string& bundleID) const {
-    for (const auto& a : world_.catalogue)
-        if (a.bundleID == bundleID) return &a;
-    return nullptr;
+    auto it = catalogueByBundle_.find(bundleID);
+    return it == catalogueByBundle_.end() ? nullptr : &world_.catalogue[it->second];
 }
 
 const SearchApp* SearchEngine::candidateApp(const std::string& bundleID) const {
-    for (const auto& a : world_.candidates)
-        if (a.bundleID == bundleID) return &a;
-    return nullptr;
+    auto it = candidateByBundle_.find(bundleID);
+    return it == candidateByBundle_.end() ? nullptr : &world_.candidates[it->second];
 }
 
 const LetterBinding* SearchEngine::assignmentFor(const std::string& letter) const {
@@ -142,6 +151,7 @@ std::vector<SearchResult> SearchEngine::closedRows(const std::string& q,
                                                    const std::vector<SearchResult>& emitted,
                                                    bool force) const {
     std::vector<SearchResult> out;
+    if (world_.closedWindows.empty()) return out;
     const MatchText query(q);
     if (!force && query.size() == 1) return out;
     std::set<std::string> shown;
@@ -266,9 +276,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
             if (length == 1) {
                 subWindows = own;
             } else {
-                std::vector<WindowCandidate> rows;
-                for (const auto& w : own)
-                    rows.push_back(WindowCandidate::make(w.title, w.key));
+                const WindowCandidateList& rows = ownWindows_.at(assigned->bundleID);
                 const std::string rest = restAfterFirst(query);
                 for (const auto& m : filterWindows(rows, rest, false, true))
                     subWindows.push_back(own[m.index]);
@@ -393,8 +401,12 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
             if (app && app->running && own != world_.windowsByBundle.end()) {
                 auto known = scores.find(app->bundleID);
                 const int s = known != scores.end() ? known->second : appScore(query, *app);
-                for (const auto& w : own->second) {
-                    const int score = fuzzyScore(query, MatchText(lowercased(w.title)));
+                const auto prepared = ownWindows_.find(app->bundleID);
+                for (std::size_t i = 0; i < own->second.size(); ++i) {
+                    const SearchWindow& w = own->second[i];
+                    const int score = prepared != ownWindows_.end()
+                                          ? fuzzyScore(query, prepared->second.rows()[i].lowercasedTitle)
+                                          : fuzzyScore(query, MatchText(lowercased(w.title)));
                     if (score >= minScore(query) && score > s && promotedIds.insert(w.id).second)
                         promoted.push_back({&w, score});
                 }

@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "config/SearchOptions.h"
@@ -58,6 +59,9 @@ class SearchEngine {
                                          bool force) const;
 
     SearchWorld world_;
+    std::unordered_map<std::string, std::size_t> candidateByBundle_, catalogueByBundle_;  // first of each
+    // Each app's own windows prepared for its sub-query, and their lower-cased titles for scoring.
+    std::unordered_map<std::string, WindowCandidateList> ownWindows_;
     std::vector<AppCandidate> appCandidates_;
     std::vector<MatchText> catalogueNames_;  // as written, for scores of apps that aren't candidates
     // The windows of every app with more than one, prepared for the whole-query filter.
