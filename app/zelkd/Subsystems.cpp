@@ -227,10 +227,10 @@ bool Subsystems::focusWindowByKey(const std::string& key) {
     auto it = byKey.find(key);
     if (it == byKey.end() || it->second.empty())
         return keyRunner_->run(key, std::nullopt, focusedKeyedApp(), savedWindowKeys());
-    // Repeated presses step through the windows that share the key: the one after the focused one,
-    // else the first.
-    const auto& target = nextAfter(it->second, [](const windows::AppWindow& w) { return w.focused; });
-    return windows_->focusWindow(target.id);
+    // Repeated presses step through the windows that share the key, in the walk's own order: the
+    // focused flags lag behind a quick second press.
+    auto target = windowKeyWalk_.next(key, it->second);
+    return target && windows_->focusWindow(*target);
 }
 
 void Subsystems::start() {
@@ -258,6 +258,10 @@ void Subsystems::start() {
     }));
     subscriptions_.push_back(apps().appWindowsChanged.subscribe([this] {
         if (delegate_) delegate_->recomputeKeyLists();
+    }));
+    // A walk through a shared window key lasts one hold of the window trigger.
+    subscriptions_.push_back(InputManager::shared().windowTriggerKeysPressed.subscribe([this](bool held) {
+        if (!held) windowKeyWalk_.reset();
     }));
     windows_->start();
     search_->start();

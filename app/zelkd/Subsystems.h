@@ -8,6 +8,7 @@
 #include "platform/Key.h"
 #include "support/Observable.h"
 #include "windows/WindowKeyAssignments.h"
+#include "windows/WindowKeyWalk.h"
 
 namespace zelk {
 class AppDelegate;
@@ -69,6 +70,7 @@ class Subsystems {
     std::unique_ptr<windows::WindowManager> windows_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
     std::unique_ptr<SearchService> search_;
+    windows::WindowKeyWalk windowKeyWalk_;  // repeated presses of a shared window key in one hold
     std::vector<ferrow::Subscription> subscriptions_;
     bool started_ = false;
 };

@@ -167,9 +167,10 @@ void AppDelegate::setUpObservers() {
                     key == "windowCycleKey" || key == "ignoredKeys")
                     input.updateWindowCycleHotkey();
             }
+            // Saved window items change which keys the window trigger catches.
             if (key == "enableHideAndSettingsKeys" || key == "enableWindowSpecialKeys" ||
                 key == "minimizeKey" || key == "specialKey" || key == "windowMinimizeKey" ||
-                key == "windowSpecialKey")
+                key == "windowSpecialKey" || key == "windowKeyAssignments")
                 recomputeKeyLists();
         }));
     }

@@ -16,6 +16,9 @@ class HotkeyRouter {
     virtual void showStagePanelIfAny() {}
     // The overlay opens: drop grace and pending work.
     virtual void cancelForOverlay() {}
+    // The tab cycle is there to take keys: without it the take-over of Cmd-Tab and Cmd-backtick
+    // claims nothing and leaves the system's shortcut alone.
+    virtual bool tabCycleBuilt() const { return false; }
 };
 
 }  // namespace zelk

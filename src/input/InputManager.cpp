@@ -23,6 +23,7 @@ constexpr ferrow::Nanos kCapsLockTapLimit = ferrow::seconds(0.3);
 constexpr ferrow::Nanos kTapDisableLogInterval = ferrow::seconds(5.0);
 constexpr ferrow::Nanos kDeadTapWindow = ferrow::seconds(1.2);
 constexpr std::int64_t kDeadTapCheckMs = 1200;
+constexpr ferrow::Nanos kRecentKey = ferrow::seconds(1.0);
 }  // namespace
 
 InputManager::InputManager()
@@ -99,6 +100,36 @@ std::optional<std::string> InputManager::focusedBundleID() const {
     auto front = ws->frontmostApplication();
     if (!front || front->bundleID.empty()) return std::nullopt;
     return front->bundleID;
+}
+
+PhysicalTrigger InputManager::physicalTriggerState(bool recentKeyGuard, bool includeCycle) const {
+    // Caps lock shows in no modifier flags: a hold of a set with caps lock can't be checked. Sets of
+    // triggers not held now are judged by their other keys (the default stage set is caps lock).
+    bool capsLockHoldNow =
+        (appTriggerKeysPressed.get() && contains(settings_.triggerKeys, TriggerKey::capsLock)) ||
+        (windowTriggerKeysPressed.get() && contains(settings_.windowTriggerKeys, TriggerKey::capsLock)) ||
+        (stageTriggerKeysPressed.get() && contains(settings_.stageTriggerKeys, TriggerKey::capsLock));
+    if (capsLockHoldNow) return PhysicalTrigger::unknown;
+    if (isLatched()) return PhysicalTrigger::held;
+    if (recentKeyGuard && lastKeypressDuringHoldEventTS &&
+        now() - *lastKeypressDuringHoldEventTS < kRecentKey)
+        return PhysicalTrigger::held;
+    auto* tap = platform::Platform::current().eventTap;
+    TriggerList down = triggersFromEventFlags(tap ? tap->sourceFlagsState() : 0);
+    auto counts = [&](const TriggerList& set) {
+        return !set.empty() &&
+               std::all_of(set.begin(), set.end(), [&](TriggerKey k) { return contains(down, k); });
+    };
+    bool anySet = counts(settings_.triggerKeys) || counts(settings_.windowTriggerKeys) ||
+                  counts(settings_.stageTriggerKeys);
+    bool hijackHeld =
+        hijackCommandHeld && (contains(down, TriggerKey::lcmd) || contains(down, TriggerKey::rightCommand));
+    if (anySet || hijackHeld || (includeCycle && tabCycling)) return PhysicalTrigger::held;
+    return PhysicalTrigger::released;
+}
+
+bool InputManager::tabCycleBuilt() const {
+    return router_ && router_->tabCycleBuilt();
 }
 
 bool InputManager::isPaused() const {
@@ -211,18 +242,19 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
     if (keys.empty() && !isLatched() && !overlayVisible) return TapDecision::pass;
     if (isPaused() && !overlayVisible) return TapDecision::pass;
 
-    auto key = p.eventTap ? p.eventTap->key(event.keyCode) : std::nullopt;
+    // Key::none for a key code the layout doesn't map.
+    const Key key = p.eventTap ? p.eventTap->key(event.keyCode).value_or(Key::none) : Key::none;
     if (event.type == EventType::keyDown) {
-        if (!key) return TapDecision::pass;
+        if (key == Key::none) return TapDecision::pass;
         if (capsLockHeld) capsLockUsedAsModifier = true;
-        if (router_) return router_->routeKeyDown(*key, event, keys, event.autorepeat);
+        if (router_) return router_->routeKeyDown(key, event, keys, event.autorepeat);
         // Without a router only the take-over can claim a key.
         if (takeOverAtKeyDown(event, keys)) return TapDecision::swallow;
         return TapDecision::pass;
     }
     // Key up: passes, except Tab or the window cycle key that ends a cycle step.
-    if (tabCycling && (hijackCommandHeld || appTriggerKeysPressed.get()) && key &&
-        (*key == Key::tab || *key == settings_.windowCycleKey)) {
+    if (tabCycling && (hijackCommandHeld || appTriggerKeysPressed.get()) && key != Key::none &&
+        (key == Key::tab || key == settings_.windowCycleKey)) {
         showOSD(true);
         return TapDecision::swallow;
     }
@@ -233,6 +265,7 @@ bool InputManager::takeOverAtKeyDown(const KeyEvent& event, const TriggerList& k
     if (appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get())
         return false;
     if (keys.empty() || !std::all_of(keys.begin(), keys.end(), isCommandOrShift)) return false;
+    if (!tabCycleBuilt()) return false;
     bool reverse = contains(keys, TriggerKey::lshift) || contains(keys, TriggerKey::rshift);
     auto key = platform::Platform::current().eventTap->key(event.keyCode);
     bool cmdTab = settings_.hijackCommandTab && settings_.enableTabCycle && key == Key::tab &&
@@ -281,7 +314,7 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
     if (!keys.empty() && keys != s.triggerKeys) appTriggerTapContaminated = true;
 
     // 3. The application trigger.
-    bool appDown;
+    bool appDown = false;
     TriggerList noShift = withoutShifts(keys);
     if (hijackCommandHeld && sameSet(noShift, {TriggerKey::lcmd, TriggerKey::rightCommand}) &&
         noShift.size() == 2) {
@@ -380,7 +413,8 @@ void InputManager::handleFlagsChanged(const TriggerList& keys) {
 
     // 8. Take-over of the command keys.
     TriggerList base = withoutShifts(keys);
-    bool wanted = s.hijackCommandTab || (s.enableWindowCycleKey && s.hijackWindowCycleHotkey);
+    bool wanted =
+        tabCycleBuilt() && (s.hijackCommandTab || (s.enableWindowCycleKey && s.hijackWindowCycleHotkey));
     bool anyTrigger =
         appTriggerKeysPressed.get() || windowTriggerKeysPressed.get() || stageTriggerKeysPressed.get();
     bool baseFits =
@@ -503,7 +537,8 @@ void InputManager::flagsMonitorEvent(std::uint64_t f) {
         if (!alive.lock()) return;
         if (lastGlobalFlagsChangedAt != stamp) return;
         if (std::abs(lastTapFlagsChangedAt - stamp) <= kDeadTapWindow) return;
-        if (!tapRunning_) return;
+        // Stop, then start, whether or not the tap is marked running: a re-creation that failed last
+        // time is tried again at the next modifier press the tap misses.
         ferrow::Log::info(
             "Event tap not working anymore (NSEvent monitor saw flags the tap did not), restarting: {}",
             describeTriggers(triggersFromEventFlags(f)));
@@ -520,7 +555,8 @@ void InputManager::updateWindowCycleHotkey() {
     constexpr int kHotKey = 27;
     if (auto value = ws->symbolicHotKeyValue(kHotKey)) windowCycleHotkeyKeyCode = value->keyCode;
     std::string cycleChar(lowQWERTYCharacter(settings_.windowCycleKey));
-    if (settings_.enableWindowCycleKey && settings_.hijackWindowCycleHotkey &&
+    // Without a tab cycle the system's shortcut stays on: switching it off would leave the key dead.
+    if (tabCycleBuilt() && settings_.enableWindowCycleKey && settings_.hijackWindowCycleHotkey &&
         !settings_.ignoredKeys.count(cycleChar)) {
         if (ws->isSymbolicHotKeyEnabled(kHotKey)) {
             ws->setSymbolicHotKeyEnabled(kHotKey, false);

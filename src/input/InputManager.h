@@ -19,6 +19,10 @@ namespace zelk {
 
 class HotkeyRouter;
 
+// Whether the trigger keys are down on the keyboard itself, read from the hardware flags rather than
+// from the events the tap saw (a lost key-up leaves those behind).
+enum class PhysicalTrigger { held, released, unknown };
+
 // Trigger state: which modifiers are down, which trigger set is pressed, and whether a key event goes
 // on to the frontmost app or stops here. Owns the event tap and its filter. Main thread, except the
 // filter, which runs on the tap thread.
@@ -130,6 +134,12 @@ class InputManager {
     // Routing of key downs and the commit at trigger up (the router fills these).
     void setRouter(HotkeyRouter* router) { router_ = router; }
     HotkeyRouter* router() const { return router_; }
+    // Held when every key of a non-empty trigger set (or the take-over's command key) is down now;
+    // unknown while a held trigger's set has caps lock, which shows no modifier state. `recentKeyGuard`
+    // counts a key routed in the last second as held; `includeCycle` counts a running tab cycle.
+    PhysicalTrigger physicalTriggerState(bool recentKeyGuard, bool includeCycle) const;
+    // The take-over and the system shortcut it switches off need a tab cycle to hand keys to.
+    bool tabCycleBuilt() const;
 
     // Panel operations; the panel itself is drawn elsewhere.
     std::function<void(bool immediate)> showOSDHook;

@@ -89,6 +89,10 @@ bool KeyRouter::breakoutGap() const {
 // press, the key also starts a new query, so typing on searches from it.
 KeyRouter::Decision KeyRouter::directRoute(Key key, const RoutedAssignment& assignment, bool repeat) {
     const bool breakout = breakoutGap();
+    // The route acts now: what an earlier press of this hold stored is stale and must not run at
+    // the trigger's release (it would find the app it just focused and hide it).
+    cancelGrace(false);
+    dropPending();
     markUsed();
     input_.lastKeypressDuringHoldEventTS = input_.currentKeydownEventTS;
     leaveSearch();
@@ -132,6 +136,7 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     const bool windowHeld = input_.windowTriggerKeysPressed.get();
     const bool stageHeld = input_.stageTriggerKeysPressed.get();
     const bool anyTrigger = appHeld || windowHeld || stageHeld;
+    const auto& built = services_.built;
 
     // 3. The overlay decides while it is up.
     if (input_.overlayVisible) {
@@ -139,7 +144,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         return TapDecision::pass;
     }
     // 4. A running grace: the same letter again (already-focused action) or a slow key commits it.
-    if (adaptiveGraceActive) {
+    // A held key's repeat is not a second key: the grace runs on.
+    if (adaptiveGraceActive && !repeat) {
         bool sameLetter =
             input_.graceTargetsAlreadyFocusedAction && input_.keyDownDispatchedRouteLetter == letter;
         bool slowKey = graceIsStaticLaunch && breakoutGap();
@@ -193,14 +199,15 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     // 12.-14. Refresh, pin and the selection actions under the action combo.
     bool latchCombo = input_.isLatched() && sameSet(keys, {TriggerKey::lcmd});
     bool actionCombo = matchesActionCombo(keys, s.triggerKeys) || latchCombo;
-    if (key == Key::r && (appHeld || input_.isLatched()) && (input_.tabCycling || input_.searchActive) &&
-        actionCombo) {
+    if (key == Key::r && (appHeld || input_.isLatched()) &&
+        (input_.tabCycling || (input_.searchActive && built.search)) && actionCombo) {
         markUsed();
         return TapDecision::swallow;
     }
     // 13. P pins the query to the highlighted app (the pin itself belongs to learned queries).
-    if (key == Key::p && s.enableSelectionActionHotkeys && input_.searchActive && !searchWindowsOnly.get() &&
-        !searchBuffer.get().empty() && actionCombo && (appHeld || input_.isLatched())) {
+    if (key == Key::p && built.search && s.enableSelectionActionHotkeys && input_.searchActive &&
+        !searchWindowsOnly.get() && !searchBuffer.get().empty() && actionCombo &&
+        (appHeld || input_.isLatched())) {
         markUsed();
         return TapDecision::swallow;
     }
@@ -243,24 +250,29 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         }
         // 23.-24. Tab, Down and Up step the panel.
         if (key == Key::tab || key == Key::downArrow || key == Key::upArrow) {
-            markUsed();
             bool back = key == Key::upArrow;
-            if (!input_.searchActive && key != Key::upArrow && key == Key::tab && input_.handleTabCycleHook &&
-                (input_.tabCycling || !s.showAppSwitcher)) {
+            bool toTabCycle =
+                !input_.searchActive && key == Key::tab && (input_.tabCycling || !s.showAppSwitcher);
+            if (toTabCycle && built.tabCycle && input_.handleTabCycleHook) {
+                markUsed();
                 input_.handleTabCycleHook(false, std::nullopt);
-            } else {
-                services_.stepPanel(back);
+                return TapDecision::swallow;
             }
-            return TapDecision::swallow;
+            if (!toTabCycle && (built.panel || (input_.searchActive && built.search))) {
+                markUsed();
+                services_.stepPanel(back);
+                return TapDecision::swallow;
+            }
         }
         // 25. The window cycle key.
-        if (key == s.windowCycleKey && s.enableWindowCycleKey && !input_.searchActive && !isIgnored(key)) {
+        if (key == s.windowCycleKey && built.tabCycle && s.enableWindowCycleKey && !input_.searchActive &&
+            !isIgnored(key)) {
             markUsed();
             if (input_.handleTabCycleHook) input_.handleTabCycleHook(false, std::string("sameApp"));
             return TapDecision::swallow;
         }
         // 27. Sticky search on Space.
-        if (key == Key::space && s.enableStickySpaceSearch && appHeld && !input_.tabCycling &&
+        if (key == Key::space && built.search && s.enableStickySpaceSearch && appHeld && !input_.tabCycling &&
             !input_.appSwitcherCycleSelectedID) {
             if (input_.latchedSurface == "app" || input_.latchedSurface == "window") {
                 input_.unlatch();
@@ -298,7 +310,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
                 return directRoute(key, *assignment, repeat);
         }
         // 30. A digit during a search picks a row (the panel's rows).
-        if (input_.searchActive && isDigitKey(key) && !digitsAreAssigned() && digitValue(key) >= 1) {
+        if (built.search && input_.searchActive && isDigitKey(key) && !digitsAreAssigned() &&
+            digitValue(key) >= 1) {
             markUsed();
             return TapDecision::swallow;
         }
@@ -320,12 +333,16 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             // With no panel up, the same letter pressed again quickly is a second press on its app,
             // not a two-letter query.
             bool samePress = input_.osdHidden && searchBuffer.get() == letter && !lastSearchEditWasBackspace;
-            if (((breakout && !unrouted) || samePress)) {
-                if (auto assignment = assignmentFor(letter)) return directRoute(key, *assignment, repeat);
-            }
+            auto assignment = assignmentFor(letter);
+            // A binding whose second press only focuses again has nothing to add: the letter types on.
+            bool focusOnly = assignment && alreadyFocusedAction(assignment) == FocusedAction::doNothing;
+            // A held letter's repeat is neither slow typing nor a second press.
+            if (!repeat && assignment && ((breakout && !unrouted) || (samePress && !focusOnly)))
+                return directRoute(key, *assignment, repeat);
         }
-        // 34. A letter extends an active search.
-        if (input_.searchActive && appSwitchKeysHold(key)) {
+        // 34. A letter extends an active search (a held letter doesn't repeat the one-letter query it began).
+        bool heldFirstLetter = repeat && !forceSearchMode && searchBuffer.get() == letter;
+        if (input_.searchActive && appSwitchKeysHold(key) && !heldFirstLetter) {
             markUsed();
             appendToSearch(key, repeat);
             return TapDecision::swallow;
@@ -396,12 +413,20 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             // A letter with nothing to activate is no hotkey: it reaches the app (step 49).
             if (dynamicA || services_.nearestRunningApp(letter)) {
                 markUsed();
-                onPrimaryHotkey(key);
+                if (!repeat) onPrimaryHotkey(key);
                 return TapDecision::swallow;
             }
         }
     }
 
+    // The hide key under the hide-on-focus trigger hides every app. It comes before the application
+    // trigger's Shift variant, whose keys the default hide-on-focus set equals, and it isn't one of the
+    // letter keys the step below it checks.
+    if (input_.hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys) && key == s.hideKey) {
+        markUsed();
+        if (!repeat) onHideOnFocusHotkey(key);
+        return TapDecision::swallow;
+    }
     // 43. The application trigger with one Shift.
     if (!s.triggerKeys.empty() && sameSet(keys, plus(s.triggerKeys, TriggerKey::rshift))) {
         if (key == s.hideKey && s.enableHideAndActionKeys) {
@@ -409,7 +434,7 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             onRightShiftHotkey(key);
             return TapDecision::swallow;
         }
-        if (key == Key::tab) {
+        if (key == Key::tab && built.panel) {
             markUsed();
             services_.stepPanel(true);
             return TapDecision::swallow;
@@ -417,12 +442,13 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     }
     if (!s.triggerKeys.empty() && (sameSet(keys, plus(s.triggerKeys, TriggerKey::rshift)) ||
                                    sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift)))) {
-        if (key == s.windowCycleKey && s.enableWindowCycleKey && !input_.searchActive && !isIgnored(key)) {
+        if (key == s.windowCycleKey && built.tabCycle && s.enableWindowCycleKey && !input_.searchActive &&
+            !isIgnored(key)) {
             markUsed();
             if (input_.handleTabCycleHook) input_.handleTabCycleHook(true, std::string("sameApp"));
             return TapDecision::swallow;
         }
-        if (key == Key::tab && sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift))) {
+        if (key == Key::tab && built.panel && sameSet(keys, plus(s.triggerKeys, TriggerKey::lshift))) {
             markUsed();
             services_.stepPanel(true);
             return TapDecision::swallow;
@@ -463,7 +489,8 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             }
             if (key == Key::zero) {
                 markUsed();
-                Log::info("hotkey: <windowTrigger>+0 (multi-space) -> moveFocusedWindowToPreviousSpace");
+                Log::info("hotkey: {}+0 (multi-space) -> moveFocusedWindowToPreviousSpace",
+                          describeTriggers(s.windowTriggerKeys));
                 services_.moveFocusedWindowToPreviousSpace();
                 return TapDecision::swallow;
             }
@@ -495,14 +522,14 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
     if (input_.assignTriggerEnabled() && sameSet(keys, s.assignKeyTriggerKeys) && key != s.hideKey &&
         appSwitchKeysHold(key)) {
         markUsed();
-        onAssignHotkey(key);
+        if (!repeat) onAssignHotkey(key);  // holding the letter must not confirm a move
         return TapDecision::swallow;
     }
     // 48. Hide on focus.
     if (input_.hideOnFocusTriggerEnabled() && sameSet(keys, s.hideOnFocusTriggerKeys) &&
         appSwitchKeysHold(key)) {
         markUsed();
-        onHideOnFocusHotkey(key);
+        if (!repeat) onHideOnFocusHotkey(key);
         return TapDecision::swallow;
     }
     // 49. Nothing claimed it.
@@ -517,6 +544,12 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
 
 TapDecision KeyRouter::letterCommit(Key key, const std::string& letter, bool repeat) {
     const auto& s = input_.settings();
+    // Holding the letter is one press: its repeats don't run the activation (or the already-focused
+    // action) again.
+    if (repeat) {
+        markUsed();
+        return TapDecision::swallow;
+    }
     bool hideKey = key == s.hideKey;
     if (appSwitchKeysHold(key)) {
         markUsed();
@@ -578,9 +611,16 @@ void KeyRouter::cancelGrace(bool commit) {
 }
 
 void KeyRouter::graceExpired() {
-    // The panel's delayed-show test would report a trigger being released; a held trigger is what
-    // keeps the grace meaningful, so the grace commits only while something still waits.
-    if (adaptiveGraceActive && pendingActivation) cancelGrace(true);
+    if (!adaptiveGraceActive || !pendingActivation) return;
+    // A trigger that is up on the keyboard while the tap never saw it go (a lost key-up) ends the
+    // hold: what it stored is dropped, not committed now nor at some later release.
+    if (input_.physicalTriggerState(false, true) == PhysicalTrigger::released) {
+        Log::info("graceExpired: trigger no longer physically held, pending activation dropped");
+        cancelGrace(false);
+        dropPending();
+        return;
+    }
+    cancelGrace(true);
 }
 
 void KeyRouter::armStaticLaunchGrace(const std::string& letter, bool hideOthers) {
@@ -656,6 +696,8 @@ void KeyRouter::leaveSearch() {
 }
 
 void KeyRouter::enterWindowSearch() {
+    // Without the search there is nothing to type into: the letters keep their own routes.
+    if (!services_.built.search) return;
     input_.searchActive = true;
     forceSearchMode = true;
     searchWindowsOnly = true;

@@ -26,6 +26,7 @@ class KeyRouter final : public HotkeyRouter {
                                        bool isAutoRepeat) override;
     void commitOnTriggerUp() override;
     void cancelForOverlay() override;
+    bool tabCycleBuilt() const override { return services_.built.tabCycle; }
 
     // Hotkey operations.
     void onPrimaryHotkey(Key key);
@@ -95,6 +96,8 @@ class KeyRouter final : public HotkeyRouter {
     void dropPending() { pendingActivation = nullptr; }
     bool focusAssignedApp(const RoutedApp& app, bool hideOthers, const std::optional<RoutedAssignment>& a);
     void runAlreadyFocusedAction(const RoutedApp& app, const std::optional<RoutedAssignment>& a);
+    // The assignment's own already-focused action, else the global setting.
+    FocusedAction alreadyFocusedAction(const std::optional<RoutedAssignment>& a) const;
     void hideKeyAction();
     std::optional<RoutedAssignment> assignmentFor(const std::string& letter) const;
     bool isIgnored(Key key) const;

@@ -1,6 +1,8 @@
 // The hotkey operations the routing chain calls.
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "input/KeyRouter.h"
 #include "platform/Platform.h"
 #include "support/Log.h"
@@ -24,7 +26,7 @@ void KeyRouter::onPrimaryHotkey(Key key) {
     input_.showOSD(false);
     appsThatWereHidden.clear();
     if (key == Key::zero && !(s.spaceMode == SpaceMode::single && services_.staticAssignment(letter))) {
-        Log::info("hotkey: <appTrigger>+0 -> focusLastFocusedWindow");
+        Log::info("hotkey: {}+0 -> focusLastFocusedWindow", describeTriggers(s.triggerKeys));
         services_.focusLastFocusedWindow();
         return;
     }
@@ -79,11 +81,14 @@ bool KeyRouter::focusAssignedApp(const RoutedApp& app, bool hideOthers,
     return services_.focusApp(app, hideOthers);
 }
 
+FocusedAction KeyRouter::alreadyFocusedAction(const std::optional<RoutedAssignment>& a) const {
+    if (a && a->action != FocusedAction::followGlobal) return a->action;
+    return static_cast<FocusedAction>(input_.settings().whenAlreadyFocusedAction);
+}
+
 void KeyRouter::runAlreadyFocusedAction(const RoutedApp& app, const std::optional<RoutedAssignment>& a) {
-    int action = input_.settings().whenAlreadyFocusedAction;
-    if (a && a->action != FocusedAction::followGlobal) action = static_cast<int>(a->action);
     auto* ws = platform::Platform::current().workspace;
-    switch (static_cast<FocusedAction>(action)) {
+    switch (alreadyFocusedAction(a)) {
         case FocusedAction::hide:
             Log::info("Hiding assigned {}", app.bundleID);
             if (ws) ws->hide(app.pid);
@@ -92,14 +97,17 @@ void KeyRouter::runAlreadyFocusedAction(const RoutedApp& app, const std::optiona
             if (auto* server = platform::Platform::current().windowServer)
                 server->coreDockSendNotification("com.apple.expose.front.awake");
             break;
-        case FocusedAction::cycleWindows:
-            if (cycleWindowsRequestsTabCycleOSD) {
-                cycleWindowsRequestsTabCycleOSD = false;
-                if (input_.handleTabCycleHook) input_.handleTabCycleHook(false, std::string("sameApp"));
-            } else {
+        case FocusedAction::cycleWindows: {
+            // A slow repeat opens the tab cycle over the app's windows; without one it steps as any
+            // other press does.
+            bool toTabCycle = std::exchange(cycleWindowsRequestsTabCycleOSD, false) &&
+                              services_.built.tabCycle && input_.handleTabCycleHook;
+            if (toTabCycle)
+                input_.handleTabCycleHook(false, std::string("sameApp"));
+            else
                 services_.cycleToNextWindow(app);
-            }
             break;
+        }
         case FocusedAction::doNothing:
         case FocusedAction::followGlobal:
             services_.focusApp(app, false);
@@ -183,7 +191,7 @@ void KeyRouter::onSecondaryHotkey(Key key) {
         return;
     }
     if (key == Key::zero) {
-        Log::info("hotkey: <windowTrigger>+0 -> focusPreviousWindowInCurrentApp");
+        Log::info("hotkey: {}+0 -> focusPreviousWindowInCurrentApp", describeTriggers(s.windowTriggerKeys));
         services_.focusPreviousWindowInCurrentApp();
         return;
     }

@@ -26,10 +26,21 @@ struct RoutedAssignment {
     bool launchIfNotRunning = true;
 };
 
+// The features a route can lead to beyond routing itself. A route whose feature isn't built takes no
+// key and switches off no system shortcut: its keys pass through to the app in front, so nothing
+// captures typing for a surface nobody can see. Each feature turns its flag on where it is wired in.
+struct BuiltFeatures {
+    bool search = false;    // the typed search with results: sticky and window search, row digits, pins
+    bool panel = false;     // the application panel: Tab and the arrows step its rows
+    bool tabCycle = false;  // the tab cycle, and with it the take-over of Cmd-Tab and Cmd-backtick
+};
+
 // The operations the router calls in other subsystems. Each has a default that does nothing and says
 // so (answering false), so the router works before every subsystem is in place; the agent wires the
 // real ones.
 struct RoutingServices {
+    BuiltFeatures built;
+
     // Applications and their letters.
     std::function<std::optional<RoutedAssignment>(const std::string& letter)> staticAssignment;
     std::function<std::optional<RoutedAssignment>(const std::string& letter)> dynamicAssignment;

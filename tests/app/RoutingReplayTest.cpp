@@ -1,5 +1,6 @@
 // Routing under the application trigger, end to end: the already-focused app stepping through its
-// windows, hiding others only with the hide-others switch, Space keys, and the sticky search.
+// windows, hiding others only with the hide-others switch, Space keys, keys of features not built
+// yet, the grace, repeats and double presses.
 #include "ReplayHelpers.h"
 
 using namespace zelk::testing;
@@ -83,52 +84,117 @@ TEST(RoutingReplay, SpaceKeysStepToAdjacentSpacesAndRefuseBeyondTheEnds) {
     EXPECT_TRUE(hasLog(events, "switchToSpace: target index=8 out of bounds [0..<3)"));
 }
 
-TEST(RoutingReplay, TheStickySearchHoldsUntilEscapeAndThenKeysPassAgain) {
-    auto events = replay(world("{activationMode: onPress}"), R"(
+// Routes whose feature isn't built yet let their keys through: the sticky search, the panel's Tab,
+// the window cycle key under the trigger and the Cmd-backtick take-over capture nothing.
+TEST(RoutingReplay, KeysOfFeaturesNotBuiltYetPassThrough) {
+    auto events = replay(world("{}"), R"(
 - {at: 1000, flags: [rightCommand]}
 - {at: 1100, tap: space}
-- {at: 1300, flags: []}
-- {at: 1500, tap: a}
-- {at: 1700, tap: escape}
-- {at: 1900, tap: a}
+- {at: 1200, tap: tab}
+- {at: 1300, tap: grave}
+- {at: 1400, flags: [rightCommand, rshift]}
+- {at: 1500, tap: tab}
+- {at: 1600, flags: []}
+- {at: 1700, tap: a}
+- {at: 1800, tap: return}
+- {at: 2000, flags: [lcmd]}
+- {at: 2100, tap: grave}
+- {at: 2200, flags: []}
 - {at: 3000, end: true}
-)");
-    auto downs = withoutKeyUps(events, {"key"});
-    ASSERT_EQ(downs.size(), 4u);
-    EXPECT_NE(downs[0].find("action=swallowed"), std::string::npos);  // space latches the search
-    EXPECT_NE(downs[1].find("action=swallowed"), std::string::npos);  // a goes to the search
-    EXPECT_NE(downs[2].find("action=swallowed"), std::string::npos);  // escape ends it
-    EXPECT_NE(downs[3].find("action=passed"), std::string::npos);     // typing reaches the app again
-}
-
-TEST(RoutingReplay, TheCommandBacktickTakeOverIsRoutedLikeAnyKey) {
-    auto events = replay(world("{activationMode: onPress}"), R"(
-- {at: 1000, flags: [lcmd]}
-- {at: 1100, tap: grave}
-- {at: 1300, flags: []}
-- {at: 2000, end: true}
 )",
                          true);
-    // The key is logged at the start of routing before the take-over claims it.
+    auto downs = withoutKeyUps(events, {"key"});
+    ASSERT_EQ(downs.size(), 7u);
+    for (const auto& down : downs)
+        EXPECT_NE(down.find("action=passed"), std::string::npos) << down;
+    // Cmd-backtick still goes through routing, which logs it before letting it go.
     EXPECT_TRUE(hasLog(events, "tap keyDown: key=grave triggers=[L⌘]"));
-    auto keys = summary(events, {"key"});
-    ASSERT_FALSE(keys.empty());
-    EXPECT_NE(keys[0].find("action=swallowed"), std::string::npos);
+    EXPECT_TRUE(summary(events, {"focus", "hide"}).empty());
 }
 
-TEST(RoutingReplay, DeleteOnAnEmptyLatchedSearchEndsIt) {
-    auto events = replay(world("{activationMode: onPress}"), R"(
+// With the already-focused action set to cycle, a slow second press of the letter steps on to the
+// next window as the first did, rather than opening a tab cycle that isn't there. Default grace.
+TEST(RoutingReplay, ASlowRepeatOfTheFocusedAppsLetterStepsToTheNextWindow) {
+    auto events = replay(world("{whenAlreadyFocusedAction: 3}"), R"(
 - {at: 1000, flags: [rightCommand]}
-- {at: 1100, tap: space}
-- {at: 1300, flags: []}
-- {at: 1500, tap: delete}
-- {at: 1700, tap: a}
+- {at: 1100, tap: s}
+- {at: 1500, tap: s}
+- {at: 1700, flags: []}
 - {at: 3000, end: true}
 )");
-    auto downs = withoutKeyUps(events, {"key"});
-    ASSERT_EQ(downs.size(), 3u);
-    EXPECT_NE(downs[1].find("action=swallowed"), std::string::npos);
-    EXPECT_NE(downs[2].find("action=passed"), std::string::npos);
+    auto focus = summary(events, {"focus"});
+    ASSERT_EQ(focus.size(), 2u);
+    // Safari has two windows: the first press waits the default grace of 150 ms.
+    EXPECT_EQ(focus[0], "1250 focus bundleID=com.apple.Safari pid=101 windowID=1002");
+    EXPECT_EQ(focus[1], "1500 focus bundleID=com.apple.Safari pid=101 windowID=1001");
+}
+
+// Default settings: an app not in front with two windows, its letter pressed twice inside the grace.
+// The second press focuses it; the trigger's release must not then run the first press's stored
+// activation, which would find the app in front and hide it.
+TEST(RoutingReplay, AQuickDoublePressFocusesTheAppAndReleaseLeavesItShown) {
+    auto events = replay(world("{}"), R"(
+- {at: 500, activate: com.apple.mail}
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: s}
+- {at: 1160, tap: s}
+- {at: 1400, flags: []}
+- {at: 3000, end: true}
+)");
+    EXPECT_TRUE(summary(events, {"hide"}).empty());
+    auto focus = summary(events, {"focus"});
+    ASSERT_FALSE(focus.empty());
+    EXPECT_EQ(focus.back().substr(0, 36), "1160 focus bundleID=com.apple.Safari");
+}
+
+// A held letter auto-repeats: the press hides the focused app once, and the repeats neither show it
+// again nor hide it again.
+TEST(RoutingReplay, AHeldLetterRunsTheAlreadyFocusedActionOnce) {
+    auto events = replay(world("{activationMode: onPress}"), R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, keyDown: s}
+- {at: 1400, keyDown: s, repeat: true}
+- {at: 1433, keyDown: s, repeat: true}
+- {at: 1466, keyDown: s, repeat: true}
+- {at: 1500, keyUp: s}
+- {at: 1600, flags: []}
+- {at: 3000, end: true}
+)");
+    auto hides = summary(events, {"hide", "unhide"});
+    ASSERT_EQ(hides.size(), 1u) << hides.back();
+    EXPECT_EQ(hides[0].substr(0, 9), "1100 hide");
+    // Mail takes the front when Safari hides; Safari doesn't come back.
+    for (const auto& focus : summary(events, {"focus"}))
+        EXPECT_EQ(focus.find("com.apple.Safari"), std::string::npos) << focus;
+    for (const auto& down : withoutKeyUps(events, {"key"}))
+        EXPECT_NE(down.find("action=swallowed"), std::string::npos) << down;
+}
+
+// The trigger's key-up is lost (the tap stops seeing events) while a grace runs: the keyboard says
+// the trigger is up, so the grace ends without focusing anything. Held, it commits at the default
+// grace.
+TEST(RoutingReplay, TheGraceCommitsOnlyWhileTheTriggerIsPhysicallyHeld) {
+    const std::string start = R"(
+- {at: 500, activate: com.apple.mail}
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: s}
+)";
+    auto held = replay(world("{}"), start + R"(
+- {at: 1400, flags: []}
+- {at: 2000, end: true}
+)");
+    auto focus = summary(held, {"focus"});
+    ASSERT_EQ(focus.size(), 2u);  // Mail at 500, then Safari
+    EXPECT_EQ(focus[1].substr(0, 36), "1250 focus bundleID=com.apple.Safari");
+
+    auto lost = replay(world("{}"), start + R"(
+- {at: 1120, fault: {tapDead: true}}
+- {at: 1130, flags: []}
+- {at: 2000, end: true}
+)",
+                       true);
+    EXPECT_EQ(summary(lost, {"focus"}).size(), 1u);  // only Mail at 500
+    EXPECT_TRUE(hasLog(lost, "graceExpired: trigger no longer physically held, pending activation dropped"));
 }
 
 TEST(RoutingReplay, ABoundAppLaunchesFromItsOwnRecordAndSaysWhenItsPathMoved) {

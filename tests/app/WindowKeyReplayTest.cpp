@@ -119,3 +119,46 @@ TEST(WindowKeyReplay, AKeyWithASavedItemIsCaughtAndRunsIt) {
                    "'/Applications/Safari.app' --args --new-window 'https://news.example'";
     EXPECT_TRUE(ran);
 }
+
+// Quick presses of a shared key land on a new window each time, before the focus change has reached
+// the rows.
+TEST(WindowKeyReplay, QuickPressesOfASharedKeyVisitEachWindowOnce) {
+    auto events = replay(kWorld, R"(
+- {at: 1000, flags: [ralt]}
+- {at: 1100, tap: b}
+- {at: 1300, tap: d}
+- {at: 1320, tap: d}
+- {at: 1340, tap: d}
+- {at: 1500, flags: []}
+- {at: 2000, flags: [ralt]}
+- {at: 2100, tap: d}
+- {at: 2300, flags: []}
+- {at: 3000, end: true}
+)");
+    auto focus = summary(events, {"focus"});
+    std::vector<std::string> expected{
+        "1100 focus bundleID=com.apple.Safari pid=101 windowID=1002",
+        "1300 focus bundleID=com.apple.Safari pid=101 windowID=1001",
+        "1320 focus bundleID=com.apple.Safari pid=101 windowID=1003",
+        "1340 focus bundleID=com.apple.Safari pid=101 windowID=1001",
+        // A new hold starts after the focused window again.
+        "2100 focus bundleID=com.apple.Safari pid=101 windowID=1003",
+    };
+    EXPECT_EQ(focus, expected);
+}
+
+// A saved item added while zelk runs is caught at once under the window trigger.
+TEST(WindowKeyReplay, ASavedItemAddedLaterIsCaught) {
+    auto events = replay(kWorld, R"(
+- {at: 500, setting: {windowKeyAssignments: [{key: n, appURL: "file:///Applications/Safari.app/", actionKind: 0, webURL: "https://news.example"}]}}
+- {at: 1000, flags: [ralt]}
+- {at: 1100, tap: n}
+- {at: 1300, flags: []}
+- {at: 2000, end: true}
+)",
+                         true);
+    auto downs = withoutKeyUps(events, {"key"});
+    ASSERT_FALSE(downs.empty());
+    EXPECT_EQ(downs[0], "1100 key action=swallowed down=true key=n keyCode=45");
+    EXPECT_TRUE(hasLog(events, "runWindowKeyAssignments[specialScript]: runner=/bin/zsh"));
+}

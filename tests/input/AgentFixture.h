@@ -2,6 +2,7 @@
 #include "Agent.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
+#include "input/KeyRouter.h"
 #include "platform/sim/SimFixture.h"
 #include "support/Log.h"
 
@@ -11,6 +12,9 @@ namespace zelk::testing {
 struct AgentFixture : SimFixture {
     std::unique_ptr<ferrow::LogCapture> logs;
     std::unique_ptr<agent::Agent> agent;
+    // The features routes may lead to, as the agent will have them when it starts (none by default,
+    // as in the program today).
+    BuiltFeatures built;
 
     void start(const std::string& world, const nlohmann::json& settings = nlohmann::json::object()) {
         ferrow::Log::setConsole(false);
@@ -19,6 +23,7 @@ struct AgentFixture : SimFixture {
             desktop.settings().write(k, v);
         logs = std::make_unique<ferrow::LogCapture>();
         agent = std::make_unique<agent::Agent>();
+        agent->router().services().built = built;
         agent->start();
         runFor(0);
     }

@@ -261,8 +261,12 @@ TEST_F(RouterFixture, AutoRepeatLetsLettersOnAndSwallowsTheRest) {
     desktop.eventTap().key(Key::minus, true, true);  // a repeated non-letter under a trigger
     EXPECT_EQ(passedKeys(), 0u);
     EXPECT_EQ(front(), "com.apple.Safari");
-    desktop.eventTap().key(Key::m, true, true);  // a repeated letter goes on
+    desktop.eventTap().key(Key::q, true, true);  // a repeated letter goes on: unbound, it reaches the app
+    EXPECT_EQ(passedKeys(), 1u);
+    press(Key::m);
     EXPECT_EQ(front(), "com.apple.mail");
+    desktop.eventTap().key(Key::m, true, true);  // held, it is still the one press
+    EXPECT_EQ(logs->count("onPrimaryHotkey: ENTRY key=m low=m"), 1u);
     hold({});
 }
 
@@ -302,4 +306,94 @@ TEST_F(RouterFixture, TheAssignTriggerTakesALetterFromAnotherAppOnlyOnASecondPre
     press(Key::z);  // a free letter is taken at once
     EXPECT_EQ(assigned.back(), "z " + front);
     hold({});
+}
+
+// The sticky search, once the search is built: Space latches it, typing goes to it until Escape (or
+// Delete on an empty query) ends it, and then keys reach the app again.
+TEST_F(RouterFixture, TheStickySearchHoldsUntilEscapeOrDeleteAndThenKeysPassAgain) {
+    built.search = true;
+    begin({{"activationMode", "onPress"}});
+    auto downPasses = [&](Key k) {
+        auto before = passedKeys();
+        desktop.eventTap().key(k, true, false);
+        bool passed = passedKeys() > before;
+        desktop.eventTap().key(k, false, false);
+        return passed;
+    };
+    hold({"rightCommand"});
+    EXPECT_FALSE(downPasses(Key::space));
+    hold({});
+    EXPECT_TRUE(input().isLatched());
+    EXPECT_FALSE(downPasses(Key::a));
+    EXPECT_EQ(agent->router().searchBuffer.get(), "a");
+    EXPECT_FALSE(downPasses(Key::escape));
+    EXPECT_TRUE(downPasses(Key::a));
+    // Delete on an empty latched search ends it too.
+    hold({"rightCommand"});
+    EXPECT_FALSE(downPasses(Key::space));
+    hold({});
+    EXPECT_FALSE(downPasses(Key::delete_));
+    EXPECT_FALSE(input().isLatched());
+    EXPECT_TRUE(downPasses(Key::a));
+}
+
+// Without the search, Space under the trigger and a double tap of the trigger take nothing: the
+// letters that follow keep their own routes.
+TEST_F(RouterFixture, WithoutTheSearchNeitherSpaceNorADoubleTapCapturesTyping) {
+    statics["m"] = "com.apple.mail";
+    begin({{"activationMode", "onPress"}});
+    hold({"rightCommand"});
+    press(Key::space);
+    EXPECT_EQ(passedKeys(), 2u);
+    hold({});
+    EXPECT_FALSE(input().isLatched());
+    hold({"rightCommand"});
+    hold({});
+    hold({"rightCommand"});  // a double tap: window search would take every letter
+    press(Key::m);
+    EXPECT_EQ(front(), "com.apple.mail");
+    hold({});
+}
+
+// A second quick press of a letter whose binding only focuses (already-focused action "do nothing")
+// has nothing to add, so the letter extends the query instead of routing the app again.
+TEST_F(RouterFixture, ASecondQuickPressOfAFocusOnlyBindingTypesOn) {
+    statics["s"] = "com.apple.Safari";
+    begin({{"activationMode", "onPress"}, {"whenAlreadyFocusedAction", 4}});
+    hold({"rightCommand"});
+    press(Key::s);
+    runFor(20);
+    press(Key::s);
+    EXPECT_EQ(agent->router().searchBuffer.get(), "ss");
+    EXPECT_EQ(logs->count("onPrimaryHotkey: ENTRY key=s low=s"), 1u);
+    hold({});
+    // With an action of its own, the second press routes the app again.
+    desktop.settings().write("whenAlreadyFocusedAction", 3);
+    hold({"rightCommand"});
+    press(Key::s);
+    runFor(20);
+    press(Key::s);
+    EXPECT_EQ(calls, (std::vector<std::string>{"cycle com.apple.Safari", "cycle com.apple.Safari"}));
+    hold({});
+}
+
+// The hide key under the hide-on-focus trigger hides every app, although its default keys are also
+// the application trigger plus right Shift.
+TEST_F(RouterFixture, TheHideOnFocusTriggerReachesTheHideKey) {
+    begin({{"enableHideOnFocusHotkey", true}});
+    hold({"rightCommand", "rshift"});
+    press(Key::minus);
+    hold({});
+    EXPECT_TRUE(world().app("com.apple.Safari")->hidden);
+    EXPECT_TRUE(world().app("com.apple.mail")->hidden);
+    EXPECT_EQ(passedKeys(), 1u);  // only the key up
+}
+
+// The key-0 log names the real triggers.
+TEST_F(RouterFixture, TheZeroKeyLogNamesTheTrigger) {
+    begin({{"activationMode", "onPress"}});
+    hold({"rightCommand"});
+    press(Key::zero);
+    hold({});
+    EXPECT_TRUE(logs->contains("hotkey: R⌘+0 -> focusLastFocusedWindow"));
 }

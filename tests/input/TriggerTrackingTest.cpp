@@ -233,6 +233,7 @@ TEST_F(AgentFixture, HealthTimerReEnablesAndTracksSecureInput) {
 }
 
 TEST_F(AgentFixture, TakeOverStartsWithLeftCommandAndEndsOnRelease) {
+    built.tabCycle = true;
     start(kBasicWorld, {{"hijackCommandTab", true}});
     std::vector<std::pair<bool, std::string>> cycles;
     input().handleTabCycleHook = [&](bool reverse, std::optional<std::string> scope) {
@@ -262,7 +263,55 @@ TEST_F(AgentFixture, TakeOverStartsWithLeftCommandAndEndsOnRelease) {
     EXPECT_EQ(world().receivedKeys.back().keyCode, 48);
 }
 
+// Until the tab cycle exists the take-over has nowhere to send keys: the system's shortcut stays on
+// and Cmd-backtick and Cmd-Tab reach the app.
+TEST_F(AgentFixture, WithoutATabCycleNoShortcutIsTakenAndCommandKeysPass) {
+    start(kBasicWorld, {{"hijackCommandTab", true}});
+    EXPECT_TRUE(desktop.windowServer().hotKeys()[27].enabled);
+    EXPECT_FALSE(input().didDisableWindowCycleHotkey);
+    hold({"lcmd"});
+    EXPECT_FALSE(input().hijackCommandHeld);
+    desktop.eventTap().key(Key::grave, true, false);
+    desktop.eventTap().key(Key::tab, true, false);
+    EXPECT_EQ(world().receivedKeys.size(), 2u);
+    hold({});
+}
+
+// With the tab cycle, the take-over is claimed inside routing, after the key is logged.
+TEST_F(AgentFixture, TheTakeOverIsClaimedAfterTheKeyIsLogged) {
+    built.tabCycle = true;
+    start(kBasicWorld);
+    input().handleTabCycleHook = [&](bool, std::optional<std::string>) { input().tabCycling = true; };
+    hold({"lcmd"});
+    desktop.eventTap().key(Key::grave, true, false);
+    EXPECT_TRUE(logs->contains("tap keyDown: key=grave triggers=[L⌘]"));
+    EXPECT_TRUE(world().receivedKeys.empty());
+    hold({});
+}
+
+// A dead tap whose re-creation failed is tried again at the next modifier press it misses.
+TEST_F(AgentFixture, AFailedTapRestartIsRetriedAtTheNextMissedPress) {
+    start(kBasicWorld);
+    world().faults.tapDead = true;
+    hold({"rightCommand"});
+    runFor(0);
+    world().permissions.accessibility = false;  // the re-creation at the check fails
+    runFor(1200);
+    EXPECT_FALSE(input().tapRunning());
+    world().permissions.accessibility = true;
+    world().faults.tapDead = false;
+    hold({});
+    hold({"rightCommand"});  // missed: there is no tap
+    runFor(1200);
+    EXPECT_TRUE(input().tapRunning());
+    hold({});
+    hold({"rightCommand"});
+    EXPECT_TRUE(input().appTriggerKeysPressed.get());
+    hold({});
+}
+
 TEST_F(AgentFixture, WindowCycleShortcutIsTakenAndGivenBackOnlyIfTaken) {
+    built.tabCycle = true;
     start(kBasicWorld);
     auto& hotKeys = desktop.windowServer().hotKeys();
     EXPECT_FALSE(hotKeys[27].enabled);
@@ -279,6 +328,7 @@ TEST_F(AgentFixture, WindowCycleShortcutIsTakenAndGivenBackOnlyIfTaken) {
 }
 
 TEST_F(AgentFixture, QuitGivesTheWindowCycleShortcutBack) {
+    built.tabCycle = true;
     start(kBasicWorld);
     EXPECT_FALSE(desktop.windowServer().hotKeys()[27].enabled);
     agent->terminate();
