@@ -189,7 +189,7 @@ std::optional<RoutedApp> SearchService::learnedAppFor(const std::string& query) 
     return app;
 }
 
-bool SearchService::commitSelection() {
+bool SearchService::commitSelection(bool chosenRow) {
     session_.flushPending();
     const std::string q = session_.query();
     auto row = session_.selected();
@@ -203,7 +203,7 @@ bool SearchService::commitSelection() {
             const auto& app = row->app;
             const std::string first = firstCharacter(q);
             // One letter of an app with its own letter: the letter's route acts, not the search.
-            if (search::queryLength(q) == 1 &&
+            if (!chosenRow && search::queryLength(q) == 1 &&
                 (apps().assignmentForKey(first) || apps().dynamicAssignmentForKey(first)))
                 return false;
             learning_.recordPick(q, app.bundleID, staticBundleFor(first));
@@ -233,6 +233,36 @@ void SearchService::fill(RoutingServices& s) {
     s.runSearch = [this](const std::string& query) { session_.rerunSearch(query); };
     s.commitSearchSelection = [this] { return commitSelection(); };
     s.learnedAppFor = [this](const std::string& query) { return learnedAppFor(query); };
+    s.stepSearchSelection = [this](int delta) {
+        if (session_.searchResults.get().empty()) return false;
+        session_.step(delta);
+        return true;
+    };
+    s.commitSearchRow = [this](std::size_t row) {
+        session_.flushPending();
+        if (row == 0 || row > session_.searchResults.get().size()) return false;
+        session_.select(row - 1);
+        return commitSelection(true);
+    };
+    s.pinSearchSelection = [this](const std::string& query) { return pinSelection(query); };
+    // The sticky search latches with what was typed: its rows are those of the buffer.
+    s.latchSearch = [this](const std::string&) {
+        if (router_) session_.rerunSearch(router_->searchBuffer.get());
+    };
+    s.built.search = true;
+}
+
+bool SearchService::pinSelection(const std::string& query) {
+    auto row = session_.selected();
+    if (!row) return false;
+    const std::string& bundle = row->bundleID();
+    std::string name = bundle;
+    for (const auto& a : apps().catalogue().apps())
+        if (a && a->bundleIdentifier() == bundle) name = a->name();
+    auto flash = learning_.togglePin(query, bundle, name);
+    if (!flash) return false;
+    Log::info("flash: {} ({})", flash->text, flash->symbol);
+    return true;
 }
 
 std::optional<command::AppTarget> SearchService::resolveApp(const command::ZelkRequest& r) const {

@@ -45,7 +45,10 @@ class SearchService {
 
     // Acts on the highlighted row as the trigger's release does: false when there was nothing to act
     // on (the letter's own route then stands).
-    bool commitSelection();
+    // A row chosen by its number acts even for a one-letter query.
+    bool commitSelection(bool chosenRow = false);
+    // The pin key: pins the query to the highlighted row's app, or unpins it from that app.
+    bool pinSelection(const std::string& query);
     std::optional<RoutedApp> learnedAppFor(const std::string& query);
 
   private:

@@ -209,6 +209,7 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         !searchWindowsOnly.get() && !searchBuffer.get().empty() && actionCombo &&
         (appHeld || input_.isLatched())) {
         markUsed();
+        if (!repeat) services_.pinSearchSelection(searchBuffer.get());
         return TapDecision::swallow;
     }
     if (s.enableSelectionActionHotkeys && actionCombo && (appHeld || input_.isLatched())) {
@@ -234,6 +235,14 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             markUsed();
             return TapDecision::swallow;
         }
+        // 21. Return commits a latched search's highlighted row and ends the latch.
+        if (key == Key::return_ && built.search && input_.searchActive &&
+            (input_.latchedSurface == "app" || input_.latchedSurface == "window")) {
+            markUsed();
+            services_.commitSearchSelection();
+            input_.unlatch();
+            return TapDecision::swallow;
+        }
         // 22. Delete edits the search.
         if (input_.searchActive && key == Key::delete_) {
             markUsed();
@@ -251,6 +260,14 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         // 23.-24. Tab, Down and Up step the panel.
         if (key == Key::tab || key == Key::downArrow || key == Key::upArrow) {
             bool back = key == Key::upArrow;
+            // During a search the highlight moves through its rows, unless the panel shows a
+            // one-letter query's apps instead.
+            if (built.search && input_.searchActive && !input_.appSwitcherCycleSelectedID &&
+                !isSingleLetterQuery()) {
+                markUsed();
+                if (services_.stepSearchSelection(back ? -1 : 1)) searchSelectionTouched = true;
+                return TapDecision::swallow;
+            }
             bool toTabCycle =
                 !input_.searchActive && key == Key::tab && (input_.tabCycling || !s.showAppSwitcher);
             if (toTabCycle && built.tabCycle && input_.handleTabCycleHook) {
@@ -313,6 +330,14 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
         if (built.search && input_.searchActive && isDigitKey(key) && !digitsAreAssigned() &&
             digitValue(key) >= 1) {
             markUsed();
+            if (!repeat && services_.commitSearchRow(static_cast<std::size_t>(digitValue(key)))) {
+                dropPending();
+                if (input_.isLatched())
+                    input_.unlatch();
+                else
+                    leaveSearch();
+                input_.hideOSD();
+            }
             return TapDecision::swallow;
         }
         // 32. Hide, action and overview keys switched off reach the app.

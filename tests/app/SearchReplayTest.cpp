@@ -193,3 +193,91 @@ TEST(SearchReplay, DoubleTapSearchesOpenWindowsOnly) {
     EXPECT_EQ(summary(events, {"focus"}).back(),
               "1500 focus bundleID=com.termius-dmg.mac pid=105 windowID=5001");
 }
+
+TEST(SearchReplay, SpaceLatchesTheSearchAndReturnCommitsTheHighlightedRow) {
+    // The latched search takes bare typing: "no" is Notes, which Return launches; Escape before
+    // Return would have ended the search with nothing done.
+    auto events = replay(kWorld, R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: space}
+- {at: 1200, flags: []}
+- {at: 1300, tap: n}
+- {at: 1350, tap: o}
+- {at: 1500, tap: return}
+- {at: 2000, flags: [rightCommand]}
+- {at: 2100, tap: space}
+- {at: 2200, flags: []}
+- {at: 2300, tap: c}
+- {at: 2350, tap: h}
+- {at: 2400, tap: escape}
+- {at: 2500, tap: x}
+- {at: 4000, end: true}
+)",
+                         true);
+    EXPECT_EQ(summary(events, {"launch"}),
+              (std::vector<std::string>{"1500 launch activates=true bundleID=com.apple.Notes"}));
+    EXPECT_TRUE(hasLog(events, "recordPick: \"no\" -> com.apple.Notes count=1"));
+    auto downs = withoutKeyUps(events, {"key"});
+    // After Escape the latch is gone: x reaches the app in front.
+    EXPECT_NE(downs.back().find("key=x"), std::string::npos);
+    EXPECT_NE(downs.back().find("action=passed"), std::string::npos);
+}
+
+TEST(SearchReplay, TabMovesTheHighlightAndADigitActsOnItsRow) {
+    // "term" lists Terminal, then Termius; Tab moves to Termius, which the release acts on.
+    // (Arrows reach the app while no panel shows.)
+    auto stepped = replay(kWorld, R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1050, tap: t}
+- {at: 1100, tap: e}
+- {at: 1150, tap: r}
+- {at: 1200, tap: m}
+- {at: 1300, tap: tab}
+- {at: 1500, flags: []}
+- {at: 3000, end: true}
+)",
+                          true);
+    EXPECT_EQ(logsStartingWith(stepped, "search commit: "),
+              (std::vector<std::string>{
+                  "search commit: app com.termius-dmg.mac query=\"term\" running=true inFront=false"}));
+    // Digit 1 acts on the first row at once, before the release.
+    auto digit = replay(kWorld, R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1050, tap: s}
+- {at: 1100, tap: v}
+- {at: 1150, tap: i}
+- {at: 1200, tap: m}
+- {at: 1300, tap: one}
+- {at: 1500, flags: []}
+- {at: 3000, end: true}
+)",
+                        true);
+    EXPECT_TRUE(hasLog(digit, "search commit: window #2002 query=\"svim\""));
+    EXPECT_EQ(logsStartingWith(digit, "search commit: ").size(), 1u);
+    auto focus = summary(digit, {"focus"});
+    EXPECT_EQ(focus.back(), "1300 focus bundleID=com.apple.Terminal pid=102 windowID=2002");
+}
+
+TEST(SearchReplay, ThePinKeyPinsTheQueryToTheHighlightedApp) {
+    auto events = replay(kWorld, std::string(R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1050, tap: t}
+- {at: 1100, tap: e}
+- {at: 1150, tap: r}
+- {at: 1200, tap: m}
+- {at: 1250, tap: tab}
+- {at: 1300, flags: [rightCommand, lcmd]}
+- {at: 1350, tap: p}
+- {at: 1400, flags: [rightCommand]}
+- {at: 1500, tap: escape}
+- {at: 1600, flags: []}
+- {at: 2000, command: {command: search-learned}}
+- {at: 3000, end: true}
+)"),
+                         true);
+    EXPECT_TRUE(hasLog(events, "flash: Pinned \"term\" to Termius (pin.circle.fill)"));
+    auto learned = replyTo(events, 2000)["learnedQueries"];
+    ASSERT_EQ(learned.size(), 1u);
+    EXPECT_EQ(learned[0]["pinned"], true);
+    EXPECT_EQ(learned[0]["bundleID"], "com.termius-dmg.mac");
+}
