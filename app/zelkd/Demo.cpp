@@ -43,7 +43,33 @@ const std::string& demoScript() {
 - {at: 10000, command: {command: status}}
 - {at: 10500, command: {command: list-spaces}}
 - {at: 11000, command: {command: focus-app, query: mail}}
-- {at: 12000, end: true}
+# Typing under the trigger searches: T is Terminal's letter, and "bu" a word of one of its window
+# titles, so releasing the trigger focuses that window on the other display.
+- {at: 12000, flags: [rightCommand]}
+- {at: 12100, tap: t}
+- {at: 12150, tap: b}
+- {at: 12200, tap: u}
+- {at: 12400, flags: []}
+# Right Command + Space keeps a search open after the trigger is up: "mu" finds Music, Return launches it.
+- {at: 13000, flags: [rightCommand]}
+- {at: 13100, tap: space}
+- {at: 13200, flags: []}
+- {at: 13300, tap: m}
+- {at: 13350, tap: u}
+- {at: 13500, tap: return}
+# "s" lists Safari first; choosing Spotify (its fourth row) teaches the search...
+- {at: 14000, command: {command: search, query: s}}
+- {at: 14100, flags: [rightCommand]}
+- {at: 14150, tap: space}
+- {at: 14200, flags: []}
+- {at: 14300, tap: s}
+- {at: 14400, tap: four}
+# ...so the next "s" leads with Spotify.
+- {at: 15000, command: {command: search, query: s}}
+# A pin is the user's own rule: "pr" pinned to Slack puts Slack before Preview, which "pr" names.
+- {at: 16000, command: {command: search-pin, query: pr, appQuery: slack}}
+- {at: 16100, command: {command: search, query: pr}}
+- {at: 17000, end: true}
 )YAML";
     return text;
 }

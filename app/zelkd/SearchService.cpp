@@ -202,8 +202,9 @@ bool SearchService::commitSelection(bool chosenRow) {
         case search::SearchResultKind::app: {
             const auto& app = row->app;
             const std::string first = firstCharacter(q);
-            // One letter of an app with its own letter: the letter's route acts, not the search.
-            if (!chosenRow && search::queryLength(q) == 1 &&
+            // One letter of an app with its own letter under the trigger: the letter's route acts, not
+            // the search. In a latched search the letter took no route, so the row is the choice.
+            if (!chosenRow && !input.isLatched() && search::queryLength(q) == 1 &&
                 (apps().assignmentForKey(first) || apps().dynamicAssignmentForKey(first)))
                 return false;
             learning_.recordPick(q, app.bundleID, staticBundleFor(first));
