@@ -281,3 +281,20 @@ TEST(SearchReplay, ThePinKeyPinsTheQueryToTheHighlightedApp) {
     EXPECT_EQ(learned[0]["pinned"], true);
     EXPECT_EQ(learned[0]["bundleID"], "com.termius-dmg.mac");
 }
+
+TEST(SearchReplay, ReturnInALatchedSearchActsOnAOneLetterQueryToo) {
+    // Under the trigger a bound letter acts by its own route; in a latched search it took none, so
+    // the highlighted row is the user's choice.
+    auto events = replay(kWorld, R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: space}
+- {at: 1200, flags: []}
+- {at: 1300, tap: i}
+- {at: 1500, tap: return}
+- {at: 3000, end: true}
+)",
+                         true);
+    EXPECT_TRUE(hasLog(events, "search commit: app com.mowglii.ItsycalApp query=\"i\""));
+    EXPECT_EQ(summary(events, {"focus"}).back(),
+              "1500 focus bundleID=com.mowglii.ItsycalApp pid=104 windowID=4001");
+}
