@@ -52,6 +52,10 @@ class NameOrder {
 // A query's windows in the order of the emitted rows, each window once.
 class RowWriter {
   public:
+    explicit RowWriter(std::size_t expected = 0) {
+        rows_.reserve(expected);
+        windowIds_.reserve(expected);
+    }
     void app(const SearchApp& a) { rows_.push_back(SearchResult::ofApp(a)); }
     void window(const SearchWindow& w) {
         if (windowIds_.insert(w.id).second) rows_.push_back(SearchResult::ofWindow(w));
@@ -101,6 +105,15 @@ SearchEngine::SearchEngine(SearchWorld world) : world_(std::move(world)) {
         rows.push_back(WindowCandidate::make(world_.settingsWindow->title, ""));
     }
     globalList_ = WindowCandidateList(std::move(rows));
+    for (const auto& w : globalWindows_)
+        groupOf_.emplace(w.bundleIdentifier, 0);
+    for (auto& [bundle, group] : groupOf_)
+        groupBundles_.push_back(bundle);
+    std::sort(groupBundles_.begin(), groupBundles_.end());
+    for (std::uint32_t g = 0; g < groupBundles_.size(); ++g)
+        groupOf_[groupBundles_[g]] = g;
+    for (const auto& w : globalWindows_)
+        globalGroup_.push_back(groupOf_.at(w.bundleIdentifier));
 }
 
 const SearchApp* SearchEngine::catalogueApp(const std::string& bundleID) const {
@@ -294,6 +307,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
     struct Hit {
         const SearchWindow* window;
         int score;
+        std::uint32_t group = 0;
     };
     std::vector<Hit> windowMatches;
     bool settingsMatches = false;
@@ -307,7 +321,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
         const SearchWindow& w = globalWindows_[m.index];
         const bool isSettings = world_.settingsWindow && m.index == globalWindows_.size() - 1;
         if (isSettings ? !settingsMatches : assigned && w.bundleIdentifier == assigned->bundleID) continue;
-        windowMatches.push_back({&w, m.score});
+        windowMatches.push_back({&w, m.score, globalGroup_[m.index]});
     }
 
     // Letter priority for short queries.
@@ -369,7 +383,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
         }
     }
 
-    RowWriter out;
+    RowWriter out(apps.size() + subWindows.size() + windowMatches.size());
     // The sub-query's windows first, unless something else clearly asked for another app.
     bool windowsFirst = false;
     if (assigned && !subWindows.empty()) {
@@ -383,7 +397,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
     if (windowsFirst) out.windows(subWindows);
 
     // Windows that match better than their app's name climb above weaker apps.
-    std::map<std::string, int> scores;
+    std::unordered_map<std::string_view, int> scores;
     std::vector<Hit> promoted;
     std::unordered_set<std::uint32_t> promotedIds;
     if (anchored && length >= 3) {
@@ -416,11 +430,11 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
                          [](const Hit& a, const Hit& b) { return a.score > b.score; });
     }
 
-    std::map<std::string, std::vector<const SearchWindow*>> groups;
+    std::vector<std::vector<const SearchWindow*>> groups(groupBundles_.size());
     for (const Hit& h : windowMatches)
-        groups[h.window->bundleIdentifier].push_back(h.window);
+        groups[h.group].push_back(h.window);
 
-    std::set<std::string> seen;
+    std::vector<char> seen(groupBundles_.size(), 0);
     std::size_t nextPromoted = 0;
     for (const auto& r : apps) {
         const auto known = scores.find(r.app->bundleID);
@@ -429,10 +443,11 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
             out.window(*promoted[nextPromoted++].window);
         out.app(*r.app);
         if (!windowsFirst && assigned && r.app->bundleID == assigned->bundleID) out.windows(subWindows);
-        if (auto g = groups.find(r.app->bundleID); g != groups.end())
-            for (const SearchWindow* w : g->second)
+        if (auto g = groupOf_.find(r.app->bundleID); g != groupOf_.end()) {
+            for (const SearchWindow* w : groups[g->second])
                 if (!promotedIds.count(w->id)) out.window(*w);
-        seen.insert(r.app->bundleID);
+            seen[g->second] = 1;
+        }
     }
     for (; nextPromoted < promoted.size(); ++nextPromoted)
         out.window(*promoted[nextPromoted].window);
@@ -444,8 +459,10 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
 
     // Other apps' matching windows, under their app's row.
     if (length > 1) {
-        for (const auto& [bundle, list] : groups) {
-            if (seen.count(bundle)) continue;
+        for (std::uint32_t g = 0; g < groups.size(); ++g) {
+            const auto& bundle = groupBundles_[g];
+            const auto& list = groups[g];
+            if (seen[g] || list.empty()) continue;
             std::vector<SearchWindow> remaining;
             for (const SearchWindow* w : list)
                 if (!promotedIds.count(w->id)) remaining.push_back(*w);

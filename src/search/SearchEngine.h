@@ -67,6 +67,10 @@ class SearchEngine {
     // The windows of every app with more than one, prepared for the whole-query filter.
     std::vector<SearchWindow> globalWindows_;
     WindowCandidateList globalList_;
+    // Each global window's group, the groups numbered in ascending bundle id order.
+    std::vector<std::uint32_t> globalGroup_;
+    std::vector<std::string> groupBundles_;
+    std::unordered_map<std::string, std::uint32_t> groupOf_;
 };
 
 // The row highlighted after a search: a sub-query's window under its app, else the first row; the
