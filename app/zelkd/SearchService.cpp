@@ -200,7 +200,7 @@ bool SearchService::commitSelection(bool chosenRow) {
     auto& input = InputManager::shared();
     switch (row->kind) {
         case search::SearchResultKind::app: {
-            const auto& app = row->app;
+            const auto& app = row->app();
             const std::string first = firstCharacter(q);
             // One letter of an app with its own letter under the trigger: the letter's route acts, not
             // the search. In a latched search the letter took no route, so the row is the choice.
@@ -219,12 +219,12 @@ bool SearchService::commitSelection(bool chosenRow) {
             return true;
         }
         case search::SearchResultKind::window:
-            Log::info("search commit: window #{} query=\"{}\"", row->window.id, q);
-            windows_.focusWindow(row->window.id);
+            Log::info("search commit: window #{} query=\"{}\"", row->window().id, q);
+            windows_.focusWindow(row->window().id);
             return true;
         case search::SearchResultKind::closedWindow:
             Log::info("search commit: {} \"{}\" can't be reopened yet", kindName(row->kind),
-                      row->closed.title);
+                      row->closed().title);
             return true;
     }
     return false;
@@ -321,20 +321,20 @@ command::SearchProviders SearchService::commandProviders() {
             switch (row.kind) {
                 case search::SearchResultKind::app:
                     r.kind = "app";
-                    r.name = row.app.name;
-                    r.isRunning = row.app.running;
+                    r.name = row.app().name;
+                    r.isRunning = row.app().running;
                     break;
                 case search::SearchResultKind::window:
                     r.kind = "window";
-                    r.name = row.window.title;
-                    r.windowID = row.window.id;
-                    if (!row.window.key.empty()) r.key = row.window.key;
-                    r.isFocused = row.window.focused;
+                    r.name = row.window().title;
+                    r.windowID = row.window().id;
+                    if (!row.window().key.empty()) r.key = row.window().key;
+                    r.isFocused = row.window().focused;
                     r.isRunning = true;
                     break;
                 case search::SearchResultKind::closedWindow:
                     r.kind = "closedWindow";
-                    r.name = row.closed.title;
+                    r.name = row.closed().title;
                     break;
             }
             out.push_back(std::move(r));
@@ -351,7 +351,7 @@ command::SearchProviders SearchService::commandProviders() {
         for (const auto& row : engine().search(*r.query, st))
             if (row.isApp()) {
                 command::ZelkRequest byBundle;
-                byBundle.bundleID = row.app.bundleID;
+                byBundle.bundleID = row.app().bundleID;
                 return resolveApp(byBundle);
             }
         return std::nullopt;

@@ -52,83 +52,88 @@ class NameOrder {
 // A query's windows in the order of the emitted rows, each window once.
 class RowWriter {
   public:
-    explicit RowWriter(std::size_t expected = 0) {
+    RowWriter(std::shared_ptr<const SearchWorld> world, std::size_t expected = 0) : world_(std::move(world)) {
         rows_.reserve(expected);
         windowIds_.reserve(expected);
     }
-    void app(const SearchApp& a) { rows_.push_back(SearchResult::ofApp(a)); }
-    void window(const SearchWindow& w) {
-        if (windowIds_.insert(w.id).second) rows_.push_back(SearchResult::ofWindow(w));
+    void app(const SearchApp& a) {
+        rows_.push_back(SearchResult::ofApp(std::shared_ptr<const SearchApp>(world_, &a)));
     }
-    void windows(const std::vector<SearchWindow>& list) {
-        for (const auto& w : list)
-            window(w);
+    void window(const SearchWindow& w) {
+        if (windowIds_.insert(w.id).second)
+            rows_.push_back(SearchResult::ofWindow(std::shared_ptr<const SearchWindow>(world_, &w)));
+    }
+    void windows(const std::vector<const SearchWindow*>& list) {
+        for (const SearchWindow* w : list)
+            window(*w);
     }
     std::vector<SearchResult>& rows() { return rows_; }
 
   private:
+    std::shared_ptr<const SearchWorld> world_;
     std::vector<SearchResult> rows_;
     std::unordered_set<std::uint32_t> windowIds_;
 };
 
 }  // namespace
 
-SearchEngine::SearchEngine(SearchWorld world) : world_(std::move(world)) {
-    for (std::size_t i = 0; i < world_.candidates.size(); ++i)
-        candidateByBundle_.emplace(world_.candidates[i].bundleID, i);
-    for (std::size_t i = 0; i < world_.catalogue.size(); ++i)
-        catalogueByBundle_.emplace(world_.catalogue[i].bundleID, i);
-    for (const auto& [bundle, list] : world_.windowsByBundle) {
+SearchEngine::SearchEngine(SearchWorld world)
+    : world_(std::make_shared<const SearchWorld>(std::move(world))) {
+    for (std::size_t i = 0; i < world_->candidates.size(); ++i)
+        candidateByBundle_.emplace(world_->candidates[i].bundleID, i);
+    for (std::size_t i = 0; i < world_->catalogue.size(); ++i)
+        catalogueByBundle_.emplace(world_->catalogue[i].bundleID, i);
+    for (const auto& [bundle, list] : world_->windowsByBundle) {
         if (list.size() < 2) continue;
         std::vector<WindowCandidate> own;
         for (const auto& w : list)
             own.push_back(WindowCandidate::make(w.title, w.key));
         ownWindows_.emplace(bundle, WindowCandidateList(std::move(own)));
     }
-    appCandidates_.reserve(world_.candidates.size());
-    for (const auto& a : world_.candidates)
+    appCandidates_.reserve(world_->candidates.size());
+    for (const auto& a : world_->candidates)
         appCandidates_.push_back(
             AppCandidate::make(a.identifier, a.name, a.lowercasedName, a.running, a.usageScore));
-    catalogueNames_.reserve(world_.catalogue.size());
-    for (const auto& a : world_.catalogue)
+    catalogueNames_.reserve(world_->catalogue.size());
+    for (const auto& a : world_->catalogue)
         catalogueNames_.emplace_back(a.name);
     std::vector<WindowCandidate> rows;
-    for (const auto& [bundle, list] : world_.windowsByBundle) {
+    for (const auto& [bundle, list] : world_->windowsByBundle) {
         if (list.size() < 2) continue;
         for (const auto& w : list) {
-            globalWindows_.push_back(w);
+            globalWindows_.push_back(&w);
             rows.push_back(WindowCandidate::make(w.title, ""));
         }
     }
-    if (world_.settingsWindow) {
-        globalWindows_.push_back(*world_.settingsWindow);
-        rows.push_back(WindowCandidate::make(world_.settingsWindow->title, ""));
+    if (world_->settingsWindow) {
+        globalWindows_.push_back(&*world_->settingsWindow);
+        rows.push_back(WindowCandidate::make(world_->settingsWindow->title, ""));
     }
     globalList_ = WindowCandidateList(std::move(rows));
-    for (const auto& w : globalWindows_)
-        groupOf_.emplace(w.bundleIdentifier, 0);
+    for (const SearchWindow* w : globalWindows_)
+        groupOf_.emplace(w->bundleIdentifier, 0);
     for (auto& [bundle, group] : groupOf_)
         groupBundles_.push_back(bundle);
     std::sort(groupBundles_.begin(), groupBundles_.end());
     for (std::uint32_t g = 0; g < groupBundles_.size(); ++g)
         groupOf_[groupBundles_[g]] = g;
-    for (const auto& w : globalWindows_)
-        globalGroup_.push_back(groupOf_.at(w.bundleIdentifier));
+    for (const SearchWindow* w : globalWindows_)
+        globalGroup_.push_back(groupOf_.at(w->bundleIdentifier));
 }
 
 const SearchApp* SearchEngine::catalogueApp(const std::string& bundleID) const {
     auto it = catalogueByBundle_.find(bundleID);
-    return it == catalogueByBundle_.end() ? nullptr : &world_.catalogue[it->second];
+    return it == catalogueByBundle_.end() ? nullptr : &world_->catalogue[it->second];
 }
 
 const SearchApp* SearchEngine::candidateApp(const std::string& bundleID) const {
     auto it = candidateByBundle_.find(bundleID);
-    return it == candidateByBundle_.end() ? nullptr : &world_.candidates[it->second];
+    return it == candidateByBundle_.end() ? nullptr : &world_->candidates[it->second];
 }
 
 const LetterBinding* SearchEngine::assignmentFor(const std::string& letter) const {
-    if (auto it = world_.dynamicByKey.find(letter); it != world_.dynamicByKey.end()) return &it->second;
-    if (auto it = world_.staticByKey.find(letter); it != world_.staticByKey.end()) return &it->second;
+    if (auto it = world_->dynamicByKey.find(letter); it != world_->dynamicByKey.end()) return &it->second;
+    if (auto it = world_->staticByKey.find(letter); it != world_->staticByKey.end()) return &it->second;
     return nullptr;
 }
 
@@ -141,20 +146,22 @@ int SearchEngine::appScore(const MatchText& query, const SearchApp& app) const {
 std::vector<SearchResult> SearchEngine::emptyQuery(const SearchState& state, bool appsOnly) const {
     if (!state.emptyQueryListsAll) return {};
     std::vector<const SearchApp*> apps;
-    for (const auto& a : world_.candidates)
+    for (const auto& a : world_->candidates)
         apps.push_back(&a);
     NameOrder order;
     std::stable_sort(apps.begin(), apps.end(),
                      [&](const SearchApp* a, const SearchApp* b) { return order(a->name, b->name); });
-    RowWriter out;
+    RowWriter out(world_);
     for (const SearchApp* a : apps) {
         out.app(*a);
         if (appsOnly) continue;
-        auto it = world_.windowsByBundle.find(a->bundleID);
-        if (it == world_.windowsByBundle.end() || it->second.size() < 2) continue;
-        auto list = it->second;
+        auto it = world_->windowsByBundle.find(a->bundleID);
+        if (it == world_->windowsByBundle.end() || it->second.size() < 2) continue;
+        std::vector<const SearchWindow*> list;
+        for (const auto& w : it->second)
+            list.push_back(&w);
         std::stable_sort(list.begin(), list.end(),
-                         [](const SearchWindow& x, const SearchWindow& y) { return x.title < y.title; });
+                         [](const SearchWindow* x, const SearchWindow* y) { return x->title < y->title; });
         out.windows(list);
     }
     return std::move(out.rows());
@@ -164,13 +171,13 @@ std::vector<SearchResult> SearchEngine::closedRows(const std::string& q,
                                                    const std::vector<SearchResult>& emitted,
                                                    bool force) const {
     std::vector<SearchResult> out;
-    if (world_.closedWindows.empty()) return out;
+    if (world_->closedWindows.empty()) return out;
     const MatchText query(q);
     if (!force && query.size() == 1) return out;
     std::set<std::string> shown;
     for (const auto& r : emitted)
-        if (r.isWindow()) shown.insert(r.window.bundleIdentifier + "|" + r.window.title);
-    for (const auto& entry : world_.closedWindows) {
+        if (r.isWindow()) shown.insert(r.window().bundleIdentifier + "|" + r.window().title);
+    for (const auto& entry : world_->closedWindows) {
         if (!q.empty()) {
             const SearchApp* app = catalogueApp(entry.bundleIdentifier);
             const std::string text =
@@ -179,14 +186,14 @@ std::vector<SearchResult> SearchEngine::closedRows(const std::string& q,
             if (!t.contains(query.lowerKeys()) && fuzzyScore(query, t) < minScore(query)) continue;
         }
         if (shown.count(entry.bundleIdentifier + "|" + entry.title)) continue;
-        out.push_back(SearchResult::ofClosed(entry));
+        out.push_back(SearchResult::ofClosed(std::shared_ptr<const ClosedWindowEntry>(world_, &entry)));
     }
     return out;
 }
 
 std::vector<SearchResult> SearchEngine::searchOpenWindows(const std::string& q,
                                                           const SearchState& state) const {
-    const auto& windows = world_.openWindows;
+    const auto& windows = world_->openWindows;
     std::vector<SearchResult> out;
     if (windows.empty()) return out;
     // Regrouped by app, apps in order of their first (best) window.
@@ -200,7 +207,7 @@ std::vector<SearchResult> SearchEngine::searchOpenWindows(const std::string& q,
         }
         for (const auto& bundle : order)
             for (const SearchWindow* w : groups[bundle])
-                out.push_back(SearchResult::ofWindow(*w));
+                out.push_back(SearchResult::ofWindow(std::shared_ptr<const SearchWindow>(world_, w)));
     };
     if (q.empty()) {
         std::vector<const SearchWindow*> all;
@@ -262,7 +269,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
     // Apps by name.
     std::vector<Ranked> apps;
     for (const AppMatch& m : matchApps(appCandidates_, q, state.mode, state.optionalPrefixes))
-        apps.push_back({&world_.candidates[m.index], m.score});
+        apps.push_back({&world_->candidates[m.index], m.score});
     auto positionOf = [&](const std::string& bundleID) -> std::optional<std::size_t> {
         for (std::size_t i = 0; i < apps.size(); ++i)
             if (apps[i].app->bundleID == bundleID) return i;
@@ -278,26 +285,27 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
 
     // The first letter's app, and its windows as a sub-query of the rest.
     const LetterBinding* assigned = assignmentFor(first);
-    const auto staticFirst = world_.staticByKey.find(first);
-    const bool firstIsStatic = staticFirst != world_.staticByKey.end();
-    std::vector<SearchWindow> subWindows;
+    const auto staticFirst = world_->staticByKey.find(first);
+    const bool firstIsStatic = staticFirst != world_->staticByKey.end();
+    std::vector<const SearchWindow*> subWindows;
     bool weak = true;
     if (assigned) {
-        auto it = world_.windowsByBundle.find(assigned->bundleID);
-        if (it != world_.windowsByBundle.end() && it->second.size() >= 2) {
+        auto it = world_->windowsByBundle.find(assigned->bundleID);
+        if (it != world_->windowsByBundle.end() && it->second.size() >= 2) {
             const auto& own = it->second;
             if (length == 1) {
-                subWindows = own;
+                for (const auto& w : own)
+                    subWindows.push_back(&w);
             } else {
                 const WindowCandidateList& rows = ownWindows_.at(assigned->bundleID);
                 const std::string rest = restAfterFirst(query);
                 for (const auto& m : filterWindows(rows, rest, false, true))
-                    subWindows.push_back(own[m.index]);
+                    subWindows.push_back(&own[m.index]);
                 if (!subWindows.empty()) {
                     weak = false;
                 } else if (firstIsStatic) {
                     for (const auto& m : filterWindows(rows, rest, true, true))
-                        subWindows.push_back(own[m.index]);
+                        subWindows.push_back(&own[m.index]);
                 }
             }
         }
@@ -311,15 +319,15 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
     };
     std::vector<Hit> windowMatches;
     bool settingsMatches = false;
-    if (world_.settingsWindow) {
-        const MatchText title(world_.settingsWindow->title);
+    if (world_->settingsWindow) {
+        const MatchText title(world_->settingsWindow->title);
         settingsMatches = anchored ? anchoredMatch(title, query, state.optionalPrefixes)
                                    : MatchText(lowercased(title.text())).hasPrefix(query.lowerKeys()) ||
                                          wordBoundaryMatch(MatchText(lowercased(title.text())), query);
     }
     for (const auto& m : filterWindows(globalList_, q, anchored, false)) {
-        const SearchWindow& w = globalWindows_[m.index];
-        const bool isSettings = world_.settingsWindow && m.index == globalWindows_.size() - 1;
+        const SearchWindow& w = *globalWindows_[m.index];
+        const bool isSettings = world_->settingsWindow && m.index == globalWindows_.size() - 1;
         if (isSettings ? !settingsMatches : assigned && w.bundleIdentifier == assigned->bundleID) continue;
         windowMatches.push_back({&w, m.score, globalGroup_[m.index]});
     }
@@ -329,7 +337,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
         std::optional<std::string> lead;
         if (length == 1) {
             lead = assigned->bundleID;
-        } else if (auto rel = world_.relatedByKey.find(assigned->key); rel != world_.relatedByKey.end()) {
+        } else if (auto rel = world_->relatedByKey.find(assigned->key); rel != world_->relatedByKey.end()) {
             for (const auto& bundle : rel->second) {
                 const SearchApp* a = anyApp(bundle);
                 if (a && (startsWith(a->lowercasedName, q) ||
@@ -356,7 +364,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
             // An app with a key of its own answers to that key; a weak pick of an app that isn't
             // running doesn't jump running apps.
             bool ownKeyElsewhere = false;
-            for (const auto& [key, binding] : world_.staticByKey)
+            for (const auto& [key, binding] : world_->staticByKey)
                 if (binding.bundleID == app.bundleID && key != first) ownKeyElsewhere = true;
             bool runningBefore = false;
             for (std::size_t i = 0; i < *p; ++i)
@@ -383,7 +391,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
         }
     }
 
-    RowWriter out(apps.size() + subWindows.size() + windowMatches.size());
+    RowWriter out(world_, apps.size() + subWindows.size() + windowMatches.size());
     // The sub-query's windows first, unless something else clearly asked for another app.
     bool windowsFirst = false;
     if (assigned && !subWindows.empty()) {
@@ -411,8 +419,8 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
         }
         if (!windowsFirst && assigned) {
             const SearchApp* app = anyApp(assigned->bundleID);
-            auto own = world_.windowsByBundle.find(assigned->bundleID);
-            if (app && app->running && own != world_.windowsByBundle.end()) {
+            auto own = world_->windowsByBundle.find(assigned->bundleID);
+            if (app && app->running && own != world_->windowsByBundle.end()) {
                 auto known = scores.find(app->bundleID);
                 const int s = known != scores.end() ? known->second : appScore(query, *app);
                 const auto prepared = ownWindows_.find(app->bundleID);
@@ -463,9 +471,9 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
             const auto& bundle = groupBundles_[g];
             const auto& list = groups[g];
             if (seen[g] || list.empty()) continue;
-            std::vector<SearchWindow> remaining;
+            std::vector<const SearchWindow*> remaining;
             for (const SearchWindow* w : list)
-                if (!promotedIds.count(w->id)) remaining.push_back(*w);
+                if (!promotedIds.count(w->id)) remaining.push_back(w);
             if (remaining.empty()) continue;
             if (const SearchApp* a = catalogueApp(bundle)) out.app(*a);
             out.windows(remaining);
@@ -484,7 +492,7 @@ std::size_t defaultSelection(const std::vector<SearchResult>& rows, std::string_
     if (rows.empty()) return 0;
     std::size_t index = 0;
     if (MatchText(lowercased(query)).size() > 1 && rows.size() > 1 && rows[0].isApp() && rows[1].isWindow() &&
-        rows[1].window.bundleIdentifier == rows[0].app.bundleID)
+        rows[1].window().bundleIdentifier == rows[0].app().bundleID)
         index = 1;
     if (windowsOnly && rows[index].isApp())
         for (std::size_t i = 0; i < rows.size(); ++i)
@@ -511,16 +519,16 @@ std::vector<std::vector<std::string>> SearchEngine::reasons(std::string_view raw
         std::vector<std::string> labels;
         if (row.kind == SearchResultKind::closedWindow) {
             labels.push_back("recently-closed");
-            if (!row.closed.age.empty()) labels.push_back(row.closed.age);
+            if (!row.closed().age.empty()) labels.push_back(row.closed().age);
         } else if (row.isApp()) {
-            const SearchApp& app = row.app;
+            const SearchApp& app = row.app();
             if (pin != state.pins.end() && pin->second == app.bundleID)
                 labels.push_back("pin[\"" + q + "\"]");
-            if (auto s = world_.staticByKey.find(first);
-                s != world_.staticByKey.end() && s->second.bundleID == app.bundleID)
+            if (auto s = world_->staticByKey.find(first);
+                s != world_->staticByKey.end() && s->second.bundleID == app.bundleID)
                 labels.push_back("static-assign[" + first + "]");
-            if (auto d = world_.dynamicByKey.find(first);
-                d != world_.dynamicByKey.end() && d->second.bundleID == app.bundleID)
+            if (auto d = world_->dynamicByKey.find(first);
+                d != world_->dynamicByKey.end() && d->second.bundleID == app.bundleID)
                 labels.push_back("dyn-assign[" + first + "]");
             if (learned != state.selections.end() && learned->second.bundleID == app.bundleID) {
                 const SearchSelection& s = learned->second;
@@ -529,8 +537,8 @@ std::vector<std::vector<std::string>> SearchEngine::reasons(std::string_view raw
                 if (!isFresh(s, state.now)) label += "+stale";
                 labels.push_back(label + "]");
             }
-            if (auto rel = world_.relatedByKey.find(first);
-                rel != world_.relatedByKey.end() &&
+            if (auto rel = world_->relatedByKey.find(first);
+                rel != world_->relatedByKey.end() &&
                 std::find(rel->second.begin(), rel->second.end(), app.bundleID) != rel->second.end())
                 labels.push_back("related-to-dyn[" + first + "]");
             if (!q.empty()) {
@@ -544,7 +552,7 @@ std::vector<std::vector<std::string>> SearchEngine::reasons(std::string_view raw
             }
             if (app.running) labels.push_back("running");
         } else {
-            const SearchWindow& w = row.window;
+            const SearchWindow& w = row.window();
             if (state.windowsOnly)
                 labels.push_back(q.empty() ? "windows-only: mru" : "windows-only");
             else if (assigned && w.bundleIdentifier == assigned->bundleID)

@@ -1,4 +1,5 @@
 #pragma once
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,10 +33,10 @@ struct SearchState {
 // titles segmented, the windows indexed); each query then runs synchronously over it.
 class SearchEngine {
   public:
-    SearchEngine() = default;
+    SearchEngine() : world_(std::make_shared<const SearchWorld>()) {}
     explicit SearchEngine(SearchWorld world);
 
-    const SearchWorld& world() const { return world_; }
+    const SearchWorld& world() const { return *world_; }
     std::vector<SearchResult> search(std::string_view query, const SearchState& state) const;
 
     // The labels that say why each row stands where it does, for the explain output.
@@ -58,14 +59,14 @@ class SearchEngine {
     std::vector<SearchResult> closedRows(const std::string& q, const std::vector<SearchResult>& emitted,
                                          bool force) const;
 
-    SearchWorld world_;
+    std::shared_ptr<const SearchWorld> world_;
     std::unordered_map<std::string, std::size_t> candidateByBundle_, catalogueByBundle_;  // first of each
     // Each app's own windows prepared for its sub-query, and their lower-cased titles for scoring.
     std::unordered_map<std::string, WindowCandidateList> ownWindows_;
     std::vector<AppCandidate> appCandidates_;
     std::vector<MatchText> catalogueNames_;  // as written, for scores of apps that aren't candidates
     // The windows of every app with more than one, prepared for the whole-query filter.
-    std::vector<SearchWindow> globalWindows_;
+    std::vector<const SearchWindow*> globalWindows_;
     WindowCandidateList globalList_;
     // Each global window's group, the groups numbered in ascending bundle id order.
     std::vector<std::uint32_t> globalGroup_;

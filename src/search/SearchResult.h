@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,32 +41,62 @@ struct ClosedWindowEntry {
 
 enum class SearchResultKind { app, window, closedWindow };
 
-// One row of a search: an app to focus or launch, an open window, or a closed window to reopen.
+// One row of a search: an app to focus or launch, an open window, or a closed window to reopen. A row
+// shares what it shows with the world it came from (a row outlives a rebuilt world safely), so a
+// keystroke that lists a thousand windows copies no titles.
 struct SearchResult {
     SearchResultKind kind = SearchResultKind::app;
-    SearchApp app;
-    SearchWindow window;
-    ClosedWindowEntry closed;
 
-    static SearchResult ofApp(SearchApp a) { return {SearchResultKind::app, std::move(a), {}, {}}; }
-    static SearchResult ofWindow(SearchWindow w) { return {SearchResultKind::window, {}, std::move(w), {}}; }
-    static SearchResult ofClosed(ClosedWindowEntry c) {
+    static SearchResult ofApp(std::shared_ptr<const SearchApp> a) {
+        return {SearchResultKind::app, std::move(a), {}, {}};
+    }
+    static SearchResult ofWindow(std::shared_ptr<const SearchWindow> w) {
+        return {SearchResultKind::window, {}, std::move(w), {}};
+    }
+    static SearchResult ofClosed(std::shared_ptr<const ClosedWindowEntry> c) {
         return {SearchResultKind::closedWindow, {}, {}, std::move(c)};
     }
+    static SearchResult ofApp(SearchApp a) { return ofApp(std::make_shared<const SearchApp>(std::move(a))); }
+    static SearchResult ofWindow(SearchWindow w) {
+        return ofWindow(std::make_shared<const SearchWindow>(std::move(w)));
+    }
+    static SearchResult ofClosed(ClosedWindowEntry c) {
+        return ofClosed(std::make_shared<const ClosedWindowEntry>(std::move(c)));
+    }
+
     bool isApp() const { return kind == SearchResultKind::app; }
     bool isWindow() const { return kind == SearchResultKind::window; }
+    // The row's payload; only the one of its kind may be read.
+    const SearchApp& app() const { return *app_; }
+    const SearchWindow& window() const { return *window_; }
+    const ClosedWindowEntry& closed() const { return *closed_; }
     const std::string& bundleID() const {
         switch (kind) {
             case SearchResultKind::app:
-                return app.bundleID;
+                return app_->bundleID;
             case SearchResultKind::window:
-                return window.bundleIdentifier;
+                return window_->bundleIdentifier;
             case SearchResultKind::closedWindow:
                 break;
         }
-        return closed.bundleIdentifier;
+        return closed_->bundleIdentifier;
     }
-    bool operator==(const SearchResult&) const = default;
+    bool operator==(const SearchResult& o) const {
+        if (kind != o.kind) return false;
+        switch (kind) {
+            case SearchResultKind::app:
+                return *app_ == *o.app_;
+            case SearchResultKind::window:
+                return *window_ == *o.window_;
+            case SearchResultKind::closedWindow:
+                break;
+        }
+        return *closed_ == *o.closed_;
+    }
+
+    std::shared_ptr<const SearchApp> app_;
+    std::shared_ptr<const SearchWindow> window_;
+    std::shared_ptr<const ClosedWindowEntry> closed_;
 };
 
 // A letter bound to an application.

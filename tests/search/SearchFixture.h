@@ -67,13 +67,13 @@ inline std::vector<std::string> labels(const std::vector<SearchResult>& rows) {
     for (const auto& r : rows) {
         switch (r.kind) {
             case SearchResultKind::app:
-                out.push_back("app:" + r.app.name);
+                out.push_back("app:" + r.app().name);
                 break;
             case SearchResultKind::window:
-                out.push_back("win:" + r.window.title);
+                out.push_back("win:" + r.window().title);
                 break;
             case SearchResultKind::closedWindow:
-                out.push_back("closed:" + r.closed.title);
+                out.push_back("closed:" + r.closed().title);
                 break;
         }
     }
