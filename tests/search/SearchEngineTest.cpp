@@ -288,3 +288,19 @@ TEST(SearchSelectionRule, ASubQueryWindowUnderItsAppIsHighlighted) {
 }
 
 }  // namespace
+
+namespace {
+
+// App candidates keep their anchors between keystrokes; a change of the optional prefixes must not
+// read the anchors of the old set.
+TEST(AppMatchingAnchors, KeptAnchorsFollowTheOptionalPrefixes) {
+    const std::vector<AppCandidate> apps = {
+        AppCandidate::make("drive", "Google Drive", "Google Drive", true, 1)};
+    EXPECT_TRUE(matchApps(apps, "dr", SearchMatchMode::anchored, {}).empty());
+    EXPECT_EQ(matchApps(apps, "dr", SearchMatchMode::anchored, {"google"}).size(), 1u);
+    EXPECT_EQ(matchApps(apps, "dr", SearchMatchMode::anchored, {"google"}).size(), 1u);
+    EXPECT_TRUE(matchApps(apps, "dr", SearchMatchMode::anchored, {"apple"}).empty());
+    EXPECT_EQ(matchApps(apps, "go", SearchMatchMode::anchored, {"apple"}).size(), 1u);
+}
+
+}  // namespace
