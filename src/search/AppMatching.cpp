@@ -12,8 +12,13 @@ namespace zelk::search {
 
 AppCandidate AppCandidate::make(std::string identifier, std::string_view originalName, std::string_view name,
                                 bool isRunning, double usageScore) {
-    return AppCandidate{std::move(identifier), MatchText(originalName), MatchText(lowercased(name)),
-                        isRunning, usageScore};
+    return AppCandidate{std::move(identifier),
+                        MatchText(originalName),
+                        MatchText(lowercased(name)),
+                        isRunning,
+                        usageScore,
+                        {},
+                        0};
 }
 
 namespace {
