@@ -235,7 +235,7 @@ TapDecision KeyRouter::route(Key key, const TriggerList& keysIn, bool repeat) {
             markUsed();
             return TapDecision::swallow;
         }
-        // 21. Return commits a latched search's highlighted row and ends the latch.
+        // Return commits a latched search's highlighted row and ends the latch.
         if (key == Key::return_ && built.search && input_.searchActive &&
             (input_.latchedSurface == "app" || input_.latchedSurface == "window")) {
             markUsed();
