@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "SearchService.h"
 #include "Subsystems.h"
 #include "command/CommandService.h"
 #include "input/AppDelegate.h"
@@ -29,6 +30,8 @@ Agent::Agent(bool commandService)
     subsystems_->attach(*delegate_);
     commands_->attach(*delegate_);
     commands_->registerManagers(subsystems_->commandProviders());
+    subsystems_->search().attachRouter(router_.get());
+    commands_->registerSearch(subsystems_->search().commandProviders());
     wirePanel();
 }
 
@@ -44,7 +47,12 @@ void Agent::wirePanel() {
     input.unlatchHook = [&panel] { panel.unlatch(); };
     if (!input.latchTabCycleHook) input.latchTabCycleHook = [&panel] { panel.latchTabCycle(); };
     input.keyEventHandledHook = [&panel] { panel.refresh(); };
-    router_->services().latchSearch = [&panel](const std::string&) { panel.searchLatchedByRouter(); };
+    // The search (when built) fills its rows for the latched buffer first; the panel then shows them.
+    router_->services().latchSearch =
+        [&panel, searchLatch = router_->services().latchSearch](const std::string& surface) {
+            if (searchLatch) searchLatch(surface);
+            panel.searchLatchedByRouter();
+        };
     delegate_->toggleLatchedSearchHook = [&panel](const std::string& surface) {
         panel.toggleLatchedSearch(surface);
     };

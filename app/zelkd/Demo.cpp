@@ -43,17 +43,43 @@ const std::string& demoScript() {
 - {at: 10000, command: {command: status}}
 - {at: 10500, command: {command: list-spaces}}
 - {at: 11000, command: {command: focus-app, query: mail}}
+# Typing under the trigger searches: T is Terminal's letter, and "bu" a word of one of its window
+# titles, so releasing the trigger focuses that window on the other display.
+- {at: 12000, flags: [rightCommand]}
+- {at: 12100, tap: t}
+- {at: 12150, tap: b}
+- {at: 12200, tap: u}
+- {at: 12400, flags: []}
+# Right Command + Space keeps a search open after the trigger is up: "mu" finds Music, Return launches it.
+- {at: 13000, flags: [rightCommand]}
+- {at: 13100, tap: space}
+- {at: 13200, flags: []}
+- {at: 13300, tap: m}
+- {at: 13350, tap: u}
+- {at: 13500, tap: return}
+# "s" lists Safari first; choosing Spotify (its fourth row) teaches the search...
+- {at: 14000, command: {command: search, query: s}}
+- {at: 14100, flags: [rightCommand]}
+- {at: 14150, tap: space}
+- {at: 14200, flags: []}
+- {at: 14300, tap: s}
+- {at: 14400, tap: four}
+# ...so the next "s" leads with Spotify.
+- {at: 15000, command: {command: search, query: s}}
+# A pin is the user's own rule: "pr" pinned to Slack puts Slack before Preview, which "pr" names.
+- {at: 16000, command: {command: search-pin, query: pr, appQuery: slack}}
+- {at: 16100, command: {command: search, query: pr}}
 # The panels. With the app panel switched on, holding right Command shows the letters after 150 ms.
-- {at: 12000, setting: {showAppSwitcher: true}}
-- {at: 12500, flags: [rightCommand]}
-- {at: 13000, flags: []}
+- {at: 17500, setting: {showAppSwitcher: true}}
+- {at: 18000, flags: [rightCommand]}
+- {at: 18500, flags: []}
 # Right Option shows the windows of the app in front at once, with their keys.
-- {at: 13500, flags: [ralt]}
-- {at: 14000, flags: []}
+- {at: 19000, flags: [ralt]}
+- {at: 19500, flags: []}
 # The command line tool opens the window search and hides it again.
-- {at: 15500, command: {command: osd, surface: window}}
-- {at: 16000, command: {command: osd, surface: hide}}
-- {at: 16500, end: true}
+- {at: 21000, command: {command: osd, surface: window}}
+- {at: 21500, command: {command: osd, surface: hide}}
+- {at: 22000, end: true}
 )YAML";
     return text;
 }

@@ -1,5 +1,7 @@
 #include "Subsystems.h"
 
+#include "SearchService.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -132,6 +134,7 @@ Subsystems::Subsystems() {
     env.fillDefaults();
     windows_ = std::make_unique<windows::WindowManager>(std::move(env), *iss_);
     minimizer_ = std::make_unique<windows::WindowMinimizer>(*p.accessibility);
+    search_ = std::make_unique<SearchService>(*windows_);
     followPointer();
 }
 
@@ -160,6 +163,7 @@ void Subsystems::followPointer() {
 Subsystems::~Subsystems() {
     subscriptions_.clear();
     companions::PointerFollower::reset();
+    search_.reset();
     windows_.reset();
     iss_.reset();
     apps::AppManager::reset();
@@ -298,6 +302,7 @@ void Subsystems::start() {
         if (!held) windowKeyWalk_.reset();
     }));
     windows_->start();
+    search_->start();
 }
 
 RoutingServices Subsystems::routingServices() {
@@ -391,6 +396,7 @@ RoutingServices Subsystems::routingServices() {
         if (!info) return false;
         return iss_->switchToSpace(iss_->currentIndex(*info) + delta, display);
     };
+    search_->fill(s);
     return s;
 }
 

@@ -31,6 +31,8 @@ namespace zelk::agent {
 
 // The long-lived managers of this build, created on the installed platform, and what the router and
 // the command service reach through them.
+class SearchService;
+
 class Subsystems {
   public:
     Subsystems();
@@ -45,6 +47,7 @@ class Subsystems {
     apps::AppManager& apps();
     windows::WindowManager& windows() { return *windows_; }
     spaces::ISSManager& iss() { return *iss_; }
+    SearchService& search() { return *search_; }
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
@@ -72,6 +75,7 @@ class Subsystems {
     std::unique_ptr<spaces::ISSManager> iss_;
     std::unique_ptr<windows::WindowManager> windows_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
+    std::unique_ptr<SearchService> search_;
     windows::WindowKeyWalk windowKeyWalk_;  // repeated presses of a shared window key in one hold
     std::vector<ferrow::Subscription> subscriptions_;
     bool started_ = false;

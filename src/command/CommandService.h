@@ -5,6 +5,7 @@
 #include "command/CLIService.h"
 #include "command/CommandDispatcher.h"
 #include "command/ManagerCommands.h"
+#include "command/SearchCommands.h"
 
 namespace zelk {
 class AppDelegate;
@@ -27,6 +28,7 @@ class CommandService {
     void registerManagers(const ManagerProviders& providers) {
         registerManagerCommands(dispatcher_, providers);
     }
+    void registerSearch(const SearchProviders& providers) { registerSearchCommands(dispatcher_, providers); }
 
     // Hooks the delegate: its start step opens the socket, and its command entry (the replay bench)
     // answers through the same dispatcher. Detach before the service goes away.

@@ -53,6 +53,7 @@ const std::vector<KeyRouter::Step>& KeyRouter::leadingRules() {
 const std::vector<KeyRouter::Step>& KeyRouter::applicationTriggerRules() {
     static const std::vector<Step> rules{
         &KeyRouter::escapeEndsTheSearchOrWhatWaits,
+        &KeyRouter::returnCommitsTheLatchedSearch,
         &KeyRouter::deleteEditsTheSearch,
         &KeyRouter::tabAndArrowsStepThePanelOrCycle,
         &KeyRouter::windowCycleKeyCyclesTheAppsWindows,
@@ -203,6 +204,7 @@ KeyRouter::Verdict KeyRouter::pinUnderTheActionCombo(KeyPress& k) {
         !input_.searchActive || searchWindowsOnly.get() || searchBuffer.get().empty() || !underActionCombo(k))
         return std::nullopt;
     markUsed();
+    if (!k.repeat) services_.pinSearchSelection(searchBuffer.get());
     return kSwallow;
 }
 
@@ -234,6 +236,17 @@ KeyRouter::Verdict KeyRouter::escapeEndsTheSearchOrWhatWaits(KeyPress& k) {
     return kSwallow;
 }
 
+// Return commits a latched search's highlighted row and ends the latch.
+KeyRouter::Verdict KeyRouter::returnCommitsTheLatchedSearch(KeyPress& k) {
+    if (k.key != Key::return_ || !services_.built.search || !input_.searchActive ||
+        (input_.latchedSurface != "app" && input_.latchedSurface != "window"))
+        return std::nullopt;
+    markUsed();
+    services_.commitSearchSelection();
+    input_.unlatch();
+    return kSwallow;
+}
+
 KeyRouter::Verdict KeyRouter::deleteEditsTheSearch(KeyPress& k) {
     if (!input_.searchActive || k.key != Key::delete_) return std::nullopt;
     markUsed();
@@ -254,6 +267,13 @@ KeyRouter::Verdict KeyRouter::deleteEditsTheSearch(KeyPress& k) {
 KeyRouter::Verdict KeyRouter::tabAndArrowsStepThePanelOrCycle(KeyPress& k) {
     if (k.key != Key::tab && k.key != Key::downArrow && k.key != Key::upArrow) return std::nullopt;
     const auto& built = services_.built;
+    // During a search the highlight moves through its rows, unless the panel shows a one-letter
+    // query's apps instead.
+    if (built.search && input_.searchActive && !input_.appSwitcherCycleSelectedID && !isSingleLetterQuery()) {
+        markUsed();
+        if (services_.stepSearchSelection(k.key == Key::upArrow ? -1 : 1)) searchSelectionTouched = true;
+        return kSwallow;
+    }
     bool toTabCycle = !input_.searchActive && k.key == Key::tab &&
                       (input_.tabCycling || !input_.settings().showAppSwitcher);
     if (toTabCycle && built.tabCycle && input_.handleTabCycleHook) {
@@ -329,6 +349,14 @@ KeyRouter::Verdict KeyRouter::digitPicksASearchRow(KeyPress& k) {
         digitValue(k.key) < 1)
         return std::nullopt;
     markUsed();
+    if (!k.repeat && services_.commitSearchRow(static_cast<std::size_t>(digitValue(k.key)))) {
+        dropPending();
+        if (input_.isLatched())
+            input_.unlatch();
+        else
+            leaveSearch();
+        input_.hideOSD();
+    }
     return kSwallow;
 }
 

@@ -47,6 +47,9 @@ void RoutingServices::fillDefaults() {
     orNothing(runSearch, "search");
     orDefault(commitSearchSelection, "search commit", false);
     orNothing(stepPanel, "panel step");
+    orDefault(stepSearchSelection, "search selection step", false);
+    orDefault(commitSearchRow, "search row", false);
+    orDefault(pinSearchSelection, "search pin", false);
     orDefault(runSelectionAction, "selection actions", false);
     orDefault(toggleOverview, "overview", false);
     orNothing(latchSearch, "latched search");

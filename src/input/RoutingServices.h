@@ -77,6 +77,11 @@ struct RoutingServices {
     // Acts on the highlighted search row at trigger up; false when there was nothing to act on.
     std::function<bool()> commitSearchSelection;
     std::function<void(bool reverse)> stepPanel;
+    // The search's highlighted row: moved (wrapping; false without rows), acted on by its 1-based
+    // number (false when there is no such row), or made the pin of the query (false when it is no app).
+    std::function<bool(int delta)> stepSearchSelection;
+    std::function<bool(std::size_t row)> commitSearchRow;
+    std::function<bool(const std::string& query)> pinSearchSelection;
     std::function<bool(const std::string& key)> runSelectionAction;
     std::function<bool()> toggleOverview;
     std::function<void(const std::string& surface)> latchSearch;

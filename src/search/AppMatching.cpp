@@ -5,17 +5,41 @@
 
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
+#include "search/NameAnchors.h"
 #include "search/TextMatch.h"
 
 namespace zelk::search {
 
 AppCandidate AppCandidate::make(std::string identifier, std::string_view originalName, std::string_view name,
                                 bool isRunning, double usageScore) {
-    return AppCandidate{std::move(identifier), MatchText(originalName), MatchText(lowercased(name)),
-                        isRunning, usageScore};
+    return AppCandidate{std::move(identifier),
+                        MatchText(originalName),
+                        MatchText(lowercased(name)),
+                        isRunning,
+                        usageScore,
+                        {},
+                        0};
 }
 
 namespace {
+
+// One number for a set of optional prefixes (never 0, the mark of anchors not worked out yet).
+std::size_t prefixesKey(const std::vector<std::string>& prefixes) {
+    std::size_t h = 1469598103934665603ull;
+    for (const auto& p : prefixes) {
+        h ^= std::hash<std::string>{}(p) + 0x9e3779b97f4a7c15ull + (h << 6) + (h >> 2);
+    }
+    return h == 0 ? 1 : h;
+}
+
+const std::vector<std::size_t>& anchorsOf(const AppCandidate& app, const std::vector<std::string>& prefixes,
+                                          std::size_t key) {
+    if (app.anchorsFor != key) {
+        app.anchors = nameAnchors(app.originalName, prefixes);
+        app.anchorsFor = key;
+    }
+    return app.anchors;
+}
 
 std::vector<AppMatch> uniqueByIdentifier(const std::vector<AppCandidate>& apps,
                                          std::vector<AppMatch> matches) {
@@ -36,9 +60,10 @@ std::vector<AppMatch> matchApps(const std::vector<AppCandidate>& apps, std::stri
     std::vector<AppMatch> matches;
 
     if (mode == SearchMatchMode::anchored) {
+        const std::size_t key = prefixesKey(optionalPrefixes);
         for (std::size_t i = 0; i < apps.size(); ++i) {
             const AppCandidate& app = apps[i];
-            if (!anchoredMatch(app.originalName, query, optionalPrefixes)) continue;
+            if (!anchoredMatchAt(app.originalName, anchorsOf(app, optionalPrefixes, key), query)) continue;
             int score = fuzzyScore(query, app.lowercasedName);
             // Initials come from the name as written, so camel-case capitals count ("vb" for VirtualBox).
             if (score > 0) score += acronymBonus(query, app.originalName);

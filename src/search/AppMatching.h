@@ -17,6 +17,10 @@ struct AppCandidate {
     MatchText lowercasedName;
     bool isRunning = false;
     double usageScore = 0;
+    // The name's anchors, worked out at the first query under a set of optional prefixes and kept
+    // until the set changes (`anchorsFor` tells which set).
+    mutable std::vector<std::size_t> anchors;
+    mutable std::size_t anchorsFor = 0;
 
     static AppCandidate make(std::string identifier, std::string_view originalName, std::string_view name,
                              bool isRunning, double usageScore);

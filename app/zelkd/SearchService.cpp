@@ -1,0 +1,369 @@
+#include "SearchService.h"
+
+#include <algorithm>
+#include <set>
+
+#include "apps/AppManager.h"
+#include "config/Settings.h"
+#include "config/SettingsCatalogue.h"
+#include "input/InputManager.h"
+#include "input/KeyRouter.h"
+#include "platform/Platform.h"
+#include "search/Graphemes.h"
+#include "support/Log.h"
+#include "windows/WindowManager.h"
+
+namespace zelk::agent {
+
+using ferrow::Log;
+
+namespace {
+
+apps::AppManager& apps() {
+    return apps::AppManager::shared();
+}
+
+search::SearchApp searchApp(const apps::LaunchableApp& a, bool running) {
+    return {a.identifier(), a.bundleIdentifier(), a.name(), a.lowercasedName(), running, a.usageScore()};
+}
+
+std::string firstCharacter(const std::string& q) {
+    auto chars = search::splitGraphemes(q);
+    return chars.empty() ? std::string() : chars.front();
+}
+
+const char* kindName(search::SearchResultKind kind) {
+    switch (kind) {
+        case search::SearchResultKind::app:
+            return "app";
+        case search::SearchResultKind::window:
+            return "window";
+        case search::SearchResultKind::closedWindow:
+            break;
+    }
+    return "closedWindow";
+}
+
+}  // namespace
+
+SearchService::SearchService(windows::WindowManager& windows)
+    : windows_(windows),
+      session_([this]() -> const search::SearchEngine& { return engine(); }, [this] { return state(); }),
+      learning_(Settings::shared(), [] { return ferrow::MainQueue::shared().clock().wallSeconds(); }) {}
+
+SearchService::~SearchService() {
+    subscriptions_.clear();
+}
+
+void SearchService::start() {
+    // The world changes with the apps, their letters and windows, and two settings; a query after
+    // any of them gathers it again.
+    subscriptions_.push_back(apps().assignmentsChanged.subscribe([this] { invalidate(); }));
+    subscriptions_.push_back(apps().appWindowsChanged.subscribe([this] { invalidate(); }));
+    subscriptions_.push_back(apps().catalogue().installed.subscribe([this] { invalidate(); }));
+    subscriptions_.push_back(
+        windows_.tracker().windowsObservable().subscribe([this](const auto&) { invalidate(); }));
+    auto& settings = Settings::shared();
+    for (const char* key : {"showMenubarAppsInSearch", "searchRunningAndStaticOnly", "appKeyAssignments"})
+        subscriptions_.push_back(settings.observe(key, [this] { invalidate(); }));
+    if (platform::Platform::installed())
+        if (auto* ws = platform::Platform::current().workspace)
+            subscriptions_.push_back(ws->observe([this](const platform::WorkspaceEvent&) { invalidate(); }));
+    if (router_)
+        // The search ended (or its buffer emptied): the panel's rows go with it.
+        subscriptions_.push_back(router_->searchBuffer.subscribe([this](const std::string& buffer) {
+            if (buffer.empty()) session_.clear();
+        }));
+}
+
+const search::SearchEngine& SearchService::engine() {
+    if (dirty_) {
+        engine_ = search::SearchEngine(gatherWorld());
+        dirty_ = false;
+    }
+    return engine_;
+}
+
+search::SearchWorld SearchService::gatherWorld() {
+    auto& m = apps();
+    auto& settings = Settings::shared();
+    const bool showMenubar = settings.get(keys::showMenubarAppsInSearch);
+    const bool runningAndStaticOnly = settings.get(keys::searchRunningAndStaticOnly);
+    search::SearchWorld w;
+
+    // Running apps first, then the catalogue's relevant apps that aren't running.
+    std::set<std::string> seen;
+    const auto running = showMenubar ? m.searchableRunningApps() : m.runningApps();
+    for (const auto& entry : running) {
+        if (!entry.app) continue;
+        const bool menuBar = entry.app->isMenuBarApp() ||
+                             entry.process.activationPolicy != platform::ActivationPolicy::regular;
+        if (!showMenubar && menuBar) continue;
+        if (!seen.insert(entry.app->bundleIdentifier()).second) continue;
+        w.candidates.push_back(searchApp(*entry.app, true));
+    }
+    for (const auto& app : m.catalogue().apps()) {
+        if (!app) continue;
+        const bool isRunning = m.isRunning(*app);
+        w.catalogue.push_back(searchApp(*app, isRunning));
+        if (isRunning || seen.count(app->bundleIdentifier()) || !m.isRelevant(*app)) continue;
+        if (!showMenubar && app->isMenuBarApp()) continue;
+        if (runningAndStaticOnly) {
+            const auto* a = m.assignmentForBundleIdentifier(app->bundleIdentifier());
+            if (!a || !a->launchIfNotRunning) continue;
+        }
+        w.candidates.push_back(searchApp(*app, false));
+    }
+
+    for (const auto& a : m.appKeyAssignments())
+        if (a.app)
+            w.staticByKey.emplace(
+                a.key, search::LetterBinding{a.key, a.app->bundleIdentifier(), a.launchIfNotRunning});
+    for (const auto& a : m.dynamicAppKeyAssignments())
+        if (a.app)
+            w.dynamicByKey.emplace(
+                a.key, search::LetterBinding{a.key, a.app->bundleIdentifier(), a.launchIfNotRunning});
+    for (const auto& [key, list] : m.relatedApps()) {
+        auto& out = w.relatedByKey[key];
+        for (const auto& app : list)
+            if (app) out.push_back(app->bundleIdentifier());
+    }
+
+    std::map<std::string, std::string> names;  // by bundle id, from the tracked windows
+    for (const auto& mw : windows_.windows())
+        names.emplace(mw.bundleIdentifier, mw.appName);
+    for (const auto& [bundle, rows] : m.appWindowsByBundleIdentifier()) {
+        auto& out = w.windowsByBundle[bundle];
+        for (const auto& r : rows)
+            out.push_back({r.id, r.title, r.bundleIdentifier, r.focused, r.key, names[bundle]});
+    }
+
+    // Windows only: the tracked windows, most recently used first.
+    std::vector<const windows::ManagedWindow*> order;
+    for (std::uint32_t id : windows_.windowMRU())
+        for (const auto& mw : windows_.windows())
+            if (mw.id == id) order.push_back(&mw);
+    for (const auto& mw : windows_.windows())
+        if (std::find(order.begin(), order.end(), &mw) == order.end()) order.push_back(&mw);
+    for (const auto* mw : order)
+        w.openWindows.push_back({mw->id, mw->title, mw->bundleIdentifier, mw->isFocused, "", mw->appName});
+    return w;
+}
+
+search::SearchState SearchService::state() const {
+    auto& settings = Settings::shared();
+    search::SearchState st;
+    st.mode = settings.get(keys::searchMatchMode);
+    for (const auto& p : settings.get(keys::searchOptionalPrefixes))
+        st.optionalPrefixes.push_back(search::lowercased(p));
+    st.switcherAppsOnly = settings.get(keys::switcherAppsOnly);
+    st.runningAndStaticOnly = settings.get(keys::searchRunningAndStaticOnly);
+    if (router_) {
+        st.windowsOnly = router_->searchWindowsOnly.get();
+        st.pinPickQuery = router_->pinPickQuery;
+    }
+    st.emptyQueryListsAll = InputManager::shared().isLatched();
+    st.selections = learning_.selections();
+    st.pins = learning_.pins();
+    st.now = learning_.now();
+    return st;
+}
+
+std::optional<std::string> SearchService::staticBundleFor(const std::string& letter) const {
+    const auto* a = apps().assignmentForKey(letter);
+    if (!a || !a->app) return std::nullopt;
+    return a->app->bundleIdentifier();
+}
+
+std::optional<RoutedApp> SearchService::learnedAppFor(const std::string& query) {
+    auto bundle = learning_.learnedBundleFor(query);
+    if (!bundle) return std::nullopt;
+    RoutedApp app{*bundle, *bundle, 0};
+    if (auto running = apps().runningAppByBundleIdentifier(*bundle)) {
+        app.name = running->name;
+        app.pid = running->pid;
+    } else {
+        for (const auto& a : apps().catalogue().apps())
+            if (a && a->bundleIdentifier() == *bundle) app.name = a->name();
+    }
+    return app;
+}
+
+bool SearchService::commitSelection(bool chosenRow) {
+    session_.flushPending();
+    const std::string q = session_.query();
+    auto row = session_.selected();
+    if (!row) {
+        Log::info("search commit: nothing highlighted for \"{}\"", q);
+        return false;
+    }
+    auto& input = InputManager::shared();
+    switch (row->kind) {
+        case search::SearchResultKind::app: {
+            const auto& app = row->app();
+            const std::string first = firstCharacter(q);
+            // One letter of an app with its own letter under the trigger: the letter's route acts, not
+            // the search. In a latched search the letter took no route, so the row is the choice.
+            if (!chosenRow && !input.isLatched() && search::queryLength(q) == 1 &&
+                (apps().assignmentForKey(first) || apps().dynamicAssignmentForKey(first)))
+                return false;
+            learning_.recordPick(q, app.bundleID, staticBundleFor(first));
+            const bool wasInFront = input.focusedBundleIDAtTriggerPress == app.bundleID;
+            Log::info("search commit: app {} query=\"{}\" running={} inFront={}", app.bundleID, q,
+                      app.running, wasInFront);
+            if (app.running) {
+                if (!wasInFront) windows_.focusApp(app.bundleID);
+            } else {
+                apps().launch(app.bundleID, true);
+            }
+            return true;
+        }
+        case search::SearchResultKind::window:
+            Log::info("search commit: window #{} query=\"{}\"", row->window().id, q);
+            windows_.focusWindow(row->window().id);
+            return true;
+        case search::SearchResultKind::closedWindow:
+            Log::info("search commit: {} \"{}\" can't be reopened yet", kindName(row->kind),
+                      row->closed().title);
+            return true;
+    }
+    return false;
+}
+
+void SearchService::fill(RoutingServices& s) {
+    s.runSearch = [this](const std::string& query) { session_.rerunSearch(query); };
+    s.commitSearchSelection = [this] { return commitSelection(); };
+    s.learnedAppFor = [this](const std::string& query) { return learnedAppFor(query); };
+    s.stepSearchSelection = [this](int delta) {
+        if (session_.searchResults.get().empty()) return false;
+        session_.step(delta);
+        return true;
+    };
+    s.commitSearchRow = [this](std::size_t row) {
+        session_.flushPending();
+        if (row == 0 || row > session_.searchResults.get().size()) return false;
+        session_.select(row - 1);
+        return commitSelection(true);
+    };
+    s.pinSearchSelection = [this](const std::string& query) { return pinSelection(query); };
+    // The sticky search latches with what was typed: its rows are those of the buffer.
+    s.latchSearch = [this](const std::string&) {
+        if (router_) session_.rerunSearch(router_->searchBuffer.get());
+    };
+    s.built.search = true;
+}
+
+bool SearchService::pinSelection(const std::string& query) {
+    auto row = session_.selected();
+    if (!row) return false;
+    const std::string& bundle = row->bundleID();
+    std::string name = bundle;
+    for (const auto& a : apps().catalogue().apps())
+        if (a && a->bundleIdentifier() == bundle) name = a->name();
+    auto flash = learning_.togglePin(query, bundle, name);
+    if (!flash) return false;
+    Log::info("flash: {} ({})", flash->text, flash->symbol);
+    return true;
+}
+
+std::optional<command::AppTarget> SearchService::resolveApp(const command::ZelkRequest& r) const {
+    auto target = [](const apps::LaunchableApp& a) {
+        std::int32_t pid = 0;
+        if (auto running = apps().runningAppByBundleIdentifier(a.bundleIdentifier())) pid = running->pid;
+        return command::AppTarget{a.name(), a.bundleIdentifier(), pid};
+    };
+    const auto& all = apps().catalogue().apps();
+    if (r.bundleID && !r.bundleID->empty()) {
+        for (const auto& a : all)
+            if (a && a->bundleIdentifier() == *r.bundleID) return target(*a);
+        if (auto running = apps().runningAppByBundleIdentifier(*r.bundleID))
+            return command::AppTarget{running->name, running->bundleID, running->pid};
+        return std::nullopt;
+    }
+    std::string q;
+    if (r.appQuery && !r.appQuery->empty()) q = search::lowercased(*r.appQuery);
+    if (q.empty()) return std::nullopt;
+    // The whole name, then its beginning, then anywhere in it.
+    const apps::LaunchableApp *exact = nullptr, *prefix = nullptr, *inside = nullptr;
+    for (const auto& a : all) {
+        if (!a) continue;
+        const std::string name = a->lowercasedName();
+        if (name == q || search::lowercased(a->bundleIdentifier()) == q) {
+            if (!exact) exact = a.get();
+        } else if (name.rfind(q, 0) == 0) {
+            if (!prefix) prefix = a.get();
+        } else if (name.find(q) != std::string::npos && !inside) {
+            inside = a.get();
+        }
+    }
+    const apps::LaunchableApp* found = exact ? exact : prefix ? prefix : inside;
+    if (!found) return std::nullopt;
+    return target(*found);
+}
+
+command::SearchProviders SearchService::commandProviders() {
+    command::SearchProviders p;
+    p.search = [this](const std::string& query, bool windowsOnly) {
+        auto st = state();
+        st.windowsOnly = windowsOnly;
+        // The tool asks outside any panel: an empty query isn't asked, and no pin pick is under way.
+        st.pinPickQuery.reset();
+        const auto& e = engine();
+        auto rows = e.search(query, st);
+        auto why = e.reasons(query, st, rows);
+        std::vector<command::ZelkSearchResult> out;
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const auto& row = rows[i];
+            command::ZelkSearchResult r;
+            r.rank = static_cast<std::int64_t>(i) + 1;
+            r.bundleID = row.bundleID();
+            r.reasons = why[i];
+            switch (row.kind) {
+                case search::SearchResultKind::app:
+                    r.kind = "app";
+                    r.name = row.app().name;
+                    r.isRunning = row.app().running;
+                    break;
+                case search::SearchResultKind::window:
+                    r.kind = "window";
+                    r.name = row.window().title;
+                    r.windowID = row.window().id;
+                    if (!row.window().key.empty()) r.key = row.window().key;
+                    r.isFocused = row.window().focused;
+                    r.isRunning = true;
+                    break;
+                case search::SearchResultKind::closedWindow:
+                    r.kind = "closedWindow";
+                    r.name = row.closed().title;
+                    break;
+            }
+            out.push_back(std::move(r));
+        }
+        return out;
+    };
+    p.resolveApp = [this](const command::ZelkRequest& r) -> std::optional<command::AppTarget> {
+        if ((r.bundleID && !r.bundleID->empty()) || (r.appQuery && !r.appQuery->empty()))
+            return resolveApp(r);
+        // Neither given: the app the query leads to now.
+        if (!r.query || r.query->empty()) return std::nullopt;
+        auto st = state();
+        st.windowsOnly = false;
+        for (const auto& row : engine().search(*r.query, st))
+            if (row.isApp()) {
+                command::ZelkRequest byBundle;
+                byBundle.bundleID = row.app().bundleID;
+                return resolveApp(byBundle);
+            }
+        return std::nullopt;
+    };
+    p.appName = [](const std::string& bundleID) -> std::string {
+        for (const auto& a : apps().catalogue().apps())
+            if (a && a->bundleIdentifier() == bundleID) return a->name();
+        return "";
+    };
+    p.learning = [this]() -> search::QueryLearning& { return learning_; };
+    p.staticBundleFor = [this](const std::string& letter) { return staticBundleFor(letter); };
+    return p;
+}
+
+}  // namespace zelk::agent

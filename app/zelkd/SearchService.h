@@ -1,0 +1,69 @@
+#pragma once
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command/SearchCommands.h"
+#include "input/RoutingServices.h"
+#include "search/QueryLearning.h"
+#include "search/SearchEngine.h"
+#include "search/SearchSession.h"
+#include "support/Observable.h"
+
+namespace zelk {
+class KeyRouter;
+}
+namespace zelk::windows {
+class WindowManager;
+}
+
+namespace zelk::agent {
+
+// The typed search of the running program: gathers the world it ranks over from the app and window
+// managers (again only after they change), runs the panel's session, and learns from what is picked.
+class SearchService {
+  public:
+    explicit SearchService(windows::WindowManager& windows);
+    ~SearchService();
+    SearchService(const SearchService&) = delete;
+    SearchService& operator=(const SearchService&) = delete;
+
+    // Subscribes to the managers once they run.
+    void start();
+    // The router whose buffer and flags the search reads.
+    void attachRouter(KeyRouter* router) { router_ = router; }
+
+    search::SearchSession& session() { return session_; }
+    search::QueryLearning& learning() { return learning_; }
+    const search::SearchEngine& engine();
+    search::SearchState state() const;
+
+    // The routing services this feature provides.
+    void fill(RoutingServices& services);
+    command::SearchProviders commandProviders();
+
+    // Acts on the highlighted row as the trigger's release does: false when there was nothing to act
+    // on (the letter's own route then stands).
+    // A row chosen by its number acts even for a one-letter query.
+    bool commitSelection(bool chosenRow = false);
+    // The pin key: pins the query to the highlighted row's app, or unpins it from that app.
+    bool pinSelection(const std::string& query);
+    std::optional<RoutedApp> learnedAppFor(const std::string& query);
+
+  private:
+    void invalidate() { dirty_ = true; }
+    search::SearchWorld gatherWorld();
+    std::optional<std::string> staticBundleFor(const std::string& letter) const;
+    std::optional<command::AppTarget> resolveApp(const command::ZelkRequest& r) const;
+
+    windows::WindowManager& windows_;
+    KeyRouter* router_ = nullptr;
+    search::SearchEngine engine_;
+    bool dirty_ = true;
+    search::SearchSession session_;
+    search::QueryLearning learning_;
+    std::vector<ferrow::Subscription> subscriptions_;
+};
+
+}  // namespace zelk::agent
