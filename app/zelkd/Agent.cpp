@@ -56,6 +56,9 @@ void Agent::wirePanel() {
     delegate_->toggleLatchedSearchHook = [&panel](const std::string& surface) {
         panel.toggleLatchedSearch(surface);
     };
+    // New rows of the search (a debounced run lands after its key) reach the panel as they come.
+    searchRowsSub_ =
+        subsystems_->search().session().searchResults.subscribe([&panel](const auto&) { panel.refresh(); });
     AppDelegate* delegate = delegate_.get();
     panelSub_ = panel.changed.subscribe([&input, delegate](const osd::OSDModel& m) {
         input.osdHidden = m.visibility.hidden;

@@ -52,6 +52,7 @@ class Agent {
     void wirePanel();
     void unwirePanel();
     ferrow::Subscription panelSub_;
+    ferrow::Subscription searchRowsSub_;
     std::unique_ptr<command::CommandService> commands_;
     bool started_ = false;
     bool terminated_ = false;

@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 
+#include "SearchService.h"
 #include "Subsystems.h"
 #include "apps/AppManager.h"
 #include "config/Settings.h"
@@ -136,10 +137,45 @@ std::vector<OSDSection> Subsystems::windowPanelSections(const PanelSettings& s) 
     return out;
 }
 
+// The search's rows as the panel lists them: digits 1 to 9 pick the first nine.
+osd::SearchContent Subsystems::searchPanelContent() {
+    osd::SearchContent content;
+    const auto& session = search().session();
+    const auto& results = session.searchResults.get();
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        const auto& r = results[i];
+        OSDRow row;
+        row.key = i < 9 ? std::to_string(i + 1) : "";
+        row.id = r.bundleID();
+        switch (r.kind) {
+            case search::SearchResultKind::app:
+                row.title = r.app().name;
+                row.running = r.app().running;
+                break;
+            case search::SearchResultKind::window:
+                row.id = std::to_string(r.window().id);
+                row.title = r.window().title;
+                row.app = r.window().appName;
+                row.isWindow = true;
+                break;
+            case search::SearchResultKind::closedWindow:
+                row.title = r.closed().title;
+                row.app = r.closed().appName;
+                row.closed = true;
+                row.isWindow = true;
+                break;
+        }
+        content.rows.push_back(std::move(row));
+    }
+    if (!results.empty()) content.selected = session.selectedSearchIndex.get();
+    return content;
+}
+
 osd::OSDEnvironment Subsystems::panelEnvironment() {
     osd::OSDEnvironment env;
     env.appPanel = [this](const PanelSettings& s) { return appPanelSections(s); };
     env.windowPanel = [this](const PanelSettings& s) { return windowPanelSections(s); };
+    env.searchResults = [this] { return searchPanelContent(); };
     env.hasAnyAssignment = [this] {
         return !apps().appKeyAssignments().empty() || !apps().dynamicAppKeyAssignments().empty();
     };

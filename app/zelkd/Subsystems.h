@@ -55,6 +55,7 @@ class Subsystems {
     command::StatusProviders statusProviders();
     // What the panel lists: the app panel's letters and apps, the window panel's window keys.
     osd::OSDEnvironment panelEnvironment();
+    osd::SearchContent searchPanelContent();
 
   private:
     void followPointer();

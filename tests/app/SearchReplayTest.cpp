@@ -298,3 +298,20 @@ TEST(SearchReplay, ReturnInALatchedSearchActsOnAOneLetterQueryToo) {
     EXPECT_EQ(summary(events, {"focus"}).back(),
               "1500 focus bundleID=com.mowglii.ItsycalApp pid=104 windowID=4001");
 }
+
+// What the search finds is what the panel lists: the rows numbered for their digits, the highlight on
+// the row the release commits.
+TEST(SearchReplay, ThePanelListsTheSearchRowsAsTheyAreTyped) {
+    auto events = replay(kWorld, typing("tbu", 1000) + "- {at: 2000, end: true}\n");
+    json last;
+    for (const auto& e : events)
+        if (e["kind"] == "panel" && e["t"].get<double>() <= 1150) last = e;
+    ASSERT_FALSE(last.is_null());
+    EXPECT_TRUE(last["visible"].get<bool>());
+    EXPECT_EQ(last["view"], "SearchOSDView");
+    ASSERT_GE(last["items"].size(), 2u);
+    EXPECT_EQ(last["items"][0]["title"], "zsh build");
+    EXPECT_EQ(last["items"][0]["key"], "1");
+    EXPECT_TRUE(last["items"][0].value("highlighted", false));
+    EXPECT_EQ(last["items"][1]["title"], "GitHub Pull Request");
+}
