@@ -242,6 +242,10 @@ void Subsystems::start() {
                 ++counts[w.bundleIdentifier];
             apps().setAppWindowCounts(std::move(counts));
         }));
+    // A walk through a shared window key lasts one hold of the window trigger.
+    subscriptions_.push_back(InputManager::shared().windowTriggerKeysPressed.subscribe([this](bool held) {
+        if (!held) windowKeyWalk_.reset();
+    }));
     windowKeys_ = std::make_unique<windows::AppWindowKeys>();
     keyRunner_ = std::make_unique<windows::WindowKeyAssignmentRunner>(
         workspace(), *platform::Platform::current().processes);
@@ -254,10 +258,6 @@ void Subsystems::start() {
     }));
     subscriptions_.push_back(apps().appWindowsChanged.subscribe([this] {
         if (delegate_) delegate_->recomputeKeyLists();
-    }));
-    // A walk through a shared window key lasts one hold of the window trigger.
-    subscriptions_.push_back(InputManager::shared().windowTriggerKeysPressed.subscribe([this](bool held) {
-        if (!held) windowKeyWalk_.reset();
     }));
     windows_->start();
 }
