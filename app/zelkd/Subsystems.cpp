@@ -280,6 +280,10 @@ void Subsystems::start() {
                 ++counts[w.bundleIdentifier];
             apps().setAppWindowCounts(std::move(counts));
         }));
+    // A walk through a shared window key lasts one hold of the window trigger.
+    subscriptions_.push_back(InputManager::shared().windowTriggerKeysPressed.subscribe([this](bool held) {
+        if (!held) windowKeyWalk_.reset();
+    }));
     windowKeys_ = std::make_unique<windows::AppWindowKeys>();
     keyRunner_ = std::make_unique<windows::WindowKeyAssignmentRunner>(
         workspace(), *platform::Platform::current().processes);
@@ -297,10 +301,6 @@ void Subsystems::start() {
     apps().launcher().focus = [this](const platform::RunningApp& process) {
         windows_->forceActivate(process);
     };
-    // A walk through a shared window key lasts one hold of the window trigger.
-    subscriptions_.push_back(InputManager::shared().windowTriggerKeysPressed.subscribe([this](bool held) {
-        if (!held) windowKeyWalk_.reset();
-    }));
     windows_->start();
     search_->start();
 }

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "windows/WindowKeyWalk.h"
@@ -9,7 +10,7 @@ namespace {
 std::vector<AppWindow> rows(std::vector<std::uint32_t> ids, std::uint32_t focused) {
     std::vector<AppWindow> out;
     for (auto id : ids)
-        out.push_back({id, "w" + std::to_string(id), "com.example", id == focused, "d"});
+        out.push_back({id, fmt::format("w{}", id), "com.example", id == focused, "d"});
     return out;
 }
 }  // namespace
