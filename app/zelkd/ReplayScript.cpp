@@ -264,7 +264,7 @@ bool parseReplayScript(const std::string& text, ReplayScript& script, std::strin
     ferrow::YamlError yamlError;
     auto value = ferrow::parseYaml(text, &yamlError);
     if (!value) {
-        error = yamlError.describe();
+        error = oneLine(yamlError.describe());
         return false;
     }
     return parseReplayScript(*value, script, error);

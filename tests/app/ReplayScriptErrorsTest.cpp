@@ -13,6 +13,10 @@ TEST(ReplayScriptErrors, AMessageQuotingTheScriptStaysOneLine) {
     EXPECT_EQ(error.find('\n'), std::string::npos) << error;
     EXPECT_EQ(error.find('\r'), std::string::npos) << error;
     EXPECT_NE(error.find("a\\r\\nb\\x09c"), std::string::npos) << error;
+    // The YAML loader's own messages too: a duplicate key spanning lines.
+    EXPECT_FALSE(parseReplayScript(std::string("- {at: 0, \"k\\nx\": 1, \"k\\nx\": 2}\n"), script, error));
+    EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+    EXPECT_NE(error.find("duplicate key"), std::string::npos) << error;
 }
 
 }  // namespace
