@@ -13,6 +13,8 @@
 
 namespace zelk::agent {
 
+std::string oneLine(const std::string& text);
+
 using nlohmann::json;
 
 namespace {
@@ -157,7 +159,7 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
     for (std::size_t i = 0; list.is_array() && i < list.size(); ++i) {
         const json& e = list[i];
         auto fail = [&](const std::string& why) {
-            error = fmt::format("event {}: {}", i + 1, why);
+            error = oneLine(fmt::format("event {}: {}", i + 1, why));
             return false;
         };
         if (!e.is_object()) return fail("expected a mapping");
@@ -241,11 +243,28 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
     return true;
 }
 
+// A message quotes keys and values from the script, which may hold line breaks; the error stays
+// one line.
+std::string oneLine(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        if (c == '\n')
+            out += "\\n";
+        else if (c == '\r')
+            out += "\\r";
+        else if (static_cast<unsigned char>(c) < 0x20)
+            out += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+        else
+            out += c;
+    }
+    return out;
+}
+
 bool parseReplayScript(const std::string& text, ReplayScript& script, std::string& error) {
     ferrow::YamlError yamlError;
     auto value = ferrow::parseYaml(text, &yamlError);
     if (!value) {
-        error = yamlError.describe();
+        error = oneLine(yamlError.describe());
         return false;
     }
     return parseReplayScript(*value, script, error);
