@@ -125,13 +125,20 @@ int runX11(const std::string& display, const std::string& settingsPath) {
     agent.start();
     std::signal(SIGINT, [](int) { gStop = 1; });
     std::signal(SIGTERM, [](int) { gStop = 1; });
+    // The agent ends with its X server, as any client does.
+    bool serverGone = false;
     ferrow::Repeater watcher("signal watch", ferrow::ms(100), -1, [&] {
+        if (!gStop && desktop->conn().broken()) {
+            std::cerr << "zelkd: the X server went away\n";
+            serverGone = true;
+            gStop = 1;
+        }
         if (gStop) queue.stop();
     });
     queue.run();
     agent.terminate();
     platform::Platform::reset();
-    return 0;
+    return serverGone ? 1 : 0;
 #else
     (void)display;
     (void)settingsPath;

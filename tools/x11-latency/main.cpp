@@ -88,10 +88,16 @@ int main(int argc, char** argv) {
         std::printf("no press activated its window (%d missed)\n", missed);
         return 1;
     }
+    // The first press also pays for what the agent does once (its first window reads), so it is
+    // shown on its own as well.
+    double first = ms.front();
     std::sort(ms.begin(), ms.end());
+    double worstAfterFirst =
+        ms.size() > 1 ? std::max(ms[ms.size() - 2], first == ms.back() ? 0.0 : ms.back()) : first;
     std::printf(
-        "key press -> activated window over %zu presses: median %.2f ms, worst %.2f ms, best %.2f ms%s\n",
-        ms.size(), ms[ms.size() / 2], ms.back(), ms.front(),
+        "key press -> activated window over %zu presses: median %.2f ms, worst %.2f ms, best %.2f ms; "
+        "first %.2f ms, worst after it %.2f ms%s\n",
+        ms.size(), ms[ms.size() / 2], ms.back(), ms.front(), first, worstAfterFirst,
         missed ? (", " + std::to_string(missed) + " missed").c_str() : "");
     return missed ? 1 : 0;
 }

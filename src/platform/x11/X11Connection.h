@@ -67,6 +67,8 @@ class Connection {
     void close(std::uint32_t window);
     void minimize(std::uint32_t window);
     void flush() { xcb_flush(conn_); }
+    // The server closed the connection (it went away).
+    bool broken() { return xcb_connection_has_error(conn_) != 0; }
 
     std::optional<std::string> windowName(std::uint32_t window);
 

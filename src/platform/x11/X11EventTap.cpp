@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 
 #include "support/Log.h"
@@ -154,10 +155,19 @@ void X11EventTap::grabKeys() {
 }
 
 void X11EventTap::destroyTap() {
-    if (!running_.exchange(false)) return;
+    running_.store(false);
+    if (!thread_.joinable()) return;
     char c = 0;
     [[maybe_unused]] auto n = ::write(wake_[1], &c, 1);
+    // The tap thread may be inside the callback, waiting for the main queue: while it finishes, the
+    // main thread keeps serving the queue instead of blocking on the join.
+    auto& queue = ferrow::MainQueue::shared();
+    while (!threadDone_.load()) {
+        if (queue.onMainThread()) queue.runDue();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     if (thread_.joinable()) thread_.join();
+    threadDone_.store(false);
     for (int& fd : wake_) {
         ::close(fd);
         fd = -1;
@@ -170,6 +180,10 @@ void X11EventTap::destroyTap() {
 }
 
 void X11EventTap::run() {
+    struct Done {
+        std::atomic<bool>& done;
+        ~Done() { done.store(true); }
+    } done{threadDone_};
     pollfd fds[2] = {{xcb_get_file_descriptor(conn_), POLLIN, 0}, {wake_[0], POLLIN, 0}};
     while (running_.load()) {
         while (xcb_generic_event_t* e = xcb_poll_for_event(conn_)) {
@@ -254,7 +268,7 @@ void X11EventTap::onRawKey(std::uint8_t code, bool down, bool repeat) {
         // Caps Lock makes its one flags change on the press, when the lock toggles.
         if (modifier->keyCode == zelk::keycode::capsLock && !down) return;
         event.type = EventType::flagsChanged;
-        if (callback_ && enabled_.load()) callback_(event);
+        if (callback_ && enabled_.load() && running_.load()) callback_(event);
         tellFlagsMonitors(event.flags);
         return;
     }
@@ -276,13 +290,13 @@ void X11EventTap::onRawKey(std::uint8_t code, bool down, bool repeat) {
     event.flags = flags;
     event.autorepeat = repeat;
     // Not held by a grab: the client has the key already, whatever the answer.
-    if (callback_ && enabled_.load()) callback_(event);
+    if (callback_ && enabled_.load() && running_.load()) callback_(event);
 }
 
 void X11EventTap::onGrabbedPress(const xcb_key_press_event_t& press) {
     TapDecision decision = TapDecision::pass;
     auto logical = keymap_->logicalCode(press.detail);
-    if (logical && callback_ && enabled_.load() && !keymap_->modifier(press.detail)) {
+    if (logical && callback_ && enabled_.load() && running_.load() && !keymap_->modifier(press.detail)) {
         KeyEvent event;
         event.type = EventType::keyDown;
         event.keyCode = *logical;

@@ -75,6 +75,7 @@ class X11EventTap final : public platform::EventTap {
     TapCallback callback_;
     std::atomic<bool> running_{false};
     std::atomic<bool> enabled_{false};
+    std::atomic<bool> threadDone_{false};
     std::thread thread_;
     int wake_[2] = {-1, -1};
 };

@@ -195,6 +195,22 @@ class X11Session {
         return found;
     }
 
+    // Stops the X server and everything on it; the agent is left running, to see what it does.
+    void stopDesktop() {
+        if (conn_) xcb_disconnect(conn_);
+        conn_ = nullptr;
+        ::kill(desktopPid_, SIGTERM);
+        ::waitpid(desktopPid_, nullptr, 0);
+        desktopPid_ = -1;
+    }
+    // The agent's exit status once it has exited by itself.
+    std::optional<int> agentExit() {
+        int status = 0;
+        if (agentPid_ <= 0 || ::waitpid(agentPid_, &status, WNOHANG) != agentPid_) return std::nullopt;
+        agentPid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
     // The agent's log without its debug lines, to tell what it did when a check fails.
     std::string agentLog() {
         std::ifstream in(dir_ / "zelkd.log");
@@ -294,6 +310,17 @@ TEST(X11Desktop, CommandsAnswerFromTheRealDesktop) {
     auto shopping = *s.windowNamed("Shopping");
     EXPECT_NE(s.zelk({"window", "focus", "Shopping"}).find("focused window"), std::string::npos);
     EXPECT_TRUE(s.waitFor([&] { return s.currentDesktop() == 0 && s.activeWindow() == shopping; }));
+}
+
+TEST(X11Desktop, TheAgentEndsWithItsXServer) {
+    X11Session s;
+    START_SESSION(s);
+    // A trigger held when the server goes: the tap is mid-key when the agent shuts down.
+    s.keys({"134d"});
+    s.stopDesktop();
+    std::optional<int> exit;
+    EXPECT_TRUE(s.waitFor([&] { return (exit = s.agentExit()).has_value(); })) << s.agentLog();
+    EXPECT_EQ(exit, 1);
 }
 
 }  // namespace
