@@ -3,6 +3,8 @@
 // missing permissions.
 #include <algorithm>
 
+#include <fmt/format.h>
+
 #include "SimFixture.h"
 
 using namespace zelk;
@@ -85,7 +87,8 @@ struct Listener {
 
     Listener(SimDesktop& desktop, const std::vector<std::int32_t>& pids) : ax_(desktop.accessibility()) {
         sub = desktop.workspace().observe([this](const platform::WorkspaceEvent& e) {
-            workspace.push_back(workspaceName(e.kind) + (e.app ? " " + e.app->bundleID : ""));
+            workspace.push_back(e.app ? fmt::format("{} {}", workspaceName(e.kind), e.app->bundleID)
+                                      : std::string(workspaceName(e.kind)));
         });
         auto& ax = desktop.accessibility();
         for (auto pid : pids) {
