@@ -82,8 +82,9 @@ ZelkResponse learn(const SearchProviders& p, const ZelkRequest& r) {
     if (!learning.recordPick(*q, app->bundleID, p.staticBundleFor(first)))
         return ZelkResponse::success(
             fmt::format("\"{}\" already reaches {} by its static key; nothing learned", *q, name));
-    const auto& s = learning.selections().at(*q);
-    return ZelkResponse::success(fmt::format("learned \"{}\" -> {} (count {})", *q, name, s.count));
+    // selections() answers a copy: keep the count, not a reference into it.
+    const auto count = learning.selections().at(*q).count;
+    return ZelkResponse::success(fmt::format("learned \"{}\" -> {} (count {})", *q, name, count));
 }
 
 ZelkResponse unlearn(const SearchProviders& p, const ZelkRequest& r) {
