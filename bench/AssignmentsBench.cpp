@@ -1,6 +1,7 @@
 // One derivation of the dynamic letters over a large desktop: 300 installed apps, 60 of them
 // running, a few static keys, learned picks and a recency list.
 #include <benchmark/benchmark.h>
+#include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 
@@ -44,7 +45,7 @@ struct Desktop {
         double now = clock->wallSeconds();
         nlohmann::json selections = nlohmann::json::object();
         for (int i = 0; i < 40; ++i)
-            selections[std::string(1, initials[i % 26]) + std::to_string(i)] = {
+            selections[fmt::format("{}{}", initials[i % 26], i)] = {
                 {"bundleID", "com.example.app" + std::to_string(i * 5)},
                 {"count", 1 + i % 4},
                 {"lastPickedAt", now}};

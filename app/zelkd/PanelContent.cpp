@@ -50,12 +50,12 @@ std::vector<OSDSection> Subsystems::appPanelSections(const PanelSettings& s) {
     const SpaceLabels spaceLabel;
     const auto& front = m.focusedApp();
     const std::string frontBundle = front ? front->bundleID : "";
-    const std::optional<std::uint64_t> currentSpace =
-        s.osdCurrentSpaceOnly ? std::optional<std::uint64_t>(windows_->currentSpaceID()) : std::nullopt;
+    const bool currentSpaceOnly = s.osdCurrentSpaceOnly;
+    const std::uint64_t currentSpace = currentSpaceOnly ? windows_->currentSpaceID() : 0;
     auto onCurrentSpace = [&](const std::string& bundle) {
-        if (!currentSpace) return true;
+        if (!currentSpaceOnly) return true;
         for (auto& w : windows_->windowsOfApp(bundle))
-            if (!w.spaceID || *w.spaceID == *currentSpace) return true;
+            if (!w.spaceID || *w.spaceID == currentSpace) return true;
         return false;
     };
     std::vector<OSDRow> rows;
@@ -110,15 +110,15 @@ std::vector<OSDSection> Subsystems::windowPanelSections(const PanelSettings& s) 
         auto list = windows_->windowsOfApp(front->bundleID);
         for (auto& w : list)
             tracked[w.id] = &w;
-        const std::optional<std::uint64_t> currentSpace =
-            s.osdCurrentSpaceOnly ? std::optional<std::uint64_t>(windows_->currentSpaceID()) : std::nullopt;
+        const bool currentSpaceOnly = s.osdCurrentSpaceOnly;
+        const std::uint64_t currentSpace = currentSpaceOnly ? windows_->currentSpaceID() : 0;
         OSDSection open{"Open windows", {}};
         auto it = apps().appWindowsByBundleIdentifier().find(front->bundleID);
         if (it != apps().appWindowsByBundleIdentifier().end())
             for (auto& w : it->second) {
                 auto t = tracked.find(w.id);
                 const windows::ManagedWindow* mw = t == tracked.end() ? nullptr : t->second;
-                if (currentSpace && mw && mw->spaceID && *mw->spaceID != *currentSpace) continue;
+                if (currentSpaceOnly && mw && mw->spaceID && *mw->spaceID != currentSpace) continue;
                 open.rows.push_back(OSDRow{std::to_string(w.id), w.key, w.title, front->name,
                                            mw ? spaceLabel(mw->spaceID) : "", w.focused, false, true,
                                            mw && mw->isMinimized, true});

@@ -359,9 +359,13 @@ void emit(const json& v, int indent, std::string& out) {
                 std::string inner;
                 emit(item, indent + 2, inner);
                 // The first line goes on the dash's line.
-                out += " " + inner.substr(static_cast<std::size_t>(indent) + 2);
-            } else
-                out += " " + scalar(item) + "\n";
+                out += ' ';
+                out.append(inner, static_cast<std::size_t>(indent) + 2);
+            } else {
+                out += ' ';
+                out += scalar(item);
+                out += '\n';
+            }
         }
     } else {
         out += pad + scalar(v) + "\n";

@@ -93,8 +93,8 @@ struct Listener {
         auto& ax = desktop.accessibility();
         for (auto pid : pids) {
             auto observer = ax.createObserver(pid, [this, pid, &ax](AXRef element, const std::string& name) {
-                std::string line = std::to_string(pid) + " " + name;
-                if (auto w = ax.windowNumber(element)) line += " " + std::to_string(w);
+                std::string line = fmt::format("{} {}", pid, name);
+                if (auto w = ax.windowNumber(element)) line += fmt::format(" {}", w);
                 this->ax.push_back(line);
             });
             EXPECT_NE(observer, 0u);
