@@ -31,7 +31,7 @@ constexpr double kMinTimeout = 0.001, kMaxTimeout = 3600;
 constexpr const char* kPositions =
     "Positions: left-half right-half top-half bottom-half top-left top-right bottom-left bottom-right\n"
     "  center maximized fullscreen vertical-third-1..3 horizontal-third-1..3 vertical-quarter-1..4\n"
-    "  horizontal-quarter-1..4, or a pixel rectangle relative to the screen.";
+    "  horizontal-quarter-1..4, or a pixel rectangle \"x,y,width,height\" relative to the screen's visible frame.";
 
 // What the command line asks for, filled in as CLI11 parses.
 struct Args {

@@ -32,6 +32,7 @@ Agent::Agent(bool commandService)
     commands_->registerManagers(subsystems_->commandProviders());
     subsystems_->search().attachRouter(router_.get());
     commands_->registerSearch(subsystems_->search().commandProviders());
+    commands_->registerStages(subsystems_->stageProviders());
     wirePanel();
 }
 

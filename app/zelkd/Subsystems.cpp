@@ -18,6 +18,7 @@
 #include "spaces/ISSManager.h"
 #include "support/Log.h"
 #include "windows/AppWindowKeys.h"
+#include "stages/StageService.h"
 #include "windows/WindowKeyAssignments.h"
 #include "windows/WindowManager.h"
 #include "windows/WindowMinimizer.h"
@@ -135,6 +136,7 @@ Subsystems::Subsystems() {
     windows_ = std::make_unique<windows::WindowManager>(std::move(env), *iss_);
     minimizer_ = std::make_unique<windows::WindowMinimizer>(*p.accessibility);
     search_ = std::make_unique<SearchService>(*windows_);
+    stages_ = std::make_unique<stages::StageService>(*windows_, Settings::shared(), p);
     followPointer();
 }
 
@@ -163,6 +165,7 @@ void Subsystems::followPointer() {
 Subsystems::~Subsystems() {
     subscriptions_.clear();
     companions::PointerFollower::reset();
+    stages_.reset();
     search_.reset();
     windows_.reset();
     iss_.reset();
@@ -568,6 +571,27 @@ command::ManagerProviders Subsystems::commandProviders() {
         return index;
     };
     return p;
+}
+
+}  // namespace zelk::agent
+
+namespace zelk::agent {
+
+command::StageProviders Subsystems::stageProviders() {
+    stages::StageService::CommandHooks hooks;
+    hooks.windowInfo = [this](const windows::ManagedWindow& w) {
+        return windowInfo(w, windows_->displaySpaces(), displayNames());
+    };
+    hooks.findWindows = commandProviders().findWindows;
+    hooks.knowsApp = [this](const std::string& bundleID) {
+        for (auto& entry : apps().runningApps())
+            if (entry.process.bundleID == bundleID) {
+                auto app = apps().launchableAppFor(entry.process);
+                return app && !app->isPlaceholder();
+            }
+        return false;
+    };
+    return stages_->commandProviders(std::move(hooks));
 }
 
 }  // namespace zelk::agent

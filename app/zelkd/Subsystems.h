@@ -4,6 +4,7 @@
 
 #include "command/BuiltinCommands.h"
 #include "command/ManagerCommands.h"
+#include "command/StageCommands.h"
 #include "input/OSDController.h"
 #include "input/RoutingServices.h"
 #include "platform/Key.h"
@@ -26,6 +27,10 @@ class WindowKeyAssignmentRunner;
 class WindowManager;
 class WindowMinimizer;
 }  // namespace zelk::windows
+
+namespace zelk::stages {
+class StageService;
+}
 
 namespace zelk::agent {
 
@@ -51,6 +56,9 @@ class Subsystems {
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
+    // The stage and placement commands.
+    command::StageProviders stageProviders();
+    stages::StageService& stages() { return *stages_; }
     // The platform's answers for `status`, with the focused window from window tracking.
     command::StatusProviders statusProviders();
     // What the panel lists: the app panel's letters and apps, the window panel's window keys.
@@ -77,6 +85,7 @@ class Subsystems {
     std::unique_ptr<windows::WindowManager> windows_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
     std::unique_ptr<SearchService> search_;
+    std::unique_ptr<stages::StageService> stages_;
     windows::WindowKeyWalk windowKeyWalk_;  // repeated presses of a shared window key in one hold
     std::vector<ferrow::Subscription> subscriptions_;
     bool started_ = false;

@@ -6,6 +6,7 @@
 #include "command/CommandDispatcher.h"
 #include "command/ManagerCommands.h"
 #include "command/SearchCommands.h"
+#include "command/StageCommands.h"
 
 namespace zelk {
 class AppDelegate;
@@ -29,6 +30,7 @@ class CommandService {
         registerManagerCommands(dispatcher_, providers);
     }
     void registerSearch(const SearchProviders& providers) { registerSearchCommands(dispatcher_, providers); }
+    void registerStages(const StageProviders& providers) { registerStageCommands(dispatcher_, providers); }
 
     // Hooks the delegate: its start step opens the socket, and its command entry (the replay bench)
     // answers through the same dispatcher. Detach before the service goes away.

@@ -253,7 +253,9 @@ std::optional<Stage> stageFromJson(const json& j, std::string& error) {
     }
     stage.key = *key;
     stage.name = *name;
-    if (auto it = j.find("spaceID"); it != j.end() && it->is_number_unsigned())
+    // Readers that don't keep signedness (YAML, hand-written JSON) give a plain integer.
+    if (auto it = j.find("spaceID"); it != j.end() && it->is_number_integer() &&
+                                     (it->is_number_unsigned() || it->get<std::int64_t>() >= 0))
         stage.spaceID = it->get<std::uint64_t>();
     auto items = j.find("items");
     if (items == j.end() || !items->is_array()) {

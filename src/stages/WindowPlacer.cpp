@@ -58,6 +58,34 @@ ScreenList screenListFrom(const std::vector<platform::Screen>& screens,
     return list;
 }
 
+bool screenNameMatches(std::string_view name, const ScreenList& list) {
+    if (list.screens.empty()) return false;
+    auto normal = [](std::string_view text) {
+        std::string out;
+        for (char c : text)
+            if (!std::isspace(static_cast<unsigned char>(c)) && c != '-' && c != '_')
+                out += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return out;
+    };
+    auto builtin = [&](const ScreenRecord& s) {
+        return normal(s.localizedName).find("builtin") != std::string::npos;
+    };
+    std::string wanted = normal(name);
+    if (wanted.empty() || wanted == "primary" || wanted == "main") return true;
+    if (wanted == "builtin" || wanted == "internal")
+        return std::any_of(list.screens.begin(), list.screens.end(), builtin);
+    if (wanted == "external")
+        return std::any_of(list.screens.begin(), list.screens.end(), [&](auto& s) { return !builtin(s); });
+    std::string upper(trim(name));
+    for (auto& c : upper)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    for (const auto& s : list.screens) {
+        if (std::to_string(s.number) == std::string(trim(name)) || s.uuid == upper) return true;
+        if (normal(s.localizedName).find(wanted) != std::string::npos) return true;
+    }
+    return false;
+}
+
 std::optional<Rect> parsePixelPosition(std::string_view text) {
     std::vector<double> parts;
     while (true) {

@@ -20,6 +20,10 @@ namespace zelk::stages {
 ScreenList screenListFrom(const std::vector<platform::Screen>& screens,
                           const std::optional<platform::Screen>& main);
 
+// Whether a screen name means one of the listed screens by its own rules, rather than through the
+// fallback to the main screen.
+bool screenNameMatches(std::string_view name, const ScreenList& list);
+
 // The pixel form of a position: "x,y,width,height" relative to the screen's visible frame, numbers
 // with an optional sign and fraction, spaces allowed around them. Width and height must be above 0.
 std::optional<Rect> parsePixelPosition(std::string_view text);

@@ -78,6 +78,10 @@ TEST(StageModelJson, StageGoldenFormOmitsEmptyOptionalsAndTheLiveWindow) {
     EXPECT_EQ(back->items.front(), *item);
     EXPECT_EQ(back->spaceID, 5u);
     EXPECT_FALSE(toJson(Stage{"x", "X", {}, std::nullopt}).contains("spaceID"));
+    // A Space number read back as a signed integer still counts; a negative one does not.
+    EXPECT_EQ(stageFromJson(json{{"key", "a"}, {"name", "A"}, {"spaceID", std::int64_t{7}}}, error)->spaceID,
+              7u);
+    EXPECT_FALSE(stageFromJson(json{{"key", "a"}, {"name", "A"}, {"spaceID", -3}}, error)->spaceID);
 }
 
 TEST(StageModelJson, WindowActionNeedsUrlsAndKeepsTheScriptRunnerOptional) {
