@@ -1,5 +1,6 @@
 #include "stages/StageService.h"
 
+#include "config/SettingsCatalogue.h"
 #include "windows/WindowManager.h"
 
 namespace zelk::stages {
@@ -53,7 +54,43 @@ StageService::StageService(windows::WindowManager& windows, Settings& settings,
       facts_(platform),
       placer_(WindowPlacer::Sources{platform.accessibility, platform.workspace, platform.screens,
                                     [this] { return windows_->windows(); },
-                                    [this](const StageItem& item) { return resolve(item); }}) {}
+                                    [this](const StageItem& item) { return resolve(item); }}),
+      stash_(OffScreenStash::Sources{platform, &settings, [this] { return windows_->windows(); }}) {
+    // Parked windows from the last run come back under their records; those that are gone are dropped.
+    stash_.load();
+    stash_.reconcilePersistedStashes();
+}
+
+void StageService::closeStage(const std::string& key) {
+    const Stage* stage = store_.stage(key);
+    if (stage) {
+        auto action = Settings::shared().get(keys::stageCloseAction);
+        auto* ax = platform_.accessibility;
+        for (const auto& item : stage->items) {
+            std::optional<ManagedWindow> window;
+            if (item.windowID)
+                for (const auto& w : windows_->windows())
+                    if (w.id == *item.windowID) window = w;
+            if (!window) window = resolve(item);
+            if (!window) continue;
+            if (action == StageCloseAction::moveOffScreen) {
+                stash_.moveWindowOffScreen(*window);
+                continue;
+            }
+            platform::AXRef element = placer_.windowElementFor(window->appPid, window->id);
+            if (!element) continue;
+            if (action == StageCloseAction::minimize) {
+                ax->setAttribute(element, "AXMinimized", true);
+            } else {
+                auto button = ax->copyAttribute(element, "AXCloseButton");
+                if (button.ok() && button.value)
+                    if (auto* ref = std::get_if<platform::AXRef>(&*button.value))
+                        ax->performAction(*ref, "AXPress");
+            }
+        }
+    }
+    if (store_.activeStageKey() == key) store_.clearActiveStage();
+}
 
 std::optional<ManagedWindow> StageService::resolve(const StageItem& item) {
     return resolveWindow(item, windows_->windows(), facts_, files_);
@@ -124,6 +161,8 @@ command::StageProviders StageService::commandProviders(CommandHooks hooks) {
         return command::PlaceTarget{window->id, window->appName, window->bundleIdentifier};
     };
     p.knowsApp = hooks.knowsApp;
+    p.activeStageKey = [this] { return store_.activeStageKey(); };
+    p.closeStage = [this](const std::string& key) { closeStage(key); };
     p.placeWindow = [this](std::uint32_t id, const WindowPlacement& placement) {
         for (const auto& w : windows_->windows())
             if (w.id == id) return placer_.placeWindow(w, placement);

@@ -6,6 +6,7 @@
 
 #include "command/StageCommands.h"
 #include "platform/Platform.h"
+#include "stages/OffScreenStash.h"
 #include "stages/StageStore.h"
 #include "stages/WindowPlacer.h"
 #include "stages/WindowResolve.h"
@@ -40,7 +41,12 @@ class StageService {
     StageStore& store() { return store_; }
     StageDirectory& directory() { return store_; }
     WindowPlacer& placer() { return placer_; }
+    OffScreenStash& stash() { return stash_; }
     std::optional<windows::ManagedWindow> resolve(const StageItem& item);
+
+    // Ends a stage and deals with its windows as `stageCloseAction` says: closed, minimised or parked
+    // off-screen. Items whose window is gone are skipped.
+    void closeStage(const std::string& key);
 
     // What the command providers need from the agent's other parts.
     struct CommandHooks {
@@ -60,6 +66,7 @@ class StageService {
     AccessibilityWindowFacts facts_;
     DiskFileView files_;
     WindowPlacer placer_;
+    OffScreenStash stash_;
 };
 
 }  // namespace zelk::stages

@@ -61,6 +61,11 @@ class WindowPlacer {
     std::optional<std::uint32_t> restoreWindowPlacement(
         const StageItem& item, const std::optional<std::set<std::uint32_t>>& knownWindowIDs);
 
+    // The accessibility element of a window of a process; 0 when there is none.
+    platform::AXRef windowElementFor(std::int32_t pid, std::uint32_t windowID) const {
+        return windowElement(pid, windowID);
+    }
+
   private:
     std::optional<platform::RunningApp> runningApp(const std::string& bundleID) const;
     platform::AXRef windowElement(std::int32_t pid, std::uint32_t windowID) const;

@@ -100,3 +100,28 @@ TEST(StageCommandReplay, PlaceWindowPlacesNamedAndPixelPositionsAndSaysWhyNot) {
     EXPECT_NE(all.find("[100.0,75.0,640.0,480.0]"), std::string::npos) << all;
     EXPECT_NE(all.find("[0.0,25.0,1440.0,437.5]"), std::string::npos) << all;
 }
+
+TEST(StageCommandReplay, CloseStageDealsWithItsWindowsByTheCloseAction) {
+    auto r = replies(replay(kWorld, R"(
+- {at: 500, command: {command: close-stage}}
+- {at: 600, command: {command: close-stage, stageKey: q}}
+- {at: 700, setting: {stageCloseAction: minimize}}
+- {at: 800, command: {command: close-stage, stageKey: w}}
+- {at: 900, command: {command: list-windows}}
+- {at: 1000, setting: {stageCloseAction: close}}
+- {at: 1100, command: {command: close-stage, stageKey: w}}
+- {at: 1500, command: {command: list-windows}}
+)"));
+    ASSERT_EQ(r.size(), 6u);
+    EXPECT_EQ(text(r[0]), "no active stage");
+    EXPECT_EQ(text(r[1]), "no stage assigned to 'q'");
+    EXPECT_EQ(text(r[2]), "close requested for stage 'w'");
+    std::map<int, bool> minimised;
+    for (auto& w : r[3]["windows"])
+        minimised[w["id"]] = w["isMinimized"];
+    EXPECT_EQ(minimised, (std::map<int, bool>{{1001, false}, {1002, true}, {1011, true}}));
+    std::set<int> left;
+    for (auto& w : r[5]["windows"])
+        left.insert(w["id"].get<int>());
+    EXPECT_EQ(left, (std::set<int>{1001}));
+}
