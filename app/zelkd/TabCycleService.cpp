@@ -1,5 +1,6 @@
 #include "TabCycleService.h"
 
+#include <algorithm>
 #include <map>
 
 #include "input/InputManager.h"
@@ -73,6 +74,13 @@ tabcycle::TabCycleEnvironment TabCycleService::environment() {
     env.snapshot = [this] { return snapshot(); };
     env.stampMissingSpaceIDs = [this] { windows_.tracker().stampMissingSpaceIDs(); };
     env.focusWindow = [this](std::uint32_t id) { return windows_.focusWindow(id); };
+    // The tracked list is kept sorted by id.
+    env.hasWindow = [this](std::uint32_t id) {
+        const auto& list = windows_.windows();
+        auto it = std::lower_bound(list.begin(), list.end(), id,
+                                   [](const windows::ManagedWindow& w, std::uint32_t v) { return w.id < v; });
+        return it != list.end() && it->id == id;
+    };
     env.flushPendingMRU = [this] { windows_.flushPendingMRU(); };
     env.setSlot = [this](std::optional<windows::ManagedWindow> w) {
         windows_.focusPipeline().setSlot(std::move(w));

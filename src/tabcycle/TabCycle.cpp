@@ -26,6 +26,7 @@ void TabCycleEnvironment::fillDefaults() {
     if (!snapshot) snapshot = [] { return CycleSnapshot{}; };
     if (!stampMissingSpaceIDs) stampMissingSpaceIDs = [] {};
     if (!focusWindow) focusWindow = [](std::uint32_t) { return false; };
+    if (!hasWindow) hasWindow = [](std::uint32_t) { return true; };
     if (!flushPendingMRU) flushPendingMRU = [] {};
     if (!setSlot) setSlot = [](std::optional<windows::ManagedWindow>) {};
     if (!recentlyClosed) recentlyClosed = [] { return std::vector<ClosedWindowRow>{}; };
@@ -222,9 +223,15 @@ void TabCycle::scheduleLiveFocus(bool isRepeat) {
 
 void TabCycle::syncWithLiveWindows() {
     if (!tabCycling) return;
-    const CycleSnapshot world = env_.snapshot();
+    // Most steps find every row still there; only a change rebuilds the lists.
+    auto gone = [&](const std::vector<TabCycleEntry>& list) {
+        return std::any_of(list.begin(), list.end(), [&](const TabCycleEntry& e) {
+            return !e.isClosed() && e.id != 0 && !env_.hasWindow(e.id);
+        });
+    };
+    if (!gone(tabCycleEntries.get()) && !gone(tabCycleAllEntries) && !gone(tabCycleSearchAllEntries)) return;
     std::set<std::uint32_t> live;
-    for (const auto& w : world.windows)
+    for (const auto& w : env_.snapshot().windows)
         live.insert(w.id);
     const auto& rows = tabCycleEntries.get();
     const std::string highlighted =

@@ -21,6 +21,8 @@ struct TabCycleEnvironment {
     std::function<CycleSnapshot()> snapshot;
     std::function<void()> stampMissingSpaceIDs;
     std::function<bool(std::uint32_t windowID)> focusWindow;
+    // Whether the tracked list still holds a window (a step checks its rows without copying the list).
+    std::function<bool(std::uint32_t windowID)> hasWindow;
     // The most-recent change held back during the gesture lands now.
     std::function<void()> flushPendingMRU;
     // Where "focus last window" returns to.
