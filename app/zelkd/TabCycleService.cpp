@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "config/Settings.h"
+#include "config/SettingsCatalogue.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
 #include "input/OSDController.h"
@@ -121,6 +123,15 @@ void TabCycleService::wire(InputManager& input) {
     s.endTabCycle = [this](bool commit, bool cancel) { cycle_->resetTabCycle(commit, cancel); };
     s.tabCycleFilter = [this] { return cycle_->tabCycleSearchBuffer.get(); };
     s.refreshOSDWindowList = [this] { cycle_->refreshOSDWindowList(); };
+    // Once the user has been looking at the application panel, Tab walks it instead.
+    s.appSwitcherShowsLongEnough = [this, &input] {
+        auto* p = panel_();
+        if (!p || p->osdHidden() || !p->appSwitcherPaintedAt() || !input.appTriggerKeyPressTime) return false;
+        const ferrow::Nanos now = ferrow::MainQueue::shared().now();
+        const ferrow::Nanos dwell = ferrow::ms(Settings::shared().get(keys::appSwitcherTabCycleDwellMs));
+        return now - *input.appTriggerKeyPressTime >= dwell &&
+               now - *p->appSwitcherPaintedAt() >= ferrow::ms(200);
+    };
     input.handleTabCycleHook = [this, &input](bool reverse, std::optional<std::string> scope) {
         cycle_->handleTabCycle(reverse, scopeFrom(scope), false, std::nullopt, input.currentKeyIsRepeat);
     };

@@ -281,7 +281,8 @@ KeyRouter::Verdict KeyRouter::tabAndArrowsStepThePanelOrCycle(KeyPress& k) {
         return kSwallow;
     }
     bool toTabCycle = !input_.searchActive && k.key == Key::tab &&
-                      (input_.tabCycling || !input_.settings().showAppSwitcher);
+                      (input_.tabCycling || !input_.settings().showAppSwitcher ||
+                       (input_.settings().enableTabCycle && !services_.appSwitcherShowsLongEnough()));
     if (toTabCycle && built.tabCycle && input_.handleTabCycleHook) {
         markUsed();
         input_.handleTabCycleHook(false, std::nullopt);

@@ -113,6 +113,8 @@ class OSDController {
     const PanelSettings& settings() const { return settings_; }
     void reloadSettings();
     bool osdHidden() const { return hidden_; }
+    // When the panel last became visible; none while hidden.
+    std::optional<ferrow::Nanos> appSwitcherPaintedAt() const { return paintedAt_; }
     std::optional<std::uint32_t> osdAnchorDisplayID;
 
   private:

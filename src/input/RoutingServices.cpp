@@ -64,6 +64,7 @@ void RoutingServices::fillDefaults() {
     orNothing(endTabCycle, "tab cycle end");
     orDefault(tabCycleFilter, "tab cycle filter", std::string());
     orNothing(refreshOSDWindowList, "refreshOSDWindowList");
+    orDefault(appSwitcherShowsLongEnough, "appSwitcherShowsLongEnough", false);
 }
 
 }  // namespace zelk

@@ -101,6 +101,8 @@ struct RoutingServices {
     std::function<void(bool commit, bool cancel)> endTabCycle;
     std::function<std::string()> tabCycleFilter;
     std::function<void()> refreshOSDWindowList;
+    // The application panel has been on screen long enough for Tab to walk it rather than start a cycle.
+    std::function<bool()> appSwitcherShowsLongEnough;
 
     // Fills every empty entry with its "did nothing" default.
     void fillDefaults();
