@@ -374,7 +374,7 @@ TEST(TabCycleReplay, RefreshFlashesAndKeepsTheHighlight) {
 - {at: 1200, flags: [rightCommand, lcmd]}
 - {at: 1250, tap: r}
 - {at: 1300, flags: [rightCommand]}
-- {at: 1400, flags: []}
+- {at: 1900, flags: []}
 - {at: 2500, end: true}
 )");
     EXPECT_TRUE(hasLog(
@@ -383,5 +383,28 @@ TEST(TabCycleReplay, RefreshFlashesAndKeepsTheHighlight) {
     ASSERT_TRUE(flashed.contains("flash")) << flashed.dump();
     EXPECT_EQ(flashed["flash"], "Refreshed");
     EXPECT_EQ(highlighted(flashed), "Inbox");
-    EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1400 1011"}));
+    // The flash goes after 450 ms; the cycle stays.
+    EXPECT_TRUE(panelAt(events, 1699).contains("flash"));
+    EXPECT_FALSE(panelAt(events, 1700).contains("flash"));
+    EXPECT_EQ(highlighted(panelAt(events, 1700)), "Inbox");
+    EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1900 1011"}));
+}
+
+// A held Tab steps no faster than the key repeats: at most one step per 27 ms.
+TEST(TabCycleReplay, AHeldTabStepsAtTheRepeatRate) {
+    auto events = run("{}", R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, keyDown: tab}
+- {at: 1110, keyDown: tab, repeat: true}
+- {at: 1120, keyDown: tab, repeat: true}
+- {at: 1130, keyDown: tab, repeat: true}
+- {at: 1140, keyDown: tab, repeat: true}
+- {at: 1150, keyUp: tab}
+- {at: 1300, flags: []}
+- {at: 2000, end: true}
+)");
+    EXPECT_EQ(highlighted(panelAt(events, 1100)), "Inbox");
+    EXPECT_EQ(highlighted(panelAt(events, 1110)), "Groceries");
+    EXPECT_EQ(highlighted(panelAt(events, 1130)), "Groceries");
+    EXPECT_EQ(highlighted(panelAt(events, 1140)), "Apple");
 }
