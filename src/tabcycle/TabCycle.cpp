@@ -165,7 +165,7 @@ void TabCycle::start(bool reverse, std::optional<TabCycleScope> scope, bool skip
         tabCycleSearchAllEntries = rowsWithClosed(settings_.searchScope, world, true);
     else
         tabCycleSearchAllEntries = rows;
-    tabCycleSearchBuffer = "";
+    tabCycleSearchBuffer.set(std::string());
     tabCycleSearchTouched = false;
     windowBeforeTabCycle = world.focused;
     Log::info("handleTabCycle: BEGIN reverse={} before={} entries={} mru=[{}]", reverse,
@@ -266,7 +266,7 @@ bool TabCycle::handleTabCycleKey(Key key) {
     if (!tabCycling) return false;
     if (key == Key::escape) {
         if (!tabCycleSearchBuffer.get().empty()) {
-            tabCycleSearchBuffer = "";
+            tabCycleSearchBuffer.set(std::string());
             refilter();
             return true;
         }
@@ -278,7 +278,7 @@ bool TabCycle::handleTabCycleKey(Key key) {
         if (!tabCycleSearchBuffer.get().empty()) {
             std::string buffer = tabCycleSearchBuffer.get();
             buffer.pop_back();
-            tabCycleSearchBuffer = buffer;
+            tabCycleSearchBuffer.set(std::move(buffer));
             refilter();
         } else {
             removeHighlightedEntry();
@@ -315,7 +315,9 @@ bool TabCycle::handleTabCycleKey(Key key) {
         input_.hideOSD();
         return false;
     }
-    tabCycleSearchBuffer = tabCycleSearchBuffer.get() + character;
+    std::string typed = tabCycleSearchBuffer.get();
+    typed.append(character);
+    tabCycleSearchBuffer.set(std::move(typed));
     refilter();
     return true;
 }
@@ -402,7 +404,7 @@ void TabCycle::clearCycle() {
     tabCycleAdvanceKey.reset();
     tabCycleAllEntries.clear();
     tabCycleSearchAllEntries.clear();
-    tabCycleSearchBuffer = "";
+    tabCycleSearchBuffer.set(std::string());
     tabCycleSearchTouched = false;
     setRows({}, 0);
     tabCycleWindowsObserver_.cancel();

@@ -118,8 +118,9 @@ TEST(TabCycleReplay, CmdTabStepsTwoBackAndCommitsOnRelease) {
     EXPECT_FALSE(panelAt(events, 1300)["visible"].get<bool>());
     // Tab and its release were both taken.
     for (auto& line : summary(events, {"key"}))
-        if (line.find("key=tab") != std::string::npos)
+        if (line.find("key=tab") != std::string::npos) {
             EXPECT_NE(line.find("swallowed"), std::string::npos) << line;
+        }
 }
 
 // Shift with Tab walks back, and so does a lone tap of Shift with the command key held.
@@ -159,9 +160,10 @@ TEST(TabCycleReplay, EscapeRestoresTheOriginalFocus) {
     EXPECT_FALSE(panelAt(events, 1300)["visible"].get<bool>());
     // The steps on the way didn't reorder the most-recent list; the restore puts Safari back on top.
     for (auto& e : events)
-        if (e["kind"] == "log" && e["t"].get<double>() >= 1000)
+        if (e["kind"] == "log" && e["t"].get<double>() >= 1000) {
             EXPECT_FALSE(e["message"].get<std::string>().starts_with("recordWindowMRU: bump -> #1011"))
                 << e.dump();
+        }
 }
 
 // Typing filters over all windows, so a window on another Space or a minimised one can be reached;
@@ -257,8 +259,9 @@ TEST(TabCycleReplay, ALatchedCycleCommitsOnReturn) {
     auto closed = panelAt(events, 1400);
     EXPECT_FALSE(closed["visible"].get<bool>());
     for (auto& line : withoutKeyUps(events, {"key"}))
-        if (line.find("key=tab") != std::string::npos)
+        if (line.find("key=tab") != std::string::npos) {
             EXPECT_NE(line.find("swallowed"), std::string::npos) << line;
+        }
 }
 
 // A click outside the latched panel commits the cycle, as a release would have.
@@ -293,8 +296,9 @@ TEST(TabCycleReplay, EscapeInALatchedCycleCancelsAndUnlatches) {
     EXPECT_FALSE(after["visible"].get<bool>());
     EXPECT_FALSE(after.contains("latched"));
     for (auto& line : summary(events, {"key"}))
-        if (line.find("key=a ") != std::string::npos || line.ends_with("key=a"))
+        if (line.find("key=a ") != std::string::npos || line.ends_with("key=a")) {
             EXPECT_NE(line.find("passed"), std::string::npos) << line;
+        }
 }
 
 // A digit lands on its row at once and ends the cycle: the window is focused once, not again by the
