@@ -4,6 +4,7 @@
 
 #include "SearchService.h"
 #include "Subsystems.h"
+#include "TabCycleService.h"
 #include "command/CommandService.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
@@ -33,14 +34,24 @@ Agent::Agent(bool commandService)
     subsystems_->search().attachRouter(router_.get());
     commands_->registerSearch(subsystems_->search().commandProviders());
     commands_->registerStages(subsystems_->stageProviders());
+    makeTabCycle();
     wirePanel();
+}
+
+void Agent::makeTabCycle() {
+    tabCycle_ =
+        std::make_unique<TabCycleService>(subsystems_->windows(), *router_, [this] { return panel_.get(); });
+    tabCycle_->wire(InputManager::shared());
 }
 
 // The panel answers the input state's show, hide and latch calls, and mirrors whether it is hidden
 // where routing and the delegate read it.
 void Agent::wirePanel() {
     auto& input = InputManager::shared();
-    panel_ = std::make_unique<osd::OSDController>(input, *router_, subsystems_->panelEnvironment());
+    auto env = subsystems_->panelEnvironment();
+    env.tabCyclePanel = [cycle = tabCycle_.get()] { return cycle->panelSections(); };
+    env.tabCycleFilter = [cycle = tabCycle_.get()] { return cycle->filter(); };
+    panel_ = std::make_unique<osd::OSDController>(input, *router_, std::move(env));
     osd::OSDController& panel = *panel_;
     input.showOSDHook = [&panel](bool immediate) { panel.showOSD(immediate); };
     // A hide without an argument is immediate: the panel leaves with the trigger.
@@ -72,6 +83,8 @@ Agent::~Agent() {
     commands_->detach(*delegate_);
     commands_.reset();
     unwirePanel();
+    tabCycle_->unwire(InputManager::shared());
+    tabCycle_.reset();
     router_.reset();
     subsystems_.reset();
     delegate_.reset();

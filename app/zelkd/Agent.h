@@ -11,7 +11,8 @@ class CommandService;
 }
 namespace zelk::agent {
 class Subsystems;
-}
+class TabCycleService;
+}  // namespace zelk::agent
 namespace zelk {
 class AppDelegate;
 class KeyRouter;
@@ -41,6 +42,7 @@ class Agent {
     Subsystems& subsystems() { return *subsystems_; }
     command::CommandService& commands() { return *commands_; }
     osd::OSDController& panel() { return *panel_; }
+    TabCycleService& tabCycle() { return *tabCycle_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::ordered_json handleCommand(const nlohmann::json& request);
 
@@ -51,6 +53,9 @@ class Agent {
     std::unique_ptr<osd::OSDController> panel_;
     void wirePanel();
     void unwirePanel();
+    // The tab cycle is made before the panel that lists it, and hooked to the trigger state.
+    void makeTabCycle();
+    std::unique_ptr<TabCycleService> tabCycle_;
     ferrow::Subscription panelSub_;
     ferrow::Subscription searchRowsSub_;
     std::unique_ptr<command::CommandService> commands_;

@@ -79,7 +79,16 @@ const std::string& demoScript() {
 # The command line tool opens the window search and hides it again.
 - {at: 21000, command: {command: osd, surface: window}}
 - {at: 21500, command: {command: osd, surface: hide}}
-- {at: 22000, end: true}
+# Right Command + Tab walks the windows most recently used first (a Space with one window offers the
+# last other app); each Tab steps on, Shift + Tab steps back, and the release lands on the highlight.
+- {at: 22000, flags: [rightCommand]}
+- {at: 22100, tap: tab}
+- {at: 22400, tap: tab}
+- {at: 22900, flags: [rightCommand, rshift]}
+- {at: 23000, tap: tab}
+- {at: 23100, flags: [rightCommand]}
+- {at: 23300, flags: []}
+- {at: 24000, end: true}
 )YAML";
     return text;
 }

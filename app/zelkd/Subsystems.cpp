@@ -41,10 +41,17 @@ const T& nextAfter(const std::vector<T>& list, IsCurrent isCurrent) {
     return at == list.end() || std::next(at) == list.end() ? list.front() : *std::next(at);
 }
 
+// A tab cycle held by the command-key take-over is a held gesture too: the windows it focuses on
+// its way don't reorder the most-recent list until it ends.
+bool tabCycleTakeOverHeld() {
+    auto& input = InputManager::shared();
+    return input.hijackCommandHeld && input.tabCycling;
+}
+
 bool triggerHeld() {
     auto& input = InputManager::shared();
     return input.appTriggerKeysPressed.get() || input.windowTriggerKeysPressed.get() ||
-           input.stageTriggerKeysPressed.get();
+           input.stageTriggerKeysPressed.get() || tabCycleTakeOverHeld();
 }
 
 RoutedApp routed(const apps::AppManager& manager, const apps::AppRef& app) {

@@ -250,6 +250,7 @@ TapDecision InputManager::handleKeyEvent(const KeyEvent& event) {
     if (event.type == EventType::keyDown) {
         if (key == Key::none) return TapDecision::pass;
         if (capsLockHeld) capsLockUsedAsModifier = true;
+        currentKeyIsRepeat = event.autorepeat;
         if (router_) return router_->routeKeyDown(key, event, keys, event.autorepeat);
         // Without a router only the take-over can claim a key.
         if (takeOverAtKeyDown(event, keys)) return TapDecision::swallow;

@@ -82,6 +82,7 @@ class InputManager {
     bool shiftReverseTapArmed = false;
     std::optional<std::string> focusedBundleIDAtTriggerPress;
     ferrow::Nanos currentKeydownEventTS = 0;
+    bool currentKeyIsRepeat = false;  // the key down in hand is an auto-repeat
 
     // Caps lock and hyperkey.
     bool capsLockHeld = false;

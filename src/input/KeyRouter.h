@@ -136,6 +136,13 @@ class KeyRouter final : public HotkeyRouter {
     Verdict assignTriggerBindsTheLetter(KeyPress& k);
     Verdict hideOnFocusTriggerFocusesTheLetter(KeyPress& k);
     Decision nothingClaimedIt(KeyPress& k);
+    // The tab cycle's keys.
+    Verdict sidewaysArrowsWidenTheTabCycle(KeyPress& k);
+    Verdict theTakeOverCycleTakesItsKeys(KeyPress& k);
+    Verdict latchedTabCycleTakesItsKeys(KeyPress& k);
+    Verdict tabCycleTakesItsKeys(KeyPress& k);
+    Verdict shiftTabStepsTheCycleBack(KeyPress& k);
+    void stepTabCycle(bool reverse, bool repeat);
 
     bool underActionCombo(const KeyPress& k) const;
     bool underWindowTrigger(const KeyPress& k) const;

@@ -38,10 +38,12 @@ const std::vector<KeyRouter::Step>& KeyRouter::leadingRules() {
         &KeyRouter::overlayDecides,
         &KeyRouter::anotherKeyEndsTheGrace,
         &KeyRouter::forwardDeleteIsDelete,
+        &KeyRouter::sidewaysArrowsWidenTheTabCycle,
         &KeyRouter::arrowsPassWhenNothingUsesThem,
         &KeyRouter::noteTabArrowsAndCapsLock,
         &KeyRouter::repeatsOnlyTypeOrMove,
         &KeyRouter::commandKeysRunTheTakeOver,
+        &KeyRouter::theTakeOverCycleTakesItsKeys,
         &KeyRouter::refreshUnderTheActionCombo,
         &KeyRouter::pinUnderTheActionCombo,
         &KeyRouter::selectionActionUnderTheActionCombo,
@@ -52,11 +54,13 @@ const std::vector<KeyRouter::Step>& KeyRouter::leadingRules() {
 // Under exactly the application trigger, or while a surface is latched.
 const std::vector<KeyRouter::Step>& KeyRouter::applicationTriggerRules() {
     static const std::vector<Step> rules{
+        &KeyRouter::latchedTabCycleTakesItsKeys,
         &KeyRouter::escapeEndsTheSearchOrWhatWaits,
         &KeyRouter::returnCommitsTheLatchedSearch,
         &KeyRouter::deleteEditsTheSearch,
         &KeyRouter::tabAndArrowsStepThePanelOrCycle,
         &KeyRouter::windowCycleKeyCyclesTheAppsWindows,
+        &KeyRouter::tabCycleTakesItsKeys,
         &KeyRouter::spaceTogglesTheStickySearch,
         &KeyRouter::assignedDigitGoesStraightToItsApp,
         &KeyRouter::digitPicksASearchRow,
@@ -78,6 +82,7 @@ const std::vector<KeyRouter::Step>& KeyRouter::applicationTriggerRules() {
 const std::vector<KeyRouter::Step>& KeyRouter::otherTriggerRules() {
     static const std::vector<Step> rules{
         &KeyRouter::hideKeyUnderTheHideOnFocusTrigger,
+        &KeyRouter::shiftTabStepsTheCycleBack,
         &KeyRouter::applicationTriggerWithShift,
         &KeyRouter::stageTriggerKeys,
         &KeyRouter::windowTriggerMovesTheWindowAcrossSpaces,
@@ -177,7 +182,7 @@ KeyRouter::Verdict KeyRouter::commandKeysRunTheTakeOver(KeyPress& k) {
         return std::nullopt;
     if (currentEvent_ && input_.takeOverAtKeyDown(*currentEvent_, k.keys)) return kSwallow;
     if (input_.hijackCommandHeld && input_.tabCycling && (k.key == Key::upArrow || k.key == Key::downArrow)) {
-        if (input_.handleTabCycleHook) input_.handleTabCycleHook(k.key == Key::upArrow, std::nullopt);
+        stepTabCycle(k.key == Key::upArrow, k.repeat);
         return kSwallow;
     }
     return std::nullopt;
@@ -195,6 +200,7 @@ KeyRouter::Verdict KeyRouter::refreshUnderTheActionCombo(KeyPress& k) {
     bool listShown = input_.tabCycling || (input_.searchActive && services_.built.search);
     if (k.key != Key::r || !listShown || !underActionCombo(k)) return std::nullopt;
     markUsed();
+    if (!k.repeat) services_.refreshOSDWindowList();
     return kSwallow;
 }
 
@@ -275,10 +281,17 @@ KeyRouter::Verdict KeyRouter::tabAndArrowsStepThePanelOrCycle(KeyPress& k) {
         return kSwallow;
     }
     bool toTabCycle = !input_.searchActive && k.key == Key::tab &&
-                      (input_.tabCycling || !input_.settings().showAppSwitcher);
+                      (input_.tabCycling || !input_.settings().showAppSwitcher ||
+                       (input_.settings().enableTabCycle && !services_.appSwitcherShowsLongEnough()));
     if (toTabCycle && built.tabCycle && input_.handleTabCycleHook) {
         markUsed();
         input_.handleTabCycleHook(false, std::nullopt);
+        return kSwallow;
+    }
+    // Down and Up walk a running cycle, whatever scope it runs in.
+    if (k.key != Key::tab && input_.tabCycling && built.tabCycle) {
+        markUsed();
+        stepTabCycle(k.key == Key::upArrow, k.repeat);
         return kSwallow;
     }
     if (!toTabCycle && (built.panel || (input_.searchActive && built.search))) {

@@ -67,6 +67,7 @@ void OSDEnvironment::fillDefaults() {
     if (!windowPanel) windowPanel = none;
     if (!stagePanel) stagePanel = [] { return std::vector<OSDSection>{}; };
     if (!tabCyclePanel) tabCyclePanel = [] { return std::vector<OSDSection>{}; };
+    if (!tabCycleFilter) tabCycleFilter = [] { return std::string(); };
     if (!searchResults) searchResults = [] { return SearchContent{}; };
     if (!runSearch) runSearch = [](const std::string&) {};
     if (!hasAnyAssignment) hasAnyAssignment = [] { return false; };
@@ -634,6 +635,7 @@ PanelTexts OSDController::texts() const {
     t.stageSaveKey = std::string(lowQWERTYCharacter(in.stageAssignKey));
     t.windowMinimizeKey = std::string(lowQWERTYCharacter(in.windowMinimizeKey));
     t.windowAssignKey = std::string(lowQWERTYCharacter(in.windowAssignKey));
+    if (input_.tabCycling) t.tabFilter = env_.tabCycleFilter();
     return t;
 }
 

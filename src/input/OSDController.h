@@ -55,6 +55,7 @@ struct OSDEnvironment {
     std::function<std::vector<OSDSection>(const PanelSettings&)> windowPanel;
     std::function<std::vector<OSDSection>()> stagePanel;
     std::function<std::vector<OSDSection>()> tabCyclePanel;
+    std::function<std::string()> tabCycleFilter;  // what is typed into a running tab cycle
     std::function<SearchContent()> searchResults;
     std::function<void(const std::string& query)> runSearch;
     // Whether any static or dynamic assignment exists; whether a letter is bound.
@@ -112,6 +113,8 @@ class OSDController {
     const PanelSettings& settings() const { return settings_; }
     void reloadSettings();
     bool osdHidden() const { return hidden_; }
+    // When the panel last became visible; none while hidden.
+    std::optional<ferrow::Nanos> appSwitcherPaintedAt() const { return paintedAt_; }
     std::optional<std::uint32_t> osdAnchorDisplayID;
 
   private:

@@ -167,6 +167,11 @@ void fillContent(OSDModel& m, const PanelTexts& t, std::vector<OSDSection> secti
                               " to save the current windows as a stage.";
             break;
         case OSDView::tabCycle:
+            // The filter shows once something is typed.
+            if (!t.tabFilter.empty()) {
+                m.header.shown = true;
+                m.header.buffer = t.tabFilter;
+            }
             if (empty)
                 m.emptyText = t.tabFilter.empty() ? "No other windows to switch to."
                                                   : "No matches for \"" + t.tabFilter + "\"";

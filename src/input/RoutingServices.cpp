@@ -58,6 +58,13 @@ void RoutingServices::fillDefaults() {
     orDefault(closeActiveStage, "closeActiveStage", false);
     orDefault(repositionActiveStage, "repositionActiveStage", false);
     orDefault(specialHotkey, "onSpecialHotkey", false);
+    orDefault(handleTabCycleKey, "tab cycle keys", false);
+    orDefault(tabCycleCanWiden, "tab cycle widening", false);
+    orNothing(setAllWindowsExpanded, "tab cycle widening");
+    orNothing(endTabCycle, "tab cycle end");
+    orDefault(tabCycleFilter, "tab cycle filter", std::string());
+    orNothing(refreshOSDWindowList, "refreshOSDWindowList");
+    orDefault(appSwitcherShowsLongEnough, "appSwitcherShowsLongEnough", false);
 }
 
 }  // namespace zelk

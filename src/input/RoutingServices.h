@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/Key.h"
+
 namespace zelk {
 
 // An application as the router sees it.
@@ -90,6 +92,17 @@ struct RoutingServices {
     std::function<bool()> closeActiveStage;
     std::function<bool()> repositionActiveStage;
     std::function<bool()> specialHotkey;  // the action key opens the menu
+
+    // The running tab cycle: a key it takes (true when taken), Left and Right widening `auto` to all
+    // windows, the end of the cycle, its filter text, and the refresh of the listed windows.
+    std::function<bool(Key key)> handleTabCycleKey;
+    std::function<bool()> tabCycleCanWiden;
+    std::function<void(bool expanded)> setAllWindowsExpanded;
+    std::function<void(bool commit, bool cancel)> endTabCycle;
+    std::function<std::string()> tabCycleFilter;
+    std::function<void()> refreshOSDWindowList;
+    // The application panel has been on screen long enough for Tab to walk it rather than start a cycle.
+    std::function<bool()> appSwitcherShowsLongEnough;
 
     // Fills every empty entry with its "did nothing" default.
     void fillDefaults();

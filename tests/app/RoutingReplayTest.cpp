@@ -29,6 +29,13 @@ settings: )" +
            settings + "\n";
 }
 
+std::vector<json> panelsWithView(const std::vector<json>& events, const std::string& view) {
+    std::vector<json> out;
+    for (auto& e : events)
+        if (e["kind"] == "panel" && e["view"] == view) out.push_back(e);
+    return out;
+}
+
 }  // namespace
 
 TEST(RoutingReplay, TheFocusedAppsLetterStepsThroughItsWindowsWhenSetToCycle) {
@@ -84,35 +91,27 @@ TEST(RoutingReplay, SpaceKeysStepToAdjacentSpacesAndRefuseBeyondTheEnds) {
     EXPECT_TRUE(hasLog(events, "switchToSpace: target index=8 out of bounds [0..<3)"));
 }
 
-// Routes whose feature isn't built yet let their keys through: the panel's Tab, the window cycle key
-// under the trigger and the Cmd-backtick take-over capture nothing.
+// Routes whose feature isn't built yet let their keys through: with no tab cycle running, Shift and
+// Tab under the trigger would step the application panel, which captures nothing yet.
 TEST(RoutingReplay, KeysOfFeaturesNotBuiltYetPassThrough) {
     auto events = replay(world("{}"), R"(
-- {at: 1000, flags: [rightCommand]}
-- {at: 1200, tap: tab}
-- {at: 1300, tap: grave}
-- {at: 1400, flags: [rightCommand, rshift]}
-- {at: 1500, tap: tab}
-- {at: 1600, flags: []}
-- {at: 1700, tap: a}
-- {at: 1800, tap: return}
-- {at: 2000, flags: [lcmd]}
-- {at: 2100, tap: grave}
-- {at: 2200, flags: []}
+- {at: 1000, flags: [rightCommand, rshift]}
+- {at: 1100, tap: tab}
+- {at: 1200, flags: []}
+- {at: 1300, tap: a}
+- {at: 1400, tap: return}
 - {at: 3000, end: true}
 )",
                          true);
     auto downs = withoutKeyUps(events, {"key"});
-    ASSERT_EQ(downs.size(), 6u);
+    ASSERT_EQ(downs.size(), 3u);
     for (const auto& down : downs)
         EXPECT_NE(down.find("action=passed"), std::string::npos) << down;
-    // Cmd-backtick still goes through routing, which logs it before letting it go.
-    EXPECT_TRUE(hasLog(events, "tap keyDown: key=grave triggers=[L⌘]"));
     EXPECT_TRUE(summary(events, {"focus", "hide"}).empty());
 }
 
-// With the already-focused action set to cycle, a slow second press of the letter steps on to the
-// next window as the first did, rather than opening a tab cycle that isn't there. Default grace.
+// With the already-focused action set to cycle, a slow second press of the letter opens the tab
+// cycle over the app's windows, which focuses the next one as it steps. Default grace.
 TEST(RoutingReplay, ASlowRepeatOfTheFocusedAppsLetterStepsToTheNextWindow) {
     auto events = replay(world("{whenAlreadyFocusedAction: 3}"), R"(
 - {at: 1000, flags: [rightCommand]}
@@ -125,7 +124,9 @@ TEST(RoutingReplay, ASlowRepeatOfTheFocusedAppsLetterStepsToTheNextWindow) {
     ASSERT_EQ(focus.size(), 2u);
     // Safari has two windows: the first press waits the default grace of 150 ms.
     EXPECT_EQ(focus[0], "1250 focus bundleID=com.apple.Safari pid=101 windowID=1002");
-    EXPECT_EQ(focus[1], "1500 focus bundleID=com.apple.Safari pid=101 windowID=1001");
+    EXPECT_EQ(focus[1], "1510 focus bundleID=com.apple.Safari pid=101 windowID=1001");
+    auto cycle = panelsWithView(events, "TabCycleOSDView");
+    EXPECT_FALSE(cycle.empty());
 }
 
 // Default settings: an app not in front with two windows, its letter pressed twice inside the grace.

@@ -1,0 +1,55 @@
+#pragma once
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "input/OSDModel.h"
+#include "input/RoutingServices.h"
+#include "tabcycle/TabCycle.h"
+
+namespace zelk {
+class InputManager;
+class KeyRouter;
+}  // namespace zelk
+namespace zelk::osd {
+class OSDController;
+}
+namespace zelk::windows {
+class WindowManager;
+}
+
+namespace zelk::agent {
+
+// The tab cycle of the running program: its rows read from window tracking and the most-recent
+// order, its focus through the focus pipeline, its anchor and flash on the panel, and the hooks and
+// routing services through which the trigger state and the key chain reach it.
+class TabCycleService {
+  public:
+    // `panel` is asked each time: the panel is made after the cycle.
+    TabCycleService(windows::WindowManager& windows, KeyRouter& router,
+                    std::function<osd::OSDController*()> panel);
+    ~TabCycleService();
+    TabCycleService(const TabCycleService&) = delete;
+    TabCycleService& operator=(const TabCycleService&) = delete;
+
+    tabcycle::TabCycle& cycle() { return *cycle_; }
+    // Turns the cycle's routes on and hooks it to the trigger state.
+    void wire(InputManager& input);
+    void unwire(InputManager& input);
+    // The panel's rows: numbered 1 to 9 for their digits, the highlight on the row a release lands on.
+    std::vector<osd::OSDSection> panelSections() const;
+    std::string filter() const { return cycle_->tabCycleSearchBuffer.get(); }
+
+  private:
+    tabcycle::TabCycleEnvironment environment();
+    tabcycle::CycleSnapshot snapshot() const;
+
+    windows::WindowManager& windows_;
+    KeyRouter& router_;
+    std::function<osd::OSDController*()> panel_;
+    std::unique_ptr<tabcycle::TabCycle> cycle_;
+    std::vector<ferrow::Subscription> subscriptions_;
+};
+
+}  // namespace zelk::agent
