@@ -7,25 +7,18 @@
 #include <string>
 #include <vector>
 
+#include "SharedCorpus.h"
 #include "search/AppMatching.h"
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
 #include "search/WindowFilter.h"
-
-#ifndef ZELK_SHARED_DIR
-#define ZELK_SHARED_DIR "../shared"
-#endif
 
 namespace {
 
 using namespace zelk::search;
 
 std::vector<std::string> readLines(const std::string& name) {
-    std::ifstream in(std::string(ZELK_SHARED_DIR) + "/bench/" + name);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty()) lines.push_back(line);
-    return lines;
+    return zelk::bench::corpusLines(name);
 }
 
 struct Corpora {
