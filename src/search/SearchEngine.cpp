@@ -325,7 +325,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
                                    : MatchText(lowercased(title.text())).hasPrefix(query.lowerKeys()) ||
                                          wordBoundaryMatch(MatchText(lowercased(title.text())), query);
     }
-    for (const auto& m : filterWindows(globalList_, q, anchored, false)) {
+    for (const auto& m : filterWindows(globalList_, q, anchored, false, globalScores_)) {
         const SearchWindow& w = *globalWindows_[m.index];
         const bool isSettings = world_->settingsWindow && m.index == globalWindows_.size() - 1;
         if (isSettings ? !settingsMatches : assigned && w.bundleIdentifier == assigned->bundleID) continue;
