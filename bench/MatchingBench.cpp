@@ -4,28 +4,22 @@
 #include <benchmark/benchmark.h>
 
 #include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "SharedCorpus.h"
 #include "search/AppMatching.h"
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
 #include "search/WindowFilter.h"
-
-#ifndef ZELK_SHARED_DIR
-#define ZELK_SHARED_DIR "../shared"
-#endif
 
 namespace {
 
 using namespace zelk::search;
 
 std::vector<std::string> readLines(const std::string& name) {
-    std::ifstream in(std::string(ZELK_SHARED_DIR) + "/bench/" + name);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty()) lines.push_back(line);
-    return lines;
+    return zelk::bench::corpusLines(name);
 }
 
 struct Corpora {
@@ -128,6 +122,28 @@ void BM_FilterWindowsFuzzyKeystroke(benchmark::State& state) {
     });
 }
 
+// The same keystroke as a user types it: the previous keystroke (the query without its last character)
+// was scored, and this one reuses it. Each round first goes back to that previous query (a deletion's
+// cost, counted in) and then types the last character.
+void BM_FilterWindowsTypedKeystroke(benchmark::State& state) {
+    const auto& c = corpora();
+    std::map<std::string, MatchText> previous;  // each query without its last character
+    for (const auto& q : c.queries) {
+        auto chars = splitGraphemes(lowercased(q));
+        chars.pop_back();
+        std::string text;
+        for (const auto& ch : chars)
+            text += ch;
+        previous.emplace(q, MatchText(text));
+    }
+    IncrementalWindowScores scores;
+    keystrokes(state, [&](const std::string& q) {
+        const MatchText& before = previous.at(q);
+        if (!before.empty()) benchmark::DoNotOptimize(scores.scores(c.windows, before));
+        benchmark::DoNotOptimize(filterWindows(c.windows, q, true, false, scores));
+    });
+}
+
 void BM_FilterWindowsContainsKeystroke(benchmark::State& state) {
     const auto& c = corpora();
     keystrokes(state, [&](const std::string& q) {
@@ -154,5 +170,6 @@ BENCHMARK(BM_FuzzyScoreTitles);
 BENCHMARK(BM_MatchAppsKeystroke)->DenseRange(-1, 19)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_MatchAppsContainsKeystroke)->Arg(-1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_FilterWindowsFuzzyKeystroke)->DenseRange(-1, 19)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_FilterWindowsTypedKeystroke)->DenseRange(-1, 19)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_FilterWindowsContainsKeystroke)->Arg(-1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_SegmentTitles)->Unit(benchmark::kMicrosecond);

@@ -9,23 +9,16 @@
 #include <string>
 #include <vector>
 
+#include "SharedCorpus.h"
 #include "search/Graphemes.h"
 #include "search/SearchEngine.h"
-
-#ifndef ZELK_SHARED_DIR
-#define ZELK_SHARED_DIR "../shared"
-#endif
 
 namespace {
 
 using namespace zelk::search;
 
 std::vector<std::string> lines(const std::string& name) {
-    std::ifstream in(std::string(ZELK_SHARED_DIR) + "/bench/" + name);
-    std::vector<std::string> out;
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty()) out.push_back(line);
-    return out;
+    return zelk::bench::corpusLines(name);
 }
 
 struct Desk {

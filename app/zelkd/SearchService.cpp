@@ -197,27 +197,11 @@ bool SearchService::commitSelection(bool chosenRow) {
         Log::info("search commit: nothing highlighted for \"{}\"", q);
         return false;
     }
+    if (router_ && router_->pinPickQuery) return commitPinPick(*row);
     auto& input = InputManager::shared();
     switch (row->kind) {
-        case search::SearchResultKind::app: {
-            const auto& app = row->app();
-            const std::string first = firstCharacter(q);
-            // One letter of an app with its own letter under the trigger: the letter's route acts, not
-            // the search. In a latched search the letter took no route, so the row is the choice.
-            if (!chosenRow && !input.isLatched() && search::queryLength(q) == 1 &&
-                (apps().assignmentForKey(first) || apps().dynamicAssignmentForKey(first)))
-                return false;
-            learning_.recordPick(q, app.bundleID, staticBundleFor(first));
-            const bool wasInFront = input.focusedBundleIDAtTriggerPress == app.bundleID;
-            Log::info("search commit: app {} query=\"{}\" running={} inFront={}", app.bundleID, q,
-                      app.running, wasInFront);
-            if (app.running) {
-                if (!wasInFront) windows_.focusApp(app.bundleID);
-            } else {
-                apps().launch(app.bundleID, true);
-            }
-            return true;
-        }
+        case search::SearchResultKind::app:
+            return commitApp(row->app(), q, chosenRow || input.isLatched());
         case search::SearchResultKind::window:
             Log::info("search commit: window #{} query=\"{}\"", row->window().id, q);
             windows_.focusWindow(row->window().id);
@@ -228,6 +212,80 @@ bool SearchService::commitSelection(bool chosenRow) {
             return true;
     }
     return false;
+}
+
+// The letter's own route acted on its app at key down; an app row of that app for a one-letter
+// query is left to it, unless the row was chosen (by its number, or in a latched search, where the
+// letter took no route).
+bool SearchService::commitApp(const search::SearchApp& app, const std::string& q, bool chosen) {
+    auto& input = InputManager::shared();
+    const std::string first = firstCharacter(q);
+    if (!chosen && search::queryLength(q) == 1 && letterReaches(first, app.bundleID)) return false;
+    learning_.recordPick(q, app.bundleID, staticBundleFor(first));
+    const bool wasInFront = input.focusedBundleIDAtTriggerPress == app.bundleID;
+    Log::info("search commit: app {} query=\"{}\" running={} inFront={}", app.bundleID, q, app.running,
+              wasInFront);
+    if (!app.running) {
+        apps().launch(app.bundleID, true);
+        return true;
+    }
+    if (!wasInFront) {
+        windows_.focusApp(app.bundleID);
+        return true;
+    }
+    // The app in front: its already-focused action, unless the letter's route (a static key, or
+    // the letter this hold routed) already ran it.
+    const bool routed = apps().assignmentForKey(first) || input.keyDownDispatchedRouteLetter == first;
+    if (!routed && router_)
+        router_->runAlreadyFocusedActionOf(routedApp(app.bundleID), ownAssignment(app.bundleID));
+    return true;
+}
+
+// Choosing a row in a pin pick pins the waiting query to the row's app, whatever the row's kind.
+bool SearchService::commitPinPick(const search::SearchResult& row) {
+    const std::string query = *router_->pinPickQuery;
+    const std::string& bundle = row.bundleID();
+    if (!learning_.pin(query, bundle)) return false;
+    if (learning_.writeCacheNow) learning_.writeCacheNow();
+    router_->pinPickQuery.reset();
+    Log::info("search commit: pinned \"{}\" to {}", query, bundle);
+    Log::info("flash: Pinned \"{}\" to {} (pin.circle.fill)", search::lowercased(query), appName(bundle));
+    return true;
+}
+
+bool SearchService::letterReaches(const std::string& letter, const std::string& bundleID) const {
+    const auto* s = apps().assignmentForKey(letter);
+    const auto* d = apps().dynamicAssignmentForKey(letter);
+    return (s && s->app && s->app->bundleIdentifier() == bundleID) ||
+           (d && d->app && d->app->bundleIdentifier() == bundleID);
+}
+
+RoutedApp SearchService::routedApp(const std::string& bundleID) const {
+    RoutedApp app{bundleID, appName(bundleID), 0};
+    if (auto running = apps().runningAppByBundleIdentifier(bundleID)) {
+        app.name = running->name;
+        app.pid = running->pid;
+    }
+    return app;
+}
+
+// The app's own key, for its already-focused action (its override, else the global setting).
+std::optional<RoutedAssignment> SearchService::ownAssignment(const std::string& bundleID) const {
+    const auto* a = apps().assignmentForBundleIdentifier(bundleID);
+    if (!a || !a->app) return std::nullopt;
+    RoutedAssignment r;
+    r.key = a->key;
+    r.app = routedApp(bundleID);
+    r.isStatic = true;
+    r.action = static_cast<FocusedAction>(rawValue(a->whenAlreadyFocusedAction));
+    r.launchIfNotRunning = a->launchIfNotRunning;
+    return r;
+}
+
+std::string SearchService::appName(const std::string& bundleID) const {
+    for (const auto& a : apps().catalogue().apps())
+        if (a && a->bundleIdentifier() == bundleID) return a->name();
+    return bundleID;
 }
 
 void SearchService::fill(RoutingServices& s) {
@@ -246,6 +304,7 @@ void SearchService::fill(RoutingServices& s) {
         return commitSelection(true);
     };
     s.pinSearchSelection = [this](const std::string& query) { return pinSelection(query); };
+    s.expandSearchSelection = [this] { return session_.expandSelected(); };
     // The sticky search latches with what was typed: its rows are those of the buffer.
     s.latchSearch = [this](const std::string&) {
         if (router_) session_.rerunSearch(router_->searchBuffer.get());
@@ -255,14 +314,10 @@ void SearchService::fill(RoutingServices& s) {
 
 bool SearchService::pinSelection(const std::string& query) {
     auto row = session_.selected();
-    if (!row) return false;
+    if (!row || !row->isApp()) return false;
     const std::string& bundle = row->bundleID();
-    std::string name = bundle;
-    for (const auto& a : apps().catalogue().apps())
-        if (a && a->bundleIdentifier() == bundle) name = a->name();
-    auto flash = learning_.togglePin(query, bundle, name);
-    if (!flash) return false;
-    Log::info("flash: {} ({})", flash->text, flash->symbol);
+    auto flash = learning_.togglePin(query, bundle, appName(bundle));
+    if (flash) Log::info("flash: {} ({})", flash->text, flash->symbol);
     return true;
 }
 

@@ -47,7 +47,8 @@ class SearchService {
     // on (the letter's own route then stands).
     // A row chosen by its number acts even for a one-letter query.
     bool commitSelection(bool chosenRow = false);
-    // The pin key: pins the query to the highlighted row's app, or unpins it from that app.
+    // The pin key: pins the query to the highlighted app, or unpins it from that app. False when the
+    // highlighted row is no app (the user then picks one).
     bool pinSelection(const std::string& query);
     std::optional<RoutedApp> learnedAppFor(const std::string& query);
 
@@ -56,6 +57,13 @@ class SearchService {
     search::SearchWorld gatherWorld();
     std::optional<std::string> staticBundleFor(const std::string& letter) const;
     std::optional<command::AppTarget> resolveApp(const command::ZelkRequest& r) const;
+    bool commitApp(const search::SearchApp& app, const std::string& q, bool chosen);
+    bool commitPinPick(const search::SearchResult& row);
+    // Whether the letter's own key (static or dynamic) reaches this app.
+    bool letterReaches(const std::string& letter, const std::string& bundleID) const;
+    RoutedApp routedApp(const std::string& bundleID) const;
+    std::optional<RoutedAssignment> ownAssignment(const std::string& bundleID) const;
+    std::string appName(const std::string& bundleID) const;
 
     windows::WindowManager& windows_;
     KeyRouter* router_ = nullptr;

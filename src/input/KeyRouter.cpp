@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "support/Format.h"
 #include "support/Log.h"
@@ -290,7 +291,53 @@ void KeyRouter::enterWindowSearch() {
     services_.runSearch("");
 }
 
+// The pick latches the search, so the user can type to find the app with no key held; what the
+// pick lists is apps only (the search reads pinPickQuery), and choosing a row pins instead of acting.
+void KeyRouter::beginPinPick(const std::string& query) {
+    if (!services_.built.search) return;
+    Log::info("search: picking the app to pin \"{}\" to", query);
+    pinPickQuery = query;
+    searchDebounceWork.cancel();
+    searchBuffer.set({});
+    input_.stickyToggleHidden = false;
+    input_.latchedSurface = "app";
+    input_.searchActive = true;
+    forceSearchMode = true;
+    searchWindowsOnly = false;
+    searchSelectionTouched = false;
+    lastSearchEditWasBackspace = false;
+    input_.refreshTapSeesBareKeys();
+    services_.runSearch({});
+    input_.showOSD(false);
+}
+
+void KeyRouter::endPinPick() {
+    if (!pinPickQuery) return;
+    const std::string query = std::exchange(pinPickQuery, std::nullopt).value();
+    searchBuffer = query;
+    searchSelectionTouched = false;
+    services_.runSearch(query);
+}
+
 // Trigger up -------------------------------------------------------------------------------------
+
+// One letter that a learned query answers (and no static key or the route of this hold claims):
+// its learned app, when it runs, is the pick.
+void KeyRouter::commitSingleLetterQuery() {
+    const std::string letter = searchBuffer.get();
+    if (services_.staticAssignment(letter) || input_.keyDownDispatchedRouteLetter == letter) return;
+    auto app = services_.learnedAppFor(letter);
+    if (!app || !app->running()) return;
+    dropPending();
+    Log::info("search commit: learned app {} for \"{}\"", app->bundleID, letter);
+    if (input_.focusedBundleIDAtTriggerPress == app->bundleID) {
+        auto dynamic = services_.dynamicAssignment(letter);
+        if (dynamic && dynamic->app.bundleID != app->bundleID) dynamic.reset();
+        runAlreadyFocusedAction(*app, dynamic);
+    } else {
+        services_.focusApp(*app, false);
+    }
+}
 
 void KeyRouter::commitOnTriggerUp() {
     if (adaptiveGraceActive) cancelGrace(true);
@@ -307,6 +354,9 @@ void KeyRouter::commitOnTriggerUp() {
         input_.hideOSD();
         input_.pickCommittedByMouseDuringHold = false;
         return;
+    } else if (input_.searchActive && isSingleLetterQuery()) {
+        commitSingleLetterQuery();
+        leaveSearch();
     } else if (input_.searchActive) {
         // Typing on past the letter hands the decision to the search's highlighted row. While the
         // buffer still holds only the letter that stored an activation, that activation stands: a

@@ -44,6 +44,15 @@ class KeyRouter final : public HotkeyRouter {
     void backspaceSearch(bool repeat);
     void leaveSearch();
     void enterWindowSearch();
+    // Picking the app a query is pinned to: the query waits while the latched search lists apps to
+    // choose from; ending the pick brings the query back.
+    void beginPinPick(const std::string& query);
+    void endPinPick();
+    // A search's pick of the app that was in front at the trigger press gets that app's
+    // already-focused action, as its letter would.
+    void runAlreadyFocusedActionOf(const RoutedApp& app, const std::optional<RoutedAssignment>& a) {
+        runAlreadyFocusedAction(app, a);
+    }
 
     // State.
     ferrow::Observable<std::string> searchBuffer;
@@ -108,6 +117,7 @@ class KeyRouter final : public HotkeyRouter {
     Verdict pinUnderTheActionCombo(KeyPress& k);
     Verdict selectionActionUnderTheActionCombo(KeyPress& k);
     // Under exactly the application trigger, or while something is latched.
+    Verdict escapeCancelsThePinPick(KeyPress& k);
     Verdict escapeEndsTheSearchOrWhatWaits(KeyPress& k);
     Verdict returnCommitsTheLatchedSearch(KeyPress& k);
     Verdict deleteEditsTheSearch(KeyPress& k);
@@ -116,6 +126,7 @@ class KeyRouter final : public HotkeyRouter {
     Verdict spaceTogglesTheStickySearch(KeyPress& k);
     Verdict assignedDigitGoesStraightToItsApp(KeyPress& k);
     Verdict digitPicksASearchRow(KeyPress& k);
+    Verdict periodExpandsTheHighlightedApp(KeyPress& k);
     Verdict switchedOffSpecialKeysReachTheApp(KeyPress& k);
     Verdict letterBreaksOutOfTheSearch(KeyPress& k);
     Verdict letterExtendsTheSearch(KeyPress& k);
@@ -160,6 +171,7 @@ class KeyRouter final : public HotkeyRouter {
     std::optional<PendingAssign> pendingAssign_;
     Decision letterCommit(Key key, const std::string& letter, bool repeat);
     void markUsed();
+    void commitSingleLetterQuery();
     bool shouldDeferForAdaptive(Key key, const std::string& letter, const std::optional<RoutedAssignment>& a,
                                 bool alreadyFocused) const;
     void cancelGrace(bool commit);

@@ -55,6 +55,7 @@ const std::vector<KeyRouter::Step>& KeyRouter::leadingRules() {
 const std::vector<KeyRouter::Step>& KeyRouter::applicationTriggerRules() {
     static const std::vector<Step> rules{
         &KeyRouter::latchedTabCycleTakesItsKeys,
+        &KeyRouter::escapeCancelsThePinPick,
         &KeyRouter::escapeEndsTheSearchOrWhatWaits,
         &KeyRouter::returnCommitsTheLatchedSearch,
         &KeyRouter::deleteEditsTheSearch,
@@ -64,6 +65,7 @@ const std::vector<KeyRouter::Step>& KeyRouter::applicationTriggerRules() {
         &KeyRouter::spaceTogglesTheStickySearch,
         &KeyRouter::assignedDigitGoesStraightToItsApp,
         &KeyRouter::digitPicksASearchRow,
+        &KeyRouter::periodExpandsTheHighlightedApp,
         &KeyRouter::switchedOffSpecialKeysReachTheApp,
         &KeyRouter::letterBreaksOutOfTheSearch,
         &KeyRouter::letterExtendsTheSearch,
@@ -210,7 +212,11 @@ KeyRouter::Verdict KeyRouter::pinUnderTheActionCombo(KeyPress& k) {
         !input_.searchActive || searchWindowsOnly.get() || searchBuffer.get().empty() || !underActionCombo(k))
         return std::nullopt;
     markUsed();
-    if (!k.repeat) services_.pinSearchSelection(searchBuffer.get());
+    if (k.repeat) return kSwallow;
+    // A highlighted app takes or gives up the pin at once; with anything else highlighted the user
+    // picks the app. A one-letter query is a key's business, never a pin.
+    const std::string query = searchBuffer.get();
+    if (query.size() >= 2 && !services_.pinSearchSelection(query)) beginPinPick(query);
     return kSwallow;
 }
 
@@ -225,6 +231,14 @@ KeyRouter::Verdict KeyRouter::selectionActionUnderTheActionCombo(KeyPress& k) {
 }
 
 // Application trigger rules -----------------------------------------------------------------------
+
+// Escape in a pin pick goes back to the query being pinned.
+KeyRouter::Verdict KeyRouter::escapeCancelsThePinPick(KeyPress& k) {
+    if (k.key != Key::escape || !pinPickQuery || !input_.isLatched()) return std::nullopt;
+    markUsed();
+    endPinPick();
+    return kSwallow;
+}
 
 // Escape leaves the search (or the latch), or drops an activation waiting for the release, so a
 // letter followed by Escape focuses nothing.
@@ -259,7 +273,7 @@ KeyRouter::Verdict KeyRouter::deleteEditsTheSearch(KeyPress& k) {
     // Nothing left to delete in a latched search: end the pin pick, or else the latch.
     if (input_.isLatched() && searchBuffer.get().empty()) {
         if (pinPickQuery)
-            pinPickQuery.reset();
+            endPinPick();
         else
             input_.unlatch();
         return kSwallow;
@@ -370,6 +384,18 @@ KeyRouter::Verdict KeyRouter::digitPicksASearchRow(KeyPress& k) {
             leaveSearch();
         input_.hideOSD();
     }
+    return kSwallow;
+}
+
+// Period opens the highlighted running app into its windows, listed under it.
+KeyRouter::Verdict KeyRouter::periodExpandsTheHighlightedApp(KeyPress& k) {
+    if (k.key != Key::period || k.repeat || !services_.built.search || !input_.searchActive ||
+        searchWindowsOnly.get())
+        return std::nullopt;
+    const auto expanded = services_.expandSearchSelection();
+    if (!expanded) return std::nullopt;
+    markUsed();
+    if (*expanded) searchSelectionTouched = true;
     return kSwallow;
 }
 

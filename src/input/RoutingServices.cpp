@@ -50,6 +50,7 @@ void RoutingServices::fillDefaults() {
     orDefault(stepSearchSelection, "search selection step", false);
     orDefault(commitSearchRow, "search row", false);
     orDefault(pinSearchSelection, "search pin", false);
+    orDefault(expandSearchSelection, "search expand", std::optional<bool>{});
     orDefault(runSelectionAction, "selection actions", false);
     orDefault(toggleOverview, "overview", false);
     orNothing(latchSearch, "latched search");

@@ -84,6 +84,10 @@ struct RoutingServices {
     std::function<bool(int delta)> stepSearchSelection;
     std::function<bool(std::size_t row)> commitSearchRow;
     std::function<bool(const std::string& query)> pinSearchSelection;
+    // The highlighted running app's windows join the rows under it, the highlight on the first: true
+    // when they did, false when the highlighted row is no running app with windows, nothing when the
+    // search has no rows.
+    std::function<std::optional<bool>()> expandSearchSelection;
     std::function<bool(const std::string& key)> runSelectionAction;
     std::function<bool()> toggleOverview;
     std::function<void(const std::string& surface)> latchSearch;

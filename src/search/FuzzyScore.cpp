@@ -87,7 +87,6 @@ int align(const MatchText& query, const MatchText& text, Rows rows) {
 // of the matches up-left of it less the cheapest path, and the best cell is a match. With few matches
 // (the usual case: a short query in a title) scoring just the matches against each other is far
 // cheaper than filling the table; many matches fall back to the table.
-constexpr std::size_t kMaxSparseMatches = 48;
 constexpr std::array<std::uint64_t, kMaxSparseLength / 64> kNoPositions{};
 
 // The matches scored so far, and what they offer the row being scored. A match at (i, j) with match
@@ -102,17 +101,19 @@ constexpr std::array<std::uint64_t, kMaxSparseLength / 64> kNoPositions{};
 // sum fits).
 class Matches {
   public:
+    explicit Matches(SparseCells& cells) : cells_(cells) {}
+
     void add(std::size_t at, int i, int j, int value) {
 #if defined(__SSE2__)
         // A fresh vector starts zeroed, so that its unused lanes are read as numbers (then masked).
         if (at % 8 == 0) {
-            for (auto* lanes : {i_.data(), j_.data(), value_.data()})
+            for (auto* lanes : {cells_.i.data(), cells_.j.data(), cells_.value.data()})
                 _mm_store_si128(reinterpret_cast<__m128i*>(lanes + at), _mm_setzero_si128());
         }
 #endif
-        i_[at] = static_cast<std::int16_t>(i);
-        j_[at] = static_cast<std::int16_t>(j);
-        value_[at] = static_cast<std::int16_t>(value);
+        cells_.i[at] = static_cast<std::int16_t>(i);
+        cells_.j[at] = static_cast<std::int16_t>(j);
+        cells_.value[at] = static_cast<std::int16_t>(value);
     }
 
     // Prepares the draws of row i from the matches [0, end).
@@ -124,7 +125,7 @@ class Matches {
 
   private:
     static constexpr std::size_t kVectors = kMaxSparseMatches / 8;
-    alignas(16) std::array<std::int16_t, kMaxSparseMatches> i_, j_, value_;
+    SparseCells& cells_;
 #if defined(__SSE2__)
     std::size_t vectors_ = 0;
     __m128i p_[kVectors], q_[kVectors], down_[kVectors], column_[kVectors];
@@ -145,8 +146,8 @@ void Matches::beginRow(std::size_t end, int i) {
         const auto at = [&](const auto& column) {
             return _mm_load_si128(reinterpret_cast<const __m128i*>(column.data() + 8 * k));
         };
-        const __m128i column = at(j_), value = at(value_);
-        const __m128i di = _mm_sub_epi16(rowAbove, at(i_));
+        const __m128i column = at(cells_.j), value = at(cells_.value);
+        const __m128i di = _mm_sub_epi16(rowAbove, at(cells_.i));
         const __m128i di3 = _mm_add_epi16(di, _mm_add_epi16(di, di));
         const __m128i column3 = _mm_add_epi16(column, _mm_add_epi16(column, column));
         const __m128i live = _mm_cmpgt_epi16(
@@ -191,11 +192,11 @@ void Matches::beginRow(std::size_t end, int i) {
 int Matches::draw(int j, int s) const {
     int best = s;
     for (std::size_t p = 0; p < end_; ++p) {
-        const int di = row_ - 1 - i_[p], dj = j - 1 - j_[p];
+        const int di = row_ - 1 - cells_.i[p], dj = j - 1 - cells_.j[p];
         if (dj >= 0)
-            best = std::max(best, value_[p] - (kGap * std::max(di, dj) + std::min(di, dj)) + s);
+            best = std::max(best, cells_.value[p] - (kGap * std::max(di, dj) + std::min(di, dj)) + s);
         else if (dj == -1)
-            best = std::max(best, value_[p] - kGap * (di + 1));
+            best = std::max(best, cells_.value[p] - kGap * (di + 1));
     }
     return best;
 }
@@ -211,7 +212,8 @@ const std::uint64_t* noPositions() {
 // can draw on is scored before it. The text is seen only through its position sets.
 std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const PositionSets& text) {
     if (query.size() > kMaxSparseRows || text.length > kMaxSparseLength) return std::nullopt;
-    Matches cells;
+    SparseCells storage;
+    Matches cells(storage);
     std::size_t count = 0;
     // Matches against each other cost about count^2 / 2 cheap steps, the table about m * n dearer
     // ones: take matches while they stay the cheaper (the factor 3 measured best on titles).
@@ -246,6 +248,33 @@ std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const Positi
                 best = std::max(best, value);
                 cells.add(count++, i, j, value);
             }
+        }
+    }
+    return best;
+}
+
+std::optional<int> addSparseRow(SparseCells& storage, std::size_t& count, int row,
+                                const std::uint64_t* positions, const std::uint64_t* runFrom,
+                                const std::uint64_t* boundaries, const std::uint64_t* lowercases,
+                                std::size_t words) {
+    Matches cells(storage);
+    cells.beginRow(count, row);
+    int best = 0;
+    int rowBestLifted = 0;
+    for (std::size_t w = 0; w < words; ++w) {
+        const std::uint64_t runs = positions[w] & (runFrom[w] << 1 | (w > 0 ? runFrom[w - 1] >> 63 : 0));
+        const std::uint64_t boundary = boundaries[w], lowercase = lowercases[w];
+        for (std::uint64_t bits = positions[w]; bits; bits &= bits - 1) {
+            if (count == kMaxSparseMatches) return std::nullopt;
+            const std::uint64_t bit = bits & (~bits + 1);
+            const int j = static_cast<int>(w * 64) + std::countr_zero(bits);
+            const int s = (j == 0 ? 14 : 6) + ((boundary & bit) ? 4 : 0) +
+                          ((lowercase & bit) ? kExactCase : 0) + ((runs & bit) ? kRun : 0);
+            const int left = rowBestLifted - kGap * j;
+            const int value = std::max(cells.draw(j, s), left);
+            rowBestLifted = std::max(rowBestLifted, value + kGap * j);
+            best = std::max(best, value);
+            cells.add(count++, row, j, value);
         }
     }
     return best;

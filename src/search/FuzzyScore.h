@@ -1,4 +1,5 @@
 #pragma once
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -38,6 +39,26 @@ inline constexpr std::size_t kMaxSparseLength = 4096;
 // its position sets, scoring only the matches; nullopt when the query is too long or the matches too
 // many for that to pay, and the caller should score the whole text instead.
 std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const PositionSets& text);
+
+// The matches of a text scored so far, row by row, for a caller that adds a query's rows one at a
+// time (a search typed a character at a time): each match's row, column and value. Vectors of eight
+// lanes, so the storage is aligned.
+inline constexpr std::size_t kMaxSparseMatches = 48;
+struct SparseCells {
+    alignas(16) std::array<std::int16_t, kMaxSparseMatches> i, j, value;
+};
+
+// Scores query row `row` (its character's positions in the text, `positions`; the previous
+// character's, `previous`, or noPositions() for the first row) against the `count` matches of the
+// earlier rows in `cells`, appending its own. `boundary` and `lowercase` are the text's sets, `words`
+// their length. Answers the best value among the row's matches (0 when it has none): the score of the
+// query up to this row is the best of that and the earlier rows' answers. nullopt when the matches
+// outgrow the cells (the caller then scores the whole text). Every query character must be its own
+// lower case, and the text within kMaxSparseLength.
+std::optional<int> addSparseRow(SparseCells& cells, std::size_t& count, int row,
+                                const std::uint64_t* positions, const std::uint64_t* previous,
+                                const std::uint64_t* boundary, const std::uint64_t* lowercase,
+                                std::size_t words);
 
 // The least score that counts as a fuzzy hit for a query of `queryLength` characters.
 inline int minScore(std::size_t queryLength) {

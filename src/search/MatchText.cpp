@@ -66,11 +66,6 @@ MatchText::MatchText(std::string_view utf8) : text_(utf8), characters_(splitGrap
     }
 }
 
-bool MatchText::hasPrefix(std::span<const CharKey> query, std::size_t at) const {
-    if (at > lower_.size() || lower_.size() - at < query.size()) return false;
-    return std::equal(query.begin(), query.end(), lower_.begin() + static_cast<std::ptrdiff_t>(at));
-}
-
 bool MatchText::contains(std::span<const CharKey> query) const {
     if (query.empty()) return true;
     if (query.size() > lower_.size()) return false;

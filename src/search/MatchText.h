@@ -1,4 +1,5 @@
 #pragma once
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -65,7 +66,12 @@ class MatchText {
     const std::uint64_t* lowercaseBits() const { return bits_.data() + words_; }
 
     // Character-wise, case-insensitive tests against a query's lower-cased keys.
-    bool hasPrefix(std::span<const CharKey> query, std::size_t at = 0) const;
+    bool hasPrefix(std::span<const CharKey> query, std::size_t at = 0) const {
+        if (at > lower_.size() || lower_.size() - at < query.size()) return false;
+        // Most texts differ at the first character: settle those at once.
+        if (!query.empty() && lower_[at] != query.front()) return false;
+        return std::equal(query.begin(), query.end(), lower_.begin() + static_cast<std::ptrdiff_t>(at));
+    }
     bool contains(std::span<const CharKey> query) const;
 
   private:

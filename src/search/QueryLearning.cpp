@@ -6,16 +6,32 @@
 
 namespace zelk::search {
 
-LearnedMap QueryLearning::selections() const {
+LearnedMap SettingsLearnedStore::selections() const {
     return settings_.get(keys::searchQueryAppSelections);
 }
 
-PinMap QueryLearning::pins() const {
+void SettingsLearnedStore::setSelections(const LearnedMap& map) {
+    settings_.set(keys::searchQueryAppSelections, map);
+}
+
+PinMap SettingsLearnedStore::pins() const {
     return settings_.get(keys::searchQueryPins);
 }
 
+void SettingsLearnedStore::setPins(const PinMap& map) {
+    settings_.set(keys::searchQueryPins, map);
+}
+
+LearnedMap QueryLearning::selections() const {
+    return store_->selections();
+}
+
+PinMap QueryLearning::pins() const {
+    return store_->pins();
+}
+
 void QueryLearning::storeSelections(const LearnedMap& map, bool writeNow) {
-    settings_.set(keys::searchQueryAppSelections, map);
+    store_->setSelections(map);
     if (writeNow && writeCacheNow) writeCacheNow();
 }
 
@@ -38,14 +54,14 @@ bool QueryLearning::pin(const std::string& query, const std::string& bundleID) {
     if (learned.erase(q)) storeSelections(learned, true);
     auto all = pins();
     all[q] = bundleID;
-    settings_.set(keys::searchQueryPins, all);
+    store_->setPins(all);
     return true;
 }
 
 bool QueryLearning::unpin(const std::string& query) {
     auto all = pins();
     if (!all.erase(lowercased(query))) return false;
-    settings_.set(keys::searchQueryPins, all);
+    store_->setPins(all);
     return true;
 }
 

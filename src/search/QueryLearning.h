@@ -1,5 +1,6 @@
 #pragma once
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -16,12 +17,38 @@ struct PinFlash {
     bool operator==(const PinFlash&) const = default;
 };
 
+// Where learned picks and pins are kept. The settings store holds them (the live truth every
+// subscriber follows); a store of another kind can stand in, as long as each write is whole.
+class LearnedStore {
+  public:
+    virtual ~LearnedStore() = default;
+    virtual LearnedMap selections() const = 0;
+    virtual void setSelections(const LearnedMap& map) = 0;
+    virtual PinMap pins() const = 0;
+    virtual void setPins(const PinMap& map) = 0;
+};
+
+// The settings store's keys `searchQueryAppSelections` and `searchQueryPins`.
+class SettingsLearnedStore final : public LearnedStore {
+  public:
+    explicit SettingsLearnedStore(Settings& settings) : settings_(settings) {}
+    LearnedMap selections() const override;
+    void setSelections(const LearnedMap& map) override;
+    PinMap pins() const override;
+    void setPins(const PinMap& map) override;
+
+  private:
+    Settings& settings_;
+};
+
 // The learned picks and pins as the user changes them: each operation reads the settings, applies
 // its rule and stores the result, so every subscriber (letters, chips, the cache file) follows.
 class QueryLearning {
   public:
+    QueryLearning(std::shared_ptr<LearnedStore> store, std::function<double()> now)
+        : store_(std::move(store)), now_(std::move(now)) {}
     QueryLearning(Settings& settings, std::function<double()> now)
-        : settings_(settings), now_(std::move(now)) {}
+        : QueryLearning(std::make_shared<SettingsLearnedStore>(settings), std::move(now)) {}
 
     // Runs when a change must reach the cache file at once (a pin that removed a learned entry, a
     // clean-up), not at the next flush. The configuration-file work sets it.
@@ -53,7 +80,7 @@ class QueryLearning {
   private:
     void storeSelections(const LearnedMap& map, bool writeNow);
 
-    Settings& settings_;
+    std::shared_ptr<LearnedStore> store_;
     std::function<double()> now_;
 };
 

@@ -7,7 +7,6 @@
 #include <limits>
 #include <memory>
 #include <set>
-#include <unordered_set>
 
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
@@ -49,18 +48,65 @@ class NameOrder {
     std::unique_ptr<icu::Collator> collator_;
 };
 
+// Window ids seen, in a flat table (open addressing): a keystroke may list a thousand windows, and a
+// node per id would cost more than the ranking.
+class IdSet {
+  public:
+    explicit IdSet(std::size_t expected) { resize(expected); }
+    // False when the id was there already.
+    bool insert(std::uint32_t id) {
+        if (2 * (size_ + 1) > slots_.size()) {
+            std::vector<std::uint64_t> old = std::move(slots_);
+            resize(old.size());
+            for (std::uint64_t key : old)
+                if (key) place(key);
+        }
+        return place(std::uint64_t{id} + 1);
+    }
+    bool contains(std::uint32_t id) const {
+        const std::uint64_t key = std::uint64_t{id} + 1;
+        const std::size_t mask = slots_.size() - 1;
+        for (std::size_t h = (static_cast<std::uint32_t>(key) * 0x9E3779B1u) & mask;; h = (h + 1) & mask) {
+            if (slots_[h] == key) return true;
+            if (slots_[h] == 0) return false;
+        }
+    }
+
+  private:
+    void resize(std::size_t expected) {
+        std::size_t capacity = 16;
+        while (capacity < 2 * expected + 2)
+            capacity <<= 1;
+        slots_.assign(capacity, 0);
+        size_ = 0;
+    }
+    bool place(std::uint64_t key) {
+        const std::size_t mask = slots_.size() - 1;
+        for (std::size_t h = (static_cast<std::uint32_t>(key) * 0x9E3779B1u) & mask;; h = (h + 1) & mask) {
+            if (slots_[h] == key) return false;
+            if (slots_[h] == 0) {
+                slots_[h] = key;
+                ++size_;
+                return true;
+            }
+        }
+    }
+    std::vector<std::uint64_t> slots_;  // id + 1, 0 for an empty slot
+    std::size_t size_ = 0;
+};
+
 // A query's windows in the order of the emitted rows, each window once.
 class RowWriter {
   public:
-    RowWriter(std::shared_ptr<const SearchWorld> world, std::size_t expected = 0) : world_(std::move(world)) {
+    RowWriter(std::shared_ptr<const SearchWorld> world, std::size_t expected = 0)
+        : world_(std::move(world)), windowIds_(expected) {
         rows_.reserve(expected);
-        windowIds_.reserve(expected);
     }
     void app(const SearchApp& a) {
         rows_.push_back(SearchResult::ofApp(std::shared_ptr<const SearchApp>(world_, &a)));
     }
     void window(const SearchWindow& w) {
-        if (windowIds_.insert(w.id).second)
+        if (windowIds_.insert(w.id))
             rows_.push_back(SearchResult::ofWindow(std::shared_ptr<const SearchWindow>(world_, &w)));
     }
     void windows(const std::vector<const SearchWindow*>& list) {
@@ -72,7 +118,7 @@ class RowWriter {
   private:
     std::shared_ptr<const SearchWorld> world_;
     std::vector<SearchResult> rows_;
-    std::unordered_set<std::uint32_t> windowIds_;
+    IdSet windowIds_;
 };
 
 }  // namespace
@@ -325,7 +371,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
                                    : MatchText(lowercased(title.text())).hasPrefix(query.lowerKeys()) ||
                                          wordBoundaryMatch(MatchText(lowercased(title.text())), query);
     }
-    for (const auto& m : filterWindows(globalList_, q, anchored, false)) {
+    for (const auto& m : filterWindows(globalList_, q, anchored, false, globalScores_)) {
         const SearchWindow& w = *globalWindows_[m.index];
         const bool isSettings = world_->settingsWindow && m.index == globalWindows_.size() - 1;
         if (isSettings ? !settingsMatches : assigned && w.bundleIdentifier == assigned->bundleID) continue;
@@ -407,14 +453,14 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
     // Windows that match better than their app's name climb above weaker apps.
     std::unordered_map<std::string_view, int> scores;
     std::vector<Hit> promoted;
-    std::unordered_set<std::uint32_t> promotedIds;
+    IdSet promotedIds(windowMatches.size());
     if (anchored && length >= 3) {
         for (const auto& r : apps)
             scores.emplace(r.app->bundleID, r.score);
         if (pin) scores[*pin] = kLargest;
         for (const Hit& h : windowMatches) {
             auto s = scores.find(h.window->bundleIdentifier);
-            if (h.score > (s == scores.end() ? 0 : s->second) && promotedIds.insert(h.window->id).second)
+            if (h.score > (s == scores.end() ? 0 : s->second) && promotedIds.insert(h.window->id))
                 promoted.push_back(h);
         }
         if (!windowsFirst && assigned) {
@@ -429,7 +475,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
                     const int score = prepared != ownWindows_.end()
                                           ? fuzzyScore(query, prepared->second.rows()[i].lowercasedTitle)
                                           : fuzzyScore(query, MatchText(lowercased(w.title)));
-                    if (score >= minScore(query) && score > s && promotedIds.insert(w.id).second)
+                    if (score >= minScore(query) && score > s && promotedIds.insert(w.id))
                         promoted.push_back({&w, score});
                 }
             }
@@ -453,7 +499,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
         if (!windowsFirst && assigned && r.app->bundleID == assigned->bundleID) out.windows(subWindows);
         if (auto g = groupOf_.find(r.app->bundleID); g != groupOf_.end()) {
             for (const SearchWindow* w : groups[g->second])
-                if (!promotedIds.count(w->id)) out.window(*w);
+                if (!promotedIds.contains(w->id)) out.window(*w);
             seen[g->second] = 1;
         }
     }
@@ -473,7 +519,7 @@ std::vector<SearchResult> SearchEngine::search(std::string_view rawQuery, const 
             if (seen[g] || list.empty()) continue;
             std::vector<const SearchWindow*> remaining;
             for (const SearchWindow* w : list)
-                if (!promotedIds.count(w->id)) remaining.push_back(w);
+                if (!promotedIds.contains(w->id)) remaining.push_back(w);
             if (remaining.empty()) continue;
             if (const SearchApp* a = catalogueApp(bundle)) out.app(*a);
             out.windows(remaining);

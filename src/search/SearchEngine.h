@@ -68,6 +68,9 @@ class SearchEngine {
     // The windows of every app with more than one, prepared for the whole-query filter.
     std::vector<const SearchWindow*> globalWindows_;
     WindowCandidateList globalList_;
+    // The global windows' scores as the query grows a keystroke at a time (main thread only, like
+    // every search).
+    mutable IncrementalWindowScores globalScores_;
     // Each global window's group, the groups numbered in ascending bundle id order.
     std::vector<std::uint32_t> globalGroup_;
     std::vector<std::string> groupBundles_;

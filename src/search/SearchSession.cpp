@@ -56,6 +56,32 @@ std::optional<SearchResult> SearchSession::selected() const {
     return rows[selectedSearchIndex.get()];
 }
 
+std::optional<bool> SearchSession::expandSelected() {
+    const auto& rows = searchResults.get();
+    if (rows.empty()) return std::nullopt;
+    const std::size_t at = selectedSearchIndex.get();
+    if (at >= rows.size() || !rows[at].isApp() || !rows[at].app().running) return false;
+    const std::string bundle = rows[at].app().bundleID;
+    const auto& all = engine_().world().windowsByBundle;
+    const auto own = all.find(bundle);
+    if (own == all.end() || own->second.empty()) return false;
+    std::vector<SearchResult> next;
+    next.reserve(rows.size() + own->second.size());
+    std::size_t first = 0;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const bool ownWindow = rows[i].isWindow() && rows[i].window().bundleIdentifier == bundle;
+        if (!ownWindow) next.push_back(rows[i]);
+        if (i != at) continue;
+        first = next.size();
+        for (const auto& w : own->second)
+            next.push_back(SearchResult::ofWindow(w));
+    }
+    ferrow::Log::debug("search: expanded {} into {} windows", bundle, own->second.size());
+    searchResults = std::move(next);
+    selectedSearchIndex = first;
+    return true;
+}
+
 std::vector<std::vector<std::string>> SearchSession::reasons() const {
     return engine_().reasons(query_, lastState_, searchResults.get());
 }

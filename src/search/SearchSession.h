@@ -41,6 +41,10 @@ class SearchSession {
     void step(int delta);
     void select(std::size_t index);
     std::optional<SearchResult> selected() const;
+    // The highlighted running app opens into its windows: they follow its row (moved up when already
+    // listed) and the highlight goes to the first. Nothing without rows; false when the highlighted
+    // row is no running app with windows.
+    std::optional<bool> expandSelected();
     const std::string& query() const { return query_; }
     bool windowsOnly() const { return windowsOnly_; }
     // Why each row stands where it does.

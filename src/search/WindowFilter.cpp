@@ -89,12 +89,116 @@ std::vector<int> fuzzyScores(const WindowCandidateList& windows, const MatchText
     return scores;
 }
 
+std::vector<WindowMatch> filterScored(const WindowCandidateList& windows, const MatchText& query, bool fuzzy,
+                                      bool useKeys, const std::vector<int>* fuzzy_scores);
+
 }  // namespace
+
+void IncrementalWindowScores::reset(const WindowCandidateList& windows) {
+    list_ = &windows;
+    listSize_ = windows.size();
+    keys_.clear();
+    const std::size_t n = windows.size();
+    cells_.assign(n, SparseCells{});
+    countAt_.assign(1, std::vector<std::uint8_t>(n, 0));
+    bestAt_.assign(1, std::vector<int>(n, 0));
+    lastAt_.assign(1, std::vector<std::uint64_t>(n, 0));
+    wholeFrom_.assign(n, std::numeric_limits<std::uint32_t>::max());
+    for (std::size_t r = 0; r < n; ++r)
+        if (windows.wordStart(r + 1) == windows.wordStart(r)) wholeFrom_[r] = 0;
+}
+
+// Row `row` of the query (0-based) for every title holding its character; the others keep their
+// score. A title past its cells is scored whole.
+void IncrementalWindowScores::addRow(const WindowCandidateList& windows, const MatchText& query,
+                                     std::size_t row) {
+    const auto q = query.lowerKeys();
+    const std::size_t length = row + 1;
+    countAt_.resize(length + 1);
+    bestAt_.resize(length + 1);
+    lastAt_.resize(length + 1);
+    countAt_[length] = countAt_[row];
+    bestAt_[length] = bestAt_[row];
+    lastAt_[length].assign(windows.size(), 0);
+    auto& count = countAt_[length];
+    auto& best = bestAt_[length];
+    auto& last = lastAt_[length];
+    const auto& before = lastAt_[row];
+    // A title has a posting for each word holding the character, in row order: take it once.
+    std::uint32_t seen = std::numeric_limits<std::uint32_t>::max();
+    for (const auto& p : windows.postings(q[row])) {
+        const std::uint32_t r = p.row;
+        if (r == seen) continue;
+        seen = r;
+        const std::size_t words = windows.wordStart(r + 1) - windows.wordStart(r);
+        // One-word titles (most) read their positions from the postings, not from the title.
+        const MatchText* title = nullptr;
+        const std::uint64_t *positions = &p.positions, *previous = &before[r];
+        if (words == 1) {
+            last[r] = p.positions;
+        } else {
+            title = &windows.rows()[r].lowercasedTitle;
+            positions = title->positionsOf(q[row]);
+            previous = row > 0 ? title->positionsOf(q[row - 1]) : nullptr;
+            if (!previous) previous = noPositions();
+        }
+        if (wholeFrom_[r] <= length) continue;
+        std::size_t n = count[r];
+        auto got = addSparseRow(cells_[r], n, static_cast<int>(row), positions, previous, windows.boundary(r),
+                                windows.lowercase(r), words);
+        if (!got) {
+            wholeFrom_[r] = static_cast<std::uint32_t>(length);
+            continue;
+        }
+        count[r] = static_cast<std::uint8_t>(n);
+        best[r] = std::max(best[r], *got);
+    }
+}
+
+const std::vector<int>& IncrementalWindowScores::scores(const WindowCandidateList& windows,
+                                                        const MatchText& query) {
+    if (list_ != &windows || listSize_ != windows.size()) reset(windows);
+    const auto q = query.lowerKeys();
+    // The common prefix with what was scored stands; the rest is scored anew.
+    std::size_t keep = 0;
+    while (keep < q.size() && keep < keys_.size() && keys_[keep] == q[keep])
+        ++keep;
+    reused_ = keep;
+    keys_.resize(keep);
+    countAt_.resize(keep + 1);
+    bestAt_.resize(keep + 1);
+    lastAt_.resize(keep + 1);
+    // A title that outgrew its cells on a row now forgotten is sparse again: its earlier matches stand.
+    for (auto& from : wholeFrom_)
+        if (from > keep) from = std::numeric_limits<std::uint32_t>::max();
+    for (std::size_t row = keep; row < q.size(); ++row) {
+        addRow(windows, query, row);
+        keys_.push_back(q[row]);
+    }
+    scores_ = bestAt_[q.size()];
+    for (std::size_t r = 0; r < windows.size(); ++r)
+        if (wholeFrom_[r] <= q.size()) scores_[r] = fuzzyScore(query, windows.rows()[r].lowercasedTitle);
+    return scores_;
+}
+
+std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::string_view q, bool fuzzy,
+                                       bool useKeys, IncrementalWindowScores& scores) {
+    const MatchText query(lowercased(q));
+    if (!fuzzy || query.empty() || query.size() > kMaxSparseRows || !query.isLowercase())
+        return filterScored(windows, query, fuzzy, useKeys, nullptr);
+    return filterScored(windows, query, fuzzy, useKeys, &scores.scores(windows, query));
+}
 
 std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::string_view q, bool fuzzy,
                                        bool useKeys) {
+    return filterScored(windows, MatchText(lowercased(q)), fuzzy, useKeys, nullptr);
+}
+
+namespace {
+
+std::vector<WindowMatch> filterScored(const WindowCandidateList& windows, const MatchText& query, bool fuzzy,
+                                      bool useKeys, const std::vector<int>* given) {
     std::vector<WindowMatch> out;
-    const MatchText query(lowercased(q));
     if (query.empty()) {
         out.reserve(windows.size());
         for (std::size_t i = 0; i < windows.size(); ++i)
@@ -104,8 +208,9 @@ std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::
     auto keys = query.lowerKeys();
     const std::string& firstLetter = query.characters().front();
     const int threshold = minScore(query);
-    std::vector<int> scores;
-    if (fuzzy) scores = fuzzyScores(windows, query);
+    std::vector<int> computed;
+    if (fuzzy && !given) computed = fuzzyScores(windows, query);
+    const std::vector<int>& scores = given ? *given : computed;
 
     // The hits in title order, each with its group: key match first, then a title beginning with the
     // query. Sorting them stably by group, then higher score, gives the order asked for; as the scores
@@ -152,6 +257,8 @@ std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::
     }
     return out;
 }
+
+}  // namespace
 
 std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windows, std::string_view q,
                                        bool fuzzy, bool useKeys) {

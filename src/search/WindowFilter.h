@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "search/FuzzyScore.h"
 #include "search/MatchText.h"
 
 namespace zelk::search {
@@ -57,6 +58,40 @@ class WindowCandidateList {
     std::vector<std::uint64_t> boundary_, lowercase_;
 };
 
+// The fuzzy scores of a candidate list for a query typed a character at a time. A query's alignment
+// table begins with the table of each of its prefixes, so a longer query keeps every match its prefix
+// scored and adds the rows of its new characters: a keystroke scores only the titles holding the new
+// character, and only that row of them. Going back (a deletion) forgets the rows past the common
+// prefix. Titles whose matches outgrow the sparse cells are scored whole. The scores are those of
+// fuzzyScore. Bound to one list: another list (or the same list moved) starts afresh.
+class IncrementalWindowScores {
+  public:
+    // The score of every row of `windows` (in row order) for the lower-cased query.
+    const std::vector<int>& scores(const WindowCandidateList& windows, const MatchText& query);
+    // How many characters of the last query were reused (for tests).
+    std::size_t reused() const { return reused_; }
+
+  private:
+    void reset(const WindowCandidateList& windows);
+    void addRow(const WindowCandidateList& windows, const MatchText& query, std::size_t row);
+
+    const WindowCandidateList* list_ = nullptr;
+    std::size_t listSize_ = 0;
+    std::vector<CharKey> keys_;  // the query rows scored so far
+    std::vector<SparseCells> cells_;
+    // Per query length (index 0: the empty query): each title's match count and best score.
+    std::vector<std::vector<std::uint8_t>> countAt_;
+    std::vector<std::vector<int>> bestAt_;
+    // Per query length: where a one-word title holds the query's last character (the run bonus of the
+    // next row reads it).
+    std::vector<std::vector<std::uint64_t>> lastAt_;
+    // The query length from which a title is scored whole (its matches outgrew the cells); 0 for a
+    // title that isn't indexed.
+    std::vector<std::uint32_t> wholeFrom_;
+    std::vector<int> scores_;
+    std::size_t reused_ = 0;
+};
+
 struct WindowMatch {
     std::size_t index = 0;  // into the candidate list
     int score = 0;          // fuzzy score when scored, else 0
@@ -68,6 +103,9 @@ struct WindowMatch {
 // reach minScore. A window whose key is the query's first character leads when `useKeys` is set.
 std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::string_view q, bool fuzzy,
                                        bool useKeys);
+// The same, scoring through `scores`, which keeps the work of the previous keystroke.
+std::vector<WindowMatch> filterWindows(const WindowCandidateList& windows, std::string_view q, bool fuzzy,
+                                       bool useKeys, IncrementalWindowScores& scores);
 // The same for rows not prepared in advance (they are prepared on the way).
 std::vector<WindowMatch> filterWindows(const std::vector<WindowCandidate>& windows, std::string_view q,
                                        bool fuzzy, bool useKeys);

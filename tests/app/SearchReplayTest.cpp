@@ -315,3 +315,118 @@ TEST(SearchReplay, ThePanelListsTheSearchRowsAsTheyAreTyped) {
     EXPECT_TRUE(last["items"][0].value("highlighted", false));
     EXPECT_EQ(last["items"][1]["title"], "GitHub Pull Request");
 }
+
+// The world above with another app in front.
+std::string withFront(const std::string& bundle, int window) {
+    std::string w = kWorld;
+    w.replace(w.find("frontmost: com.apple.Safari"), std::string("frontmost: com.apple.Safari").size(),
+              "frontmost: " + bundle);
+    w.replace(w.find("focusedWindow: 1001"), std::string("focusedWindow: 1001").size(),
+              "focusedWindow: " + std::to_string(window));
+    return w;
+}
+
+TEST(SearchReplay, ALearnedOneLetterQueryCommitsItsAppAtTheRelease) {
+    // x reaches nothing by key; learned for Termius, a one-letter query "x" (a slow x after m starts
+    // it) focuses Termius at the release, or runs its already-focused action when it was in front.
+    const std::string script = R"(
+- {at: 500, command: {command: search-learn, query: "x", appQuery: termius}}
+- {at: 1000, flags: [rightCommand]}
+- {at: 1050, tap: m}
+- {at: 1600, tap: x}
+- {at: 1700, flags: []}
+- {at: 3000, end: true}
+)";
+    auto events = replay(kWorld, script, true);
+    EXPECT_TRUE(hasLog(events, "search commit: learned app com.termius-dmg.mac for \"x\""));
+    EXPECT_EQ(summary(events, {"focus"}).back(),
+              "1700 focus bundleID=com.termius-dmg.mac pid=105 windowID=5001");
+    auto front = replay(withFront("com.termius-dmg.mac", 5001), script, true);
+    EXPECT_TRUE(hasLog(front, "Hiding assigned com.termius-dmg.mac"));
+}
+
+TEST(SearchReplay, CommittingTheAppThatWasInFrontRunsItsAlreadyFocusedAction) {
+    // In a latched search no letter took a route: Safari, in front at the press, gets the
+    // already-focused action (hide by default) instead of a focus that changes nothing.
+    auto events = replay(kWorld, R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: space}
+- {at: 1200, flags: []}
+- {at: 1300, tap: s}
+- {at: 1350, tap: a}
+- {at: 1400, tap: f}
+- {at: 1500, tap: return}
+- {at: 3000, end: true}
+)",
+                         true);
+    EXPECT_TRUE(
+        hasLog(events, "search commit: app com.apple.Safari query=\"saf\" running=true inFront=true"));
+    EXPECT_TRUE(hasLog(events, "Hiding assigned com.apple.Safari"));
+    EXPECT_TRUE(hasLog(events, "recordPick: \"saf\" -> com.apple.Safari count=1"));
+}
+
+TEST(SearchReplay, ThePinKeyOnAWindowRowLetsTheUserPickTheAppToPinTo) {
+    // "sgi" highlights Safari's pull request window: the pin key opens the pick, which lists apps;
+    // "ch" then Return pins "sgi" to Chess, and the next "sgi" search leads with it.
+    const std::string start = R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1050, tap: s}
+- {at: 1100, tap: g}
+- {at: 1150, tap: i}
+- {at: 1200, flags: [rightCommand, lcmd]}
+- {at: 1250, tap: p}
+- {at: 1300, flags: [rightCommand]}
+- {at: 1350, flags: []}
+- {at: 1400, tap: c}
+- {at: 1450, tap: h}
+)";
+    auto events = replay(kWorld, start + R"(
+- {at: 1500, tap: return}
+- {at: 2000, command: {command: search, query: "sgi"}}
+- {at: 3000, end: true}
+)",
+                         true);
+    EXPECT_TRUE(hasLog(events, "search: picking the app to pin \"sgi\" to"));
+    EXPECT_TRUE(hasLog(events, "flash: Pinned \"sgi\" to Chess (pin.circle.fill)"));
+    EXPECT_TRUE(summary(events, {"launch"}).empty());  // a pick activates nothing
+    auto next = replyTo(events, 2000)["searchResults"];
+    ASSERT_FALSE(next.empty());
+    EXPECT_EQ(next[0]["name"], "Chess");
+    EXPECT_EQ(next[0]["reasons"][0], "pin[\"sgi\"]");
+
+    // Escape goes back to the query, still latched; a second Escape ends it with nothing pinned.
+    auto back = replay(kWorld, start + R"(
+- {at: 1500, tap: escape}
+- {at: 1550, tap: escape}
+- {at: 2000, command: {command: search-learned}}
+- {at: 3000, end: true}
+)",
+                       true);
+    EXPECT_FALSE(hasLog(back, "flash: Pinned"));
+    EXPECT_TRUE(replyTo(back, 2000)["learnedQueries"].empty());
+    EXPECT_TRUE(hasLog(back, "search: \"sgi\""));
+}
+
+TEST(SearchReplay, PeriodOpensTheHighlightedAppIntoItsWindows) {
+    // "ma" lists Mail; Period puts its window under it and highlights it, so Return focuses that
+    // window rather than the app.
+    auto events = replay(kWorld, R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: space}
+- {at: 1200, flags: []}
+- {at: 1300, tap: m}
+- {at: 1350, tap: a}
+- {at: 1400, tap: period}
+- {at: 1500, tap: return}
+- {at: 3000, end: true}
+)",
+                         true);
+    EXPECT_TRUE(hasLog(events, "search commit: window #3001 query=\"ma\""));
+    EXPECT_FALSE(hasLog(events, "search commit: app"));
+    EXPECT_EQ(summary(events, {"focus"}).back(), "1500 focus bundleID=com.apple.mail pid=103 windowID=3001");
+    std::vector<std::string> periods;
+    for (const auto& k : withoutKeyUps(events, {"key"}))
+        if (k.find("key=period") != std::string::npos) periods.push_back(k);
+    ASSERT_EQ(periods.size(), 1u);
+    EXPECT_NE(periods[0].find("action=swallowed"), std::string::npos) << periods[0];
+}

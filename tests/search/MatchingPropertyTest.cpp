@@ -7,6 +7,7 @@
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
 #include "search/NameAnchors.h"
+#include "search/SearchEngine.h"
 #include "search/TextMatch.h"
 #include "search/WindowFilter.h"
 
@@ -146,5 +147,76 @@ TEST(MatchingProperties, MatchedAppsAreUniqueAndAllAnchored) {
         }
         std::sort(ids.begin(), ids.end());
         EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end()) << q;
+    }
+}
+
+// A query typed a character at a time, with deletions and jumps to unrelated queries, filters exactly
+// as a fresh filter of the same query does; long titles (several words, some past the sparse cells)
+// and titles too long to index included.
+TEST(MatchingProperties, AKeystrokeThatReusesThePreviousOneFiltersAsAFreshOne) {
+    std::mt19937 rng(20261124);
+    std::vector<WindowCandidate> rows;
+    for (int i = 0; i < 150; ++i)
+        rows.push_back(WindowCandidate::make(randomText(rng, i % 10 == 0 ? 180 : 40), ""));
+    rows.push_back(WindowCandidate::make(std::string(5000, 'a') + "bc", ""));
+    rows.push_back(WindowCandidate::make("", ""));
+    const WindowCandidateList list(std::move(rows));
+    IncrementalWindowScores scores;
+    std::string typed;
+    std::size_t reusedSomething = 0;
+    std::uniform_int_distribution<int> action(0, 9);
+    for (int step = 0; step < 600; ++step) {
+        const int a = action(rng);
+        if (a < 6 || typed.empty()) {
+            typed += randomText(rng, 1);
+        } else if (a < 9) {
+            auto chars = splitGraphemes(typed);
+            chars.pop_back();
+            typed.clear();
+            for (auto& c : chars)
+                typed += c;
+        } else {
+            typed = randomText(rng, 4);
+        }
+        if (splitGraphemes(typed).size() > 12) typed = randomText(rng, 2);
+        const auto fresh = filterWindows(list, typed, true, false);
+        const auto kept = filterWindows(list, typed, true, false, scores);
+        ASSERT_EQ(kept, fresh) << "step " << step << " query '" << typed << "'";
+        reusedSomething += scores.reused() > 0;
+    }
+    EXPECT_GT(reusedSomething, 200u);
+}
+
+// The whole search typed a character at a time (with deletions) lists what a search that never saw
+// the earlier keystrokes lists.
+TEST(MatchingProperties, ATypedSearchListsWhatAFreshSearchLists) {
+    std::mt19937 rng(20261125);
+    SearchWorld world;
+    for (int a = 0; a < 6; ++a) {
+        const std::string bundle = "app." + std::to_string(a);
+        SearchApp app{bundle, bundle, randomText(rng, 8), "", a % 2 == 0, static_cast<double>(a)};
+        app.lowercasedName = lowercased(app.name);
+        world.candidates.push_back(app);
+        world.catalogue.push_back(app);
+        for (int w = 0; w < 8; ++w)
+            world.windowsByBundle[bundle].push_back({static_cast<std::uint32_t>(a * 100 + w + 1),
+                                                     randomText(rng, 50), bundle, false, "", app.name});
+    }
+    const SearchEngine typedEngine(world);
+    SearchState state;
+    std::string typed;
+    for (int step = 0; step < 100; ++step) {
+        if (typed.empty() || step % 4 != 3) {
+            typed += randomText(rng, 1);
+        } else {
+            auto chars = splitGraphemes(typed);
+            chars.pop_back();
+            typed.clear();
+            for (auto& c : chars)
+                typed += c;
+        }
+        if (splitGraphemes(typed).size() > 8) typed.clear();
+        const SearchEngine fresh(world);
+        ASSERT_EQ(typedEngine.search(typed, state), fresh.search(typed, state)) << "query '" << typed << "'";
     }
 }

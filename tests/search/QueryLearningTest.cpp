@@ -190,3 +190,34 @@ TEST_F(SearchCacheFlushTest, CleanUpsWriteAtOnceAndAFailedWriteStaysDirty) {
 }
 
 }  // namespace
+
+// Another store plugged in takes every read and whole write; the settings store is left alone.
+TEST(LearnedStoreTest, AnotherStoreTakesThePicksAndPins) {
+    struct CountingStore final : LearnedStore {
+        LearnedMap learned;
+        PinMap pinned;
+        int writes = 0;
+        LearnedMap selections() const override { return learned; }
+        void setSelections(const LearnedMap& map) override {
+            learned = map;
+            ++writes;
+        }
+        PinMap pins() const override { return pinned; }
+        void setPins(const PinMap& map) override {
+            pinned = map;
+            ++writes;
+        }
+    };
+    auto store = std::make_shared<CountingStore>();
+    platform::MemorySettingsStore memory;
+    Settings settings(memory);
+    QueryLearning learning(store, [] { return 1'800'000'000.0; });
+    learning.recordPick("sa", "app.a", std::nullopt);
+    learning.pin("sa", "app.b");
+    EXPECT_TRUE(store->learned.empty());  // the pin replaced the learned entry
+    EXPECT_EQ(store->pinned, (PinMap{{"sa", "app.b"}}));
+    EXPECT_EQ(store->writes, 3);
+    EXPECT_EQ(learning.learnedBundleFor("sa"), "app.b");
+    EXPECT_TRUE(settings.get(keys::searchQueryPins).empty());
+    EXPECT_TRUE(settings.get(keys::searchQueryAppSelections).empty());
+}
