@@ -846,8 +846,11 @@ void addImpliedWrites(ReadContext& c) {
             keyPatterns = SettingCodec<std::vector<WindowKeyPattern>>::decode(*v).value_or(keyPatterns);
         if (auto* v = valueOf(keys::windowTitlePatterns.name))
             titlePatterns = SettingCodec<std::vector<WindowTitlePattern>>::decode(*v).value_or(titlePatterns);
-        c.write(keys::windowPatternGroups.name, SettingCodec<std::vector<WindowPatternGroup>>::encode(
-                                                    groupsFromPatterns(keyPatterns, titlePatterns)));
+        // Lists without a pattern rebuild nothing: the groups a file doesn't mention stay.
+        auto groups = groupsFromPatterns(keyPatterns, titlePatterns);
+        if (!groups.empty())
+            c.write(keys::windowPatternGroups.name,
+                    SettingCodec<std::vector<WindowPatternGroup>>::encode(groups));
     }
 }
 
