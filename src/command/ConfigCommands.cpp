@@ -25,12 +25,14 @@ void registerConfigCommands(CommandDispatcher& d, ConfigFileManager& config) {
     d.registerHandler(ZelkCommand::configImport, [c](const ZelkRequest& r) {
         if (!r.body || r.body->empty()) return ZelkResponse::failure("missing JSON payload");
         std::string error;
-        if (!c->importJSON(*r.body, error)) return ZelkResponse::failure("invalid settings JSON: " + error);
+        if (!c->importJSON(*r.body, error))
+            return ZelkResponse::failure(fmt::format("invalid settings JSON: {}", error));
         return ZelkResponse::success(fmt::format("imported settings ({} bytes)", r.body->size()));
     });
     d.registerHandler(ZelkCommand::configReset, [c](const ZelkRequest&) {
         std::string error;
-        if (!c->resetConfig(error)) return ZelkResponse::failure("config reset failed: " + error);
+        if (!c->resetConfig(error))
+            return ZelkResponse::failure(fmt::format("config reset failed: {}", error));
         return ZelkResponse::success(
             fmt::format("config reset (previous saved to {})", c->backupPath().string()));
     });

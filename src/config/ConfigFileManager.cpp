@@ -1,5 +1,7 @@
 #include "config/ConfigFileManager.h"
 
+#include <fmt/format.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +10,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "config/SearchCacheFile.h"
 #include "config/SettingsCatalogue.h"
@@ -52,26 +55,27 @@ bool writeAll(int fd, std::string_view text) {
 bool writeAtomically(const fs::path& path, std::string_view text, std::string& error) {
     const fs::path target = resolveLinks(path);
     fs::path temporary =
-        target.parent_path() / ("." + target.filename().string() + ".tmp-" + std::to_string(::getpid()));
+        target.parent_path() / fmt::format(".{}.tmp-{}", target.filename().string(), ::getpid());
     struct stat info {};
     const mode_t mode = ::stat(target.c_str(), &info) == 0 ? (info.st_mode & 07777) : 0644;
     int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
     if (fd < 0) {
-        error = "can't write " + temporary.string() + ": " + std::strerror(errno);
+        error = fmt::format("can't write {}: {}", temporary.string(), std::strerror(errno));
         return false;
     }
     const bool written = writeAll(fd, text);
     const int savedErrno = errno;
     std::error_code ec;
     if (::close(fd) != 0 || !written) {
-        error = "can't write " + temporary.string() + ": " + std::strerror(written ? errno : savedErrno);
+        error = fmt::format("can't write {}: {}", temporary.string(),
+                            std::strerror(written ? errno : savedErrno));
         fs::remove(temporary, ec);
         return false;
     }
     ::chmod(temporary.c_str(), mode);
     fs::rename(temporary, target, ec);
     if (ec) {
-        error = "can't replace " + target.string() + ": " + ec.message();
+        error = fmt::format("can't replace {}: {}", target.string(), ec.message());
         fs::remove(temporary, ec);
         return false;
     }
@@ -137,6 +141,9 @@ void ConfigFileManager::setup() {
 void ConfigFileManager::settingsChanged(const std::string& key) {
     const auto& managed = configManagedKeys();
     if (std::find(managed.begin(), managed.end(), key) == managed.end()) return;
+    // A change made while an apply holds writes back, but not by the apply, still reaches the file
+    // once the hold ends.
+    if (isReading_ && !applying_) changedDuringHold_ = true;
     std::weak_ptr<bool> alive = alive_;
     writeDebounce_.call([this, alive] {
         if (alive.lock()) writeSettingsToFile();
@@ -205,7 +212,7 @@ void ConfigFileManager::onFileEvent(const std::string& path) {
 void ConfigFileManager::reportBadFile(const std::string& what, const std::string& error) {
     if (!platform::Platform::installed()) return;
     if (auto* n = platform::Platform::current().notifications)
-        n->postUserNotification("configFileError", "zelk: " + what + " not applied", error);
+        n->postUserNotification("configFileError", fmt::format("zelk: {} not applied", what), error);
 }
 
 bool ConfigFileManager::readSettingsFromFile() {
@@ -236,7 +243,9 @@ bool ConfigFileManager::readSettingsFromFile() {
         Log::info("read: overrideUserDefaults on -> resetting config-managed keys before apply");
     for (auto& note : update->notes)
         Log::info("read: {}", note);
+    applying_ = true;
     applyConfig(settings_, *update);
+    applying_ = false;
     lastSeenContent_ = std::move(*text);
     Log::info("read: apply done (isReading hold for 3s to suppress write-back loop)");
     readHold_.cancel();
@@ -245,6 +254,10 @@ bool ConfigFileManager::readSettingsFromFile() {
         if (!alive.lock()) return;
         isReading_ = false;
         Log::info("read: isReading hold released");
+        if (std::exchange(changedDuringHold_, false))
+            writeDebounce_.call([this, alive] {
+                if (alive.lock()) writeSettingsToFile();
+            });
     });
     return true;
 }
@@ -317,7 +330,7 @@ bool ConfigFileManager::resetConfig(std::string& error) {
     }
     settings_.reset(configManagedKeys());
     if (!writeConfig(true)) {
-        error = "can't write " + configPath().string();
+        error = fmt::format("can't write {}", configPath().string());
         return false;
     }
     Log::info("reset: config-managed settings back to their defaults, previous file at {}",

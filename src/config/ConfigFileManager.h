@@ -122,6 +122,8 @@ class ConfigFileManager {
 
     bool isReadingSearchCache_ = false;
     bool isReading_ = false;
+    bool applying_ = false;           // the apply itself is storing values
+    bool changedDuringHold_ = false;  // a change of the user's own came while writes were held
     std::optional<std::string> lastWrittenContent_;
     std::optional<std::string> lastWrittenSearchCache_;
     // The file's bytes as last read successfully or written: the only bytes a write may replace.

@@ -64,17 +64,23 @@ std::string dotted(std::string_view pointer) {
     std::size_t i = 0;
     while (i < pointer.size()) {
         std::size_t next = pointer.find('/', i + 1);
-        std::string token(
-            pointer.substr(i + 1, next == std::string_view::npos ? std::string_view::npos : next - i - 1));
-        for (std::size_t p = 0; (p = token.find("~1", p)) != std::string::npos;)
-            token.replace(p, 2, "/");
-        for (std::size_t p = 0; (p = token.find("~0", p)) != std::string::npos;)
-            token.replace(p, 2, "~");
+        const std::size_t end = next == std::string_view::npos ? pointer.size() : next;
+        std::string token;
+        for (std::size_t k = i + 1; k < end; ++k) {
+            if (pointer[k] == '~' && k + 1 < end) {
+                token += pointer[k + 1] == '1' ? '/' : '~';
+                ++k;
+            } else {
+                token += pointer[k];
+            }
+        }
         const bool index = !token.empty() && std::all_of(token.begin(), token.end(), ::isdigit);
         if (index)
-            out += "[" + token + "]";
-        else
-            out += (out.empty() ? "" : ".") + token;
+            out += fmt::format("[{}]", token);
+        else {
+            if (!out.empty()) out += '.';
+            out += token;
+        }
         if (next == std::string_view::npos) break;
         i = next;
     }
@@ -102,14 +108,14 @@ struct ReadContext {
         return mark.line ? fmt::format("line {}, column {}: ", mark.line, mark.column) : std::string();
     }
     bool fail(const std::string& pointer, const std::string& message) {
-        error = where(pointer) + dotted(pointer) + ": " + message;
+        error = fmt::format("{}{}: {}", where(pointer), dotted(pointer), message);
         return false;
     }
     bool expected(const std::string& pointer, const json& v, std::string_view what) {
         return fail(pointer, fmt::format("expected {}, found {}", what, foundName(v)));
     }
     void note(const std::string& pointer, const std::string& message) {
-        out.notes.push_back(where(pointer) + dotted(pointer) + ": " + message);
+        out.notes.push_back(fmt::format("{}{}: {}", where(pointer), dotted(pointer), message));
     }
     void write(const std::string& key, json value) { out.writes.emplace_back(key, std::move(value)); }
     // The value the file gives at a pointer, or nothing (absent or null).
@@ -378,14 +384,23 @@ Entry stagesEntry() {
     return e;
 }
 
+// The bundle identifier of a stored assignment's app (its path when it has none), read straight from
+// its record.
 std::string bundleOfRecord(const json& assignment) {
-    auto app = apps::LaunchableApp::fromJson(assignment.value("app", json()));
-    return app ? app->bundleIdentifier() : std::string();
+    auto app = assignment.find("app");
+    if (app == assignment.end() || !app->is_object()) return {};
+    auto identifier = app->find("identifier");
+    if (identifier != app->end() && identifier->is_string() &&
+        !identifier->get_ref<const std::string&>().empty())
+        return apps::bundleIdentifierOf(identifier->get_ref<const std::string&>());
+    // A record known only by its path goes by the path.
+    auto path = app->find("path");
+    return path != app->end() && path->is_string() ? path->get<std::string>() : std::string();
 }
 
 // One letter's entry: `app`, `launchIfNotRunning` and `whenAlreadyFocusedAction`.
 bool readAssignment(const std::string& letter, const json& v, const std::string& p, ReadContext& c,
-                    const json& storedList, json& out) {
+                    const std::map<std::string, const json*>& storedApps, json& out) {
     if (!v.is_object())
         return c.expected(p, v, "a mapping with app, launchIfNotRunning and whenAlreadyFocusedAction");
     for (const char* field : {"app", "launchIfNotRunning", "whenAlreadyFocusedAction"})
@@ -408,12 +423,13 @@ bool readAssignment(const std::string& letter, const json& v, const std::string&
     }
     // The stored record of the app is kept where the letter already had it; else the catalogue's.
     json record;
-    for (auto& existing : storedList)
-        if (existing.is_object() && existing.value("key", "") == key && bundleOfRecord(existing) == bundle)
-            record = existing["app"];
+    if (auto it = storedApps.find(key + "\n" + bundle); it != storedApps.end()) record = *it->second;
     if (record.is_null() && c.apps.appRecord)
         if (auto found = c.apps.appRecord(bundle)) record = *found;
-    if (record.is_null()) record = json{{"identifier", bundle}, {"path", ""}, {"originalName", bundle}};
+    if (record.is_null())
+        record = bundle.starts_with("/")
+                     ? json{{"path", bundle}}
+                     : json{{"identifier", bundle}, {"path", ""}, {"originalName", bundle}};
     out.push_back({{"key", key},
                    {"app", record},
                    {"index", 0},
@@ -427,6 +443,13 @@ Entry appKeyAssignmentsEntry() {
     e.read = [](const json& v, const std::string& p, ReadContext& c) {
         if (!v.is_object()) return c.expected(p, v, "a mapping of letters to apps");
         const json storedList = c.current.get(keys::appKeyAssignments);
+        // The app record each letter already has, by letter and bundle identifier.
+        std::map<std::string, const json*> storedApps;
+        for (auto& existing : storedList)
+            if (existing.is_object() && existing.contains("app"))
+                storedApps.emplace(
+                    apps::lowercasedKey(existing.value("key", "")) + "\n" + bundleOfRecord(existing),
+                    &existing["app"]);
         json out = json::array();
         for (auto& [letter, entry] : v.items()) {
             const std::string at = child(p, letter);
@@ -434,9 +457,9 @@ Entry appKeyAssignmentsEntry() {
             // A letter bound to several apps holds a list of entries.
             if (entry.is_array()) {
                 for (std::size_t i = 0; i < entry.size(); ++i)
-                    if (!readAssignment(letter, entry[i], child(at, std::to_string(i)), c, storedList, out))
+                    if (!readAssignment(letter, entry[i], child(at, std::to_string(i)), c, storedApps, out))
                         return false;
-            } else if (!readAssignment(letter, entry, at, c, storedList, out)) {
+            } else if (!readAssignment(letter, entry, at, c, storedApps, out)) {
                 return false;
             }
         }
@@ -446,17 +469,23 @@ Entry appKeyAssignmentsEntry() {
     e.write = [](const Settings& s, const ConfigApps&, const StageCodec&) {
         ordered_json out = ordered_json::object();
         for (auto& item : s.get(keys::appKeyAssignments)) {
-            auto a = apps::AppKeyAssignment::fromJson(item);
-            if (!a) continue;
-            ordered_json entry{{"app", a->app->bundleIdentifier()},
-                               {"launchIfNotRunning", a->launchIfNotRunning},
-                               {"whenAlreadyFocusedAction",
-                                std::string(whenAlreadyFocusedActionName(a->whenAlreadyFocusedAction))}};
-            if (!out.contains(a->key)) {
-                out[a->key] = std::move(entry);
+            if (!item.is_object() || !item.contains("key") || !item["key"].is_string()) continue;
+            const std::string key = apps::lowercasedKey(item["key"].get<std::string>());
+            const std::string bundle = bundleOfRecord(item);
+            if (key.empty() || bundle.empty()) continue;
+            auto action = WhenAlreadyFocusedAction::followGlobal;
+            if (auto it = item.find("whenAlreadyFocusedAction"); it != item.end() && it->is_number_integer())
+                action = whenAlreadyFocusedActionFromRaw(it->get<long long>()).value_or(action);
+            auto launch = item.find("launchIfNotRunning");
+            ordered_json entry{
+                {"app", bundle},
+                {"launchIfNotRunning", launch == item.end() || !launch->is_boolean() || launch->get<bool>()},
+                {"whenAlreadyFocusedAction", std::string(whenAlreadyFocusedActionName(action))}};
+            if (!out.contains(key)) {
+                out[key] = std::move(entry);
                 continue;
             }
-            auto& slot = out[a->key];
+            auto& slot = out[key];
             if (!slot.is_array()) slot = ordered_json::array({slot});
             slot.push_back(std::move(entry));
         }
@@ -1098,7 +1127,7 @@ std::optional<std::vector<std::pair<std::string, json>>> decodeSettingsRecord(st
     std::string problem;
     auto record = ferrow::parseJsonBounded(body, 64, problem);
     if (!record) {
-        error = "not JSON: " + problem;
+        error = fmt::format("not JSON: {}", problem);
         return std::nullopt;
     }
     if (!record->is_object()) {

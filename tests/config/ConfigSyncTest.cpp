@@ -137,6 +137,21 @@ TEST_F(ConfigSyncTest, AHandEditIsAppliedOneSecondAfterItLandsAndWritesNothingBa
     EXPECT_EQ(slurp(config()), edited);
 }
 
+TEST_F(ConfigSyncTest, AChangeOfTheUsersOwnDuringTheReadHoldStillReachesTheFile) {
+    start();
+    edit("appSort: name", "appSort: key");
+    after(1000);
+    ASSERT_TRUE(manager->isReading());
+    settings.set(keys::appSortReverse, true);  // from a settings pane, 1 s into the hold
+    after(2000);
+    EXPECT_EQ(slurp(config()).find("appSortReverse: true"), std::string::npos);
+    after(1000);  // the hold ends; the write follows 2 s later
+    EXPECT_EQ(slurp(config()).find("appSortReverse: true"), std::string::npos);
+    after(2000);
+    EXPECT_NE(slurp(config()).find("appSortReverse: true"), std::string::npos);
+    EXPECT_NE(slurp(config()).find("appSort: key"), std::string::npos);
+}
+
 TEST_F(ConfigSyncTest, BadFilesLeaveEverySettingAndTheFileAsTheyWere) {
     start();
     settings.set(keys::appSort, AppSort::score);
