@@ -150,3 +150,29 @@ TEST_F(ConfigCommandsTest, QuittingWritesAPendingChangeAndADirtyCache) {
 
 }  // namespace
 }  // namespace zelk::agent
+
+namespace zelk::agent {
+namespace {
+
+TEST_F(ConfigCommandsTest, ABadFileIsNotifiedWithItsPlaceAndChangesNothing) {
+    std::vector<sim::WorldChange> notes;
+    auto sub = world().changes.subscribe([&](const sim::WorldChange& c) {
+        if (c.kind == sim::WorldChange::Kind::notification) notes.push_back(c);
+    });
+    Settings::shared().set(keys::appSort, AppSort::score);
+    ASSERT_TRUE(agent->config()->writeSettingsToFile());
+    std::string text = slurp(config());
+    text.replace(text.find("appSort: score"), 14, "appSort: {by: name}");
+    std::ofstream(config(), std::ios::trunc) << text;
+    EXPECT_FALSE(agent->config()->readSettingsFromFile());
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_EQ(notes[0].text2, "zelk: config.yaml not applied");
+    EXPECT_NE(notes[0].text3.find("appSwitcher.appSort: expected a string, found a mapping"),
+              std::string::npos)
+        << notes[0].text3;
+    EXPECT_EQ(notes[0].text3.rfind("line ", 0), 0u);
+    EXPECT_EQ(Settings::shared().get(keys::appSort), AppSort::score);
+}
+
+}  // namespace
+}  // namespace zelk::agent
