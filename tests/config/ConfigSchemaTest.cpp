@@ -167,6 +167,14 @@ TEST_F(ConfigSchemaTest, EnumerationsFlagsAndLooksReadAsTheFileSays) {
     EXPECT_EQ(other.get(keys::appSort), AppSort::score);
     ASSERT_EQ(update->notes.size(), 1u);
     EXPECT_NE(update->notes[0].find("appSwitcher.appSort: unknown value 'byColour'"), std::string::npos);
+
+    // A key no reader knows (a newer version's, a typo) is noted with its place and ignored.
+    update = decodeConfig(text() + "futureSetting: 1\n", other, error);
+    ASSERT_TRUE(update) << error;
+    ASSERT_EQ(update->notes.size(), 1u);
+    EXPECT_NE(update->notes[0].find(": futureSetting: unknown key, ignored"), std::string::npos)
+        << update->notes[0];
+    EXPECT_EQ(update->notes[0].rfind("line ", 0), 0u);
 }
 
 TEST_F(ConfigSchemaTest, FocusBehaviourAloneGoesToTheKeyOfTheSpaceModeInForce) {
