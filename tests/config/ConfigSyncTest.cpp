@@ -358,6 +358,40 @@ TEST_F(ConfigSyncTest, SearchCacheWritesSortedWholeSecondsAndReadsHandEdits) {
     spit(cache, "searchQueryAppSelections:\n  ab:\n    count: 2\n");
     after(1000);
     EXPECT_EQ(settings.get(keys::searchQueryAppSelections).at("ab").bundleID, "com.example.Other");
+
+    // Within 3 s of applying a read, a write would only echo it.
+    spit(
+        cache,
+        "searchQueryAppSelections:\n  ab: {bundleID: com.example.Third, count: 1, lastPickedAt: 1767600000}\n"
+        "  sa: {bundleID: com.apple.Safari, count: 4, lastPickedAt: 1767603600}\n");
+    after(1000);
+    manager->writeSearchCacheNow();
+    EXPECT_TRUE(log.contains("search-cache write: skipped (currently applying a read)"));
+
+    // Deleted by hand: the picks stay, and the next flush writes the file again.
+    after(3000);
+    fs::remove(cache);
+    after(1000);
+    EXPECT_EQ(settings.get(keys::searchQueryAppSelections).size(), 2u);
+    learned = settings.get(keys::searchQueryAppSelections);
+    learned["new"] = {"com.example.New", 1, 1767603600};
+    settings.set(keys::searchQueryAppSelections, learned);
+    after(300'000);
+    EXPECT_NE(slurp(cache).find("com.example.New"), std::string::npos);
+}
+
+TEST_F(ConfigSyncTest, ADeletedFileLeavesTheSettingsAndIsWrittenAgainAtTheNextChange) {
+    start();
+    settings.set(keys::appSort, AppSort::score);
+    after(2000);
+    fs::remove(config());
+    after(1000);
+    EXPECT_TRUE(log.containsSubstring("Failed to read config file: "));
+    EXPECT_EQ(settings.get(keys::appSort), AppSort::score);
+    settings.set(keys::appSortReverse, true);
+    after(2000);
+    EXPECT_NE(slurp(config()).find("appSort: score"), std::string::npos);
+    EXPECT_NE(slurp(config()).find("appSortReverse: true"), std::string::npos);
 }
 
 }  // namespace
