@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "config/ConfigSchema.h"
@@ -107,6 +108,54 @@ TEST_F(ConfigSchemaTest, WriteReadWriteGivesTheSameBytesAndChangesNothing) {
     EXPECT_EQ(other.get(keys::windowKeyAssignments)[1]["fileURL"], "file:///Users/me/read%20me.txt");
     EXPECT_EQ(other.get(keys::activeThemeID), std::optional<std::string>("midnight"));
     EXPECT_EQ(other.get(keys::adaptiveFollowupGraceMs), 220);
+}
+
+TEST_F(ConfigSchemaTest, AFreshInstallWritesTheHeaderAndTheSectionsInTheFilesOrder) {
+    const std::string t = text();
+    EXPECT_EQ(t.substr(0, 784),
+              "# zelk configuration file\n"
+              "# Edit this file to customise zelk's behaviour. Changes are picked up within a few seconds.\n"
+              "# Full settings reference: run `zelk config help`\n"
+              "stages: []\n"
+              "appKeyAssignments: {}\n"
+              "windowKeyAssignments: {}\n"
+              "ignoredApps: []\n"
+              "appsWhereZelkIsPaused: []\n"
+              "ignoredKeys: []\n"
+              "searchPins: {}\n"
+              "triggers:\n"
+              "  triggerKeys:\n"
+              "  - rightCommand\n"
+              "  windowTriggerKeys:\n"
+              "  - ralt\n"
+              "  assignKeyTriggerKeys:\n"
+              "  - rightCommand\n"
+              "  - ralt\n"
+              "  hideOnFocusTriggerKeys:\n"
+              "  - rightCommand\n"
+              "  - rshift\n"
+              "  enableAssignHotkey: true\n"
+              "  enableHideOthersHotkey: false\n"
+              "  alwaysHideOthers: false\n"
+              "appSwitcher:\n"
+              "  showAppSwitcher: false\n"
+              "  appSwitcherOSDDelay: 150\n"
+              "  appSwitcherFeatures:\n"
+              "  - runningApps\n"
+              "  - launchableApps\n"
+              "  - bottomActions\n"
+              "  switcherScreenPlacement:\n"
+              "    position: bottomRight\n"
+              "    offsetX: 0\n"
+              "    offsetY: 0\n");
+    std::vector<std::size_t> at;
+    for (const char* section :
+         {"\ntriggers:", "\nappSwitcher:", "\nwindowSwitcher:", "\nstageSwitcher:", "\ntabCycle:",
+          "\nspaces:", "\ngeneral:", "\nwindowKeyPatterns:", "\nwindowTitlePatterns:",
+          "\nwindowPatternGroups:", "\noverrideUserDefaults: false\n"})
+        at.push_back(t.find(section));
+    EXPECT_TRUE(std::is_sorted(at.begin(), at.end()));
+    EXPECT_EQ(std::count(at.begin(), at.end(), std::string::npos), 0);
 }
 
 TEST_F(ConfigSchemaTest, StringsAnotherReaderWouldRetypeAreQuoted) {
