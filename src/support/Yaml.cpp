@@ -313,6 +313,7 @@ class EventLoader {
 // Words that some YAML reader (1.1 or 1.2) takes for a boolean or a null, in any case.
 bool isKeywordScalar(const std::string& s) {
     static const char* const words[] = {"y", "n", "yes", "no", "on", "off", "true", "false", "null", "~"};
+    if (s.size() > 5) return false;
     std::string lower;
     for (char c : s)
         lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
@@ -331,6 +332,7 @@ bool looksNumeric(const std::string& s) {
     const char c = s[i];
     if (c >= '0' && c <= '9') return true;
     // .inf, .nan in any case
+    if (i == 0 || s[i - 1] != '.' || s.size() - i != 3) return false;
     std::string rest;
     for (std::size_t k = i; k < s.size(); ++k)
         rest += static_cast<char>(s[k] >= 'A' && s[k] <= 'Z' ? s[k] - 'A' + 'a' : s[k]);
@@ -447,7 +449,9 @@ void emit(const J& v, int indent, std::string& out) {
     std::string pad(static_cast<std::size_t>(indent), ' ');
     if (v.is_object()) {
         for (auto& [k, item] : v.items()) {
-            out += pad + (needsQuotes(k) ? quoteYaml(k) : k) + ":";
+            out += pad;
+            out += needsQuotes(k) ? quoteYaml(k) : k;
+            out += ':';
             if (isEmptyCollection(item))
                 out += item.is_object() ? " {}\n" : " []\n";
             else if (item.is_object()) {
@@ -456,8 +460,11 @@ void emit(const J& v, int indent, std::string& out) {
             } else if (item.is_array()) {
                 out += "\n";
                 emit(item, indent, out);
-            } else
-                out += " " + scalar(item) + "\n";
+            } else {
+                out += ' ';
+                out += scalar(item);
+                out += '\n';
+            }
         }
     } else if (v.is_array()) {
         for (auto& item : v) {
