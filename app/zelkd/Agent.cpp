@@ -5,11 +5,16 @@
 #include "SearchService.h"
 #include "Subsystems.h"
 #include "TabCycleService.h"
+#include "apps/AppManager.h"
 #include "command/CommandService.h"
+#include "command/ConfigCommands.h"
+#include "config/ConfigFileManager.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
 #include "input/OSDController.h"
+#include "platform/Platform.h"
+#include "windows/WindowKeyAssignments.h"
 
 namespace zelk::agent {
 
@@ -82,6 +87,7 @@ Agent::~Agent() {
     if (running()) terminate();
     commands_->detach(*delegate_);
     commands_.reset();
+    dropConfigFolder();
     unwirePanel();
     tabCycle_->unwire(InputManager::shared());
     tabCycle_.reset();
@@ -115,6 +121,52 @@ void Agent::terminate() {
     terminated_ = true;
     delegate_->applicationWillTerminate();
     commands_->stopSocket();
+}
+
+namespace {
+// The file names apps by bundle identifier; the catalogue and the workspace know their records and paths.
+configfile::ConfigApps configApps() {
+    configfile::ConfigApps apps;
+    apps.appRecord = [](const std::string& bundle) -> std::optional<nlohmann::json> {
+        if (auto app = apps::AppManager::shared().catalogue().byBundleIdentifier(bundle))
+            return app->toJson();
+        return std::nullopt;
+    };
+    apps.bundleForAppURL = [](const std::string& url) -> std::optional<std::string> {
+        auto* ws = platform::Platform::current().workspace;
+        auto path = windows::pathOfFileURL(url);
+        if (!ws || !path) return std::nullopt;
+        while (path->size() > 1 && path->back() == '/')
+            path->pop_back();
+        if (auto info = ws->bundleInfo(*path)) return info->bundleID;
+        return std::nullopt;
+    };
+    apps.appURLForBundle = [](const std::string& bundle) -> std::optional<std::string> {
+        auto* ws = platform::Platform::current().workspace;
+        return ws ? ws->urlForApplication(bundle) : std::nullopt;
+    };
+    return apps;
+}
+}  // namespace
+
+void Agent::useConfigFolder(const std::filesystem::path& folder) {
+    configfile::ConfigFileManager::Options options;
+    options.folder = folder;
+    options.apps = configApps();
+    config_ = std::make_unique<configfile::ConfigFileManager>(Settings::shared(), options);
+    configfile::ConfigFileManager* config = config_.get();
+    delegate_->startConfigSyncHook = [config] { config->setup(); };
+    delegate_->flushConfigHook = [config] { config->flushAtTermination(); };
+    subsystems_->search().learning().writeCacheNow = [config] { config->writeSearchCacheNow(); };
+    command::registerConfigCommands(commands_->dispatcher(), *config);
+}
+
+void Agent::dropConfigFolder() {
+    if (!config_) return;
+    delegate_->startConfigSyncHook = nullptr;
+    delegate_->flushConfigHook = nullptr;
+    subsystems_->search().learning().writeCacheNow = nullptr;
+    config_.reset();
 }
 
 nlohmann::ordered_json Agent::handleCommand(const nlohmann::json& request) {

@@ -1,6 +1,7 @@
 #pragma once
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -19,6 +20,9 @@ class KeyRouter;
 }  // namespace zelk
 namespace zelk::osd {
 class OSDController;
+}
+namespace zelk::configfile {
+class ConfigFileManager;
 }
 
 namespace zelk::agent {
@@ -45,6 +49,11 @@ class Agent {
     TabCycleService& tabCycle() { return *tabCycle_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::ordered_json handleCommand(const nlohmann::json& request);
+    // Keeps the configuration files in this folder in step with the settings from the start on, and
+    // answers the config commands. Call before start(); without it (the replay bench, tests) no file
+    // outside the program is touched.
+    void useConfigFolder(const std::filesystem::path& folder);
+    configfile::ConfigFileManager* config() { return config_.get(); }
 
   private:
     std::unique_ptr<AppDelegate> delegate_;
@@ -59,6 +68,8 @@ class Agent {
     ferrow::Subscription panelSub_;
     ferrow::Subscription searchRowsSub_;
     std::unique_ptr<command::CommandService> commands_;
+    std::unique_ptr<configfile::ConfigFileManager> config_;
+    void dropConfigFolder();
     bool started_ = false;
     bool terminated_ = false;
 };

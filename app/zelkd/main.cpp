@@ -17,6 +17,7 @@
 #include "ReplayRunner.h"
 #include "SingleInstance.h"
 #include "TraceRecorder.h"
+#include "config/ConfigFileManager.h"
 #include "platform/JsonFileSettingsStore.h"
 #include "platform/Platform.h"
 #include "platform/SettingsFileWatch.h"
@@ -39,6 +40,23 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
 
 volatile std::sig_atomic_t gStop = 0;
 
+// The live agent's configuration folder: the one given, else the user's (`$XDG_CONFIG_HOME/zelk`,
+// `~/.config/zelk`). Without a home there is no user's folder, and the agent keeps no file.
+std::optional<std::filesystem::path> configFolder(const std::string& given) {
+    if (!given.empty()) return std::filesystem::path(given);
+    const char* home = std::getenv("HOME");
+    const char* config = std::getenv("XDG_CONFIG_HOME");
+    if ((!home || !*home) && (!config || !*config)) return std::nullopt;
+    return zelk::configfile::ConfigFileManager::defaultFolder();
+}
+
+void useConfigFolder(zelk::agent::Agent& agent, const std::string& given) {
+    if (auto folder = configFolder(given)) {
+        agent.useConfigFolder(*folder);
+        std::cout << "Configuration: " << (*folder / "config.yaml").string() << "\n";
+    }
+}
+
 // One agent per user: a running one is asked to quit before this one reads or writes any setting.
 // The stop signals are caught first, so a newer agent's request to quit always ends this one in order.
 std::optional<zelk::agent::InstanceLock> takeOverAsTheOnlyAgent() {
@@ -52,7 +70,8 @@ std::optional<zelk::agent::InstanceLock> takeOverAsTheOnlyAgent() {
     return lock;
 }
 
-int runLive(const std::string& worldYaml, const std::string& worldName, const std::string& settingsPath) {
+int runLive(const std::string& worldYaml, const std::string& worldName, const std::string& settingsPath,
+            const std::string& configDir) {
     using namespace zelk;
     auto instance = takeOverAsTheOnlyAgent();
     if (!instance) return 1;
@@ -87,6 +106,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
     trace.setMinimumLogLevel(ferrow::LogLevel::info);
     agent::Agent agent(/*commandService=*/true);
     auto panelTrace = agent::recordPanel(agent, trace);
+    useConfigFolder(agent, configDir);
     agent.start();
     // The queue serves until a signal asks to stop; a watcher turns the signal into a stop.
     ferrow::Repeater watcher("signal watch", ferrow::ms(100), -1, [&] {
@@ -100,7 +120,7 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
 }
 
 // The agent on a real X11 desktop: the same start-up, with the X11 backend behind the interfaces.
-int runX11(const std::string& display, const std::string& settingsPath) {
+int runX11(const std::string& display, const std::string& settingsPath, const std::string& configDir) {
 #ifdef ZELK_HAVE_X11
     using namespace zelk;
     auto& queue = ferrow::MainQueue::install(std::make_shared<ferrow::RealClock>());
@@ -122,6 +142,7 @@ int runX11(const std::string& display, const std::string& settingsPath) {
         display.empty() ? "" : " ", display, ::getpid(), store.path().string());
     std::cout << std::flush;
     agent::Agent agent(/*commandService=*/true);
+    useConfigFolder(agent, configDir);
     agent.start();
     std::signal(SIGINT, [](int) { gStop = 1; });
     std::signal(SIGTERM, [](int) { gStop = 1; });
@@ -142,6 +163,7 @@ int runX11(const std::string& display, const std::string& settingsPath) {
 #else
     (void)display;
     (void)settingsPath;
+    (void)configDir;
     std::cerr << "zelkd: this build has no X11 backend (install xcb with scripts/deps.sh and rebuild)\n";
     return 2;
 #endif
@@ -151,7 +173,8 @@ int runX11(const std::string& display, const std::string& settingsPath) {
 
 int main(int argc, char** argv) {
     CLI::App app{"zelkd: the zelk agent, on the simulated desktop"};
-    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath, framesDir;
+    std::string worldPath, replayPath, tracePath, traceFormat = "json", logFile, settingsPath, framesDir,
+                                                  configDir;
     bool demo = false, verbose = false;
     std::string backend = "sim", display;
     app.add_option("--backend", backend, "Desktop to run on: sim (the simulated desktop) or x11")
@@ -174,6 +197,9 @@ int main(int argc, char** argv) {
     app.add_option(
         "--settings", settingsPath,
         "Settings file of the live agent (default: $XDG_STATE_HOME/zelk/com.ferrowlabs.zelk.json)");
+    app.add_option("--config-dir", configDir,
+                   "Folder of config.yaml and search-cache.yaml for the live agent (default: "
+                   "$XDG_CONFIG_HOME/zelk or ~/.config/zelk)");
     app.add_option("--log-file", logFile, "Also write every log line to this file");
     app.add_flag("-v,--verbose", verbose, "Show debug log lines in readable traces");
     try {
@@ -187,7 +213,7 @@ int main(int argc, char** argv) {
         std::cerr << "zelkd: can't write the log file " << logFile << "\n";
         return 2;
     }
-    if (backend == "x11") return runX11(display, settingsPath);
+    if (backend == "x11") return runX11(display, settingsPath, configDir);
     std::string error;
     std::string worldYaml = zelk::sim::defaultWorldYaml();
     std::string worldName = "the default desktop";
@@ -201,7 +227,7 @@ int main(int argc, char** argv) {
         worldName = worldPath;
     }
 
-    if (replayPath.empty() && !demo) return runLive(worldYaml, worldName, settingsPath);
+    if (replayPath.empty() && !demo) return runLive(worldYaml, worldName, settingsPath, configDir);
 
     std::string scriptYaml;
     if (demo) {

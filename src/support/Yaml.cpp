@@ -57,7 +57,8 @@ json resolvePlain(const std::string& s) {
 // and every bound is checked at the event that would break it.
 class EventLoader {
   public:
-    EventLoader(std::string_view text, const YamlLimits& limits) : limits_(limits) {
+    EventLoader(std::string_view text, const YamlLimits& limits, YamlPlaces* places = nullptr)
+        : limits_(limits), places_(places) {
         yaml_parser_initialize(&parser_);
         yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()),
                                      text.size());
@@ -116,7 +117,36 @@ class EventLoader {
         std::size_t nodesAtStart = 0;
         std::size_t textAtStart = 0;
         std::vector<json> merges;  // values of `<<` keys, applied at the end
+        std::string pointer;       // where the value stands, when places are recorded
     };
+
+    static void appendPointerToken(std::string& out, std::string_view token) {
+        out += '/';
+        for (char c : token) {
+            if (c == '~')
+                out += "~0";
+            else if (c == '/')
+                out += "~1";
+            else
+                out += c;
+        }
+    }
+
+    // The pointer of the value about to be placed under the top of the stack.
+    std::string childPointer() const {
+        if (stack_.empty()) return {};
+        const Frame& top = stack_.back();
+        std::string out = top.pointer;
+        if (top.mapping)
+            appendPointerToken(out, top.key ? *top.key : std::string());
+        else
+            appendPointerToken(out, std::to_string(top.value.size()));
+        return out;
+    }
+
+    void record(const std::string& pointer, const yaml_mark_t& mark) {
+        if (places_) places_->set(pointer, {mark.line + 1, mark.column + 1});
+    }
 
     std::nullopt_t fail(const yaml_mark_t& mark, std::string message) {
         error_->message = std::move(message);
@@ -165,6 +195,7 @@ class EventLoader {
             return acceptKey(text, event.start_mark);
         }
         if (auto name = anchorOf(s.anchor); !name.empty()) anchors_[name] = {value, 1, text.size()};
+        if (places_) record(childPointer(), event.start_mark);
         return place(std::move(value), event.start_mark);
     }
 
@@ -181,6 +212,10 @@ class EventLoader {
         frame.anchor = anchorOf(mapping ? event.data.mapping_start.anchor : event.data.sequence_start.anchor);
         frame.nodesAtStart = nodes_ - 1;
         frame.textAtStart = text_;
+        if (places_) {
+            frame.pointer = childPointer();
+            record(frame.pointer, event.start_mark);
+        }
         stack_.push_back(std::move(frame));
         return true;
     }
@@ -209,6 +244,7 @@ class EventLoader {
                 return refuse(event.start_mark, "a mapping key must be a scalar");
             return acceptKey(v.is_string() ? v.get<std::string>() : v.dump(), event.start_mark);
         }
+        if (places_) record(childPointer(), event.start_mark);
         return place(it->second.value, event.start_mark);
     }
 
@@ -265,6 +301,7 @@ class EventLoader {
 
     yaml_parser_t parser_;
     const YamlLimits& limits_;
+    YamlPlaces* places_ = nullptr;
     YamlError* error_ = nullptr;
     std::vector<Frame> stack_;
     std::map<std::string, Anchored> anchors_;
@@ -273,24 +310,93 @@ class EventLoader {
     json result_;
 };
 
+// Words that some YAML reader (1.1 or 1.2) takes for a boolean or a null, in any case.
+bool isKeywordScalar(const std::string& s) {
+    static const char* const words[] = {"y", "n", "yes", "no", "on", "off", "true", "false", "null", "~"};
+    if (s.size() > 5) return false;
+    std::string lower;
+    for (char c : s)
+        lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    for (const char* w : words)
+        if (lower == w) return true;
+    return false;
+}
+
+// Text that starts like a number to some reader: a digit, or a sign or point before a digit or point
+// ("017", "-1", "+.5", ".5", "1e3", "0x1F", "12:30", "1_000", ".inf").
+bool looksNumeric(const std::string& s) {
+    std::size_t i = 0;
+    if (s[i] == '+' || s[i] == '-') ++i;
+    if (i < s.size() && s[i] == '.') ++i;
+    if (i >= s.size()) return false;
+    const char c = s[i];
+    if (c >= '0' && c <= '9') return true;
+    // .inf, .nan in any case
+    if (i == 0 || s[i - 1] != '.' || s.size() - i != 3) return false;
+    std::string rest;
+    for (std::size_t k = i; k < s.size(); ++k)
+        rest += static_cast<char>(s[k] >= 'A' && s[k] <= 'Z' ? s[k] - 'A' + 'a' : s[k]);
+    return i > 0 && s[i - 1] == '.' && (rest == "inf" || rest == "nan");
+}
+
+// The next UTF-8 code point at `i`, or nothing for a malformed sequence (the byte is skipped).
+std::optional<char32_t> nextCodePoint(const std::string& s, std::size_t& i) {
+    const auto b = static_cast<unsigned char>(s[i]);
+    std::size_t n = b < 0x80 ? 1 : (b >> 5) == 0x6 ? 2 : (b >> 4) == 0xE ? 3 : (b >> 3) == 0x1E ? 4 : 0;
+    if (n == 0 || i + n > s.size()) {
+        ++i;
+        return std::nullopt;
+    }
+    char32_t cp = n == 1 ? b : n == 2 ? (b & 0x1F) : n == 3 ? (b & 0x0F) : (b & 0x07);
+    for (std::size_t k = 1; k < n; ++k) {
+        const auto c = static_cast<unsigned char>(s[i + k]);
+        if ((c & 0xC0) != 0x80) {
+            ++i;
+            return std::nullopt;
+        }
+        cp = (cp << 6) | (c & 0x3F);
+    }
+    i += n;
+    return cp;
+}
+
+// What a YAML stream may hold raw: tab, line breaks, printable ASCII, and Unicode past the C1 controls
+// but for surrogates and the two non-characters at the end of the first plane.
+bool printable(char32_t cp) {
+    return cp == 0x9 || cp == 0xA || cp == 0xD || (cp >= 0x20 && cp <= 0x7E) || cp == 0x85 ||
+           (cp >= 0xA0 && cp <= 0xD7FF) || (cp >= 0xE000 && cp <= 0xFFFD) ||
+           (cp >= 0x10000 && cp <= 0x10FFFF);
+}
+
 bool needsQuotes(const std::string& s) {
     if (s.empty()) return true;
     json resolved = resolvePlain(s);
-    if (!resolved.is_string()) return true;
+    if (!resolved.is_string() || isKeywordScalar(s) || looksNumeric(s)) return true;
     static const std::string special = ":#{}[],&*!|>'\"%@`";
     if (special.find(s.front()) != std::string::npos || s.front() == '-' || s.front() == '?' ||
-        s.front() == ' ' || s.back() == ' ')
+        s.front() == ' ' || s.back() == ' ' || s.back() == ':')
         return true;
-    if (s.find(": ") != std::string::npos || s.find(" #") != std::string::npos) return true;
-    for (unsigned char c : s)
-        if (c < 0x20) return true;
+    if (s.find(": ") != std::string::npos || s.find(" #") != std::string::npos ||
+        s.find(":\t") != std::string::npos || s.find("\t#") != std::string::npos)
+        return true;
+    for (std::size_t i = 0; i < s.size();) {
+        auto cp = nextCodePoint(s, i);
+        if (!cp || *cp < 0x20 || *cp == 0x7F || *cp == 0x85 || *cp == 0xFEFF || !printable(*cp)) return true;
+        if (*cp == 0x2028 || *cp == 0x2029) return true;
+    }
     return false;
 }
 
 std::string quoteYaml(const std::string& s) {
     std::string out = "\"";
-    for (unsigned char c : s) {
-        switch (c) {
+    for (std::size_t i = 0; i < s.size();) {
+        const std::size_t start = i;
+        auto cp = nextCodePoint(s, i);
+        if (!cp) {
+            out += "\\uFFFD";  // bytes that are no UTF-8 can't be in a YAML file
+            continue;
+        }
+        switch (*cp) {
             case '"':
                 out += "\\\"";
                 break;
@@ -307,38 +413,45 @@ std::string quoteYaml(const std::string& s) {
                 out += "\\r";
                 break;
             default:
-                if (c < 0x20)
-                    out += fmt::format("\\x{:02X}", c);
+                if (*cp < 0x20 || *cp == 0x7F || *cp == 0x85 || *cp == 0xFEFF || *cp == 0x2028 ||
+                    *cp == 0x2029 || !printable(*cp))
+                    out += *cp <= 0xFFFF ? fmt::format("\\u{:04X}", static_cast<std::uint32_t>(*cp))
+                                         : fmt::format("\\U{:08X}", static_cast<std::uint32_t>(*cp));
                 else
-                    out += static_cast<char>(c);
+                    out.append(s, start, i - start);
         }
     }
     return out + "\"";
 }
 
-std::string scalar(const json& v) {
+template <typename J>
+std::string scalar(const J& v) {
     if (v.is_null()) return "null";
-    if (v.is_boolean()) return v.get<bool>() ? "true" : "false";
+    if (v.is_boolean()) return v.template get<bool>() ? "true" : "false";
     if (v.is_number_integer() || v.is_number_unsigned()) return v.dump();
     if (v.is_number_float()) {
-        double d = v.get<double>();
+        double d = v.template get<double>();
         if (std::isnan(d)) return ".nan";
         if (std::isinf(d)) return d > 0 ? ".inf" : "-.inf";
         return decimal(d);
     }
-    std::string s = v.get<std::string>();
+    std::string s = v.template get<std::string>();
     return needsQuotes(s) ? quoteYaml(s) : s;
 }
 
-bool isEmptyCollection(const json& v) {
+template <typename J>
+bool isEmptyCollection(const J& v) {
     return (v.is_object() || v.is_array()) && v.empty();
 }
 
-void emit(const json& v, int indent, std::string& out) {
+template <typename J>
+void emit(const J& v, int indent, std::string& out) {
     std::string pad(static_cast<std::size_t>(indent), ' ');
     if (v.is_object()) {
         for (auto& [k, item] : v.items()) {
-            out += pad + (needsQuotes(k) ? quoteYaml(k) : k) + ":";
+            out += pad;
+            out += needsQuotes(k) ? quoteYaml(k) : k;
+            out += ':';
             if (isEmptyCollection(item))
                 out += item.is_object() ? " {}\n" : " []\n";
             else if (item.is_object()) {
@@ -347,8 +460,11 @@ void emit(const json& v, int indent, std::string& out) {
             } else if (item.is_array()) {
                 out += "\n";
                 emit(item, indent, out);
-            } else
-                out += " " + scalar(item) + "\n";
+            } else {
+                out += ' ';
+                out += scalar(item);
+                out += '\n';
+            }
         }
     } else if (v.is_array()) {
         for (auto& item : v) {
@@ -382,7 +498,20 @@ std::string YamlError::describe() const {
     return fmt::format("line {}, column {}: {}", line, column, message);
 }
 
+YamlPlaces::Mark YamlPlaces::find(std::string_view pointer) const {
+    while (true) {
+        if (auto it = marks_.find(pointer); it != marks_.end()) return it->second;
+        if (pointer.empty()) return {};
+        pointer = pointer.substr(0, pointer.rfind('/'));
+    }
+}
+
 std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error, const YamlLimits& limits) {
+    return parseYaml(text, error, limits, nullptr);
+}
+
+std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error, const YamlLimits& limits,
+                                        YamlPlaces* places) {
     YamlError local;
     YamlError& out = error ? *error : local;
     out = YamlError{};
@@ -390,10 +519,16 @@ std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error,
         out.message = fmt::format("longer than {} bytes", limits.maxBytes);
         return std::nullopt;
     }
-    return EventLoader(text, limits).load(out);
+    return EventLoader(text, limits, places).load(out);
 }
 
 std::string emitYaml(const nlohmann::json& value) {
+    std::string out;
+    emit(value, 0, out);
+    return out;
+}
+
+std::string emitYaml(const nlohmann::ordered_json& value) {
     std::string out;
     emit(value, 0, out);
     return out;

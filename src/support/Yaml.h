@@ -2,6 +2,8 @@
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,7 +39,35 @@ struct YamlError {
 std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error = nullptr,
                                         const YamlLimits& limits = {});
 
+// Where each value of a parsed document starts, by JSON pointer ("/triggers/triggerKeys/0"), so that a
+// reader that checks types after parsing can still say where a wrong value stands. Values copied by
+// an alias are placed at the alias.
+class YamlPlaces {
+  public:
+    struct Mark {
+        std::size_t line = 0;  // 1-based
+        std::size_t column = 0;
+    };
+    void set(std::string pointer, Mark mark) { marks_[std::move(pointer)] = mark; }
+    // The place of the value at `pointer`, or of its nearest ancestor that has one.
+    Mark find(std::string_view pointer) const;
+    std::size_t size() const { return marks_.size(); }
+
+  private:
+    std::map<std::string, Mark, std::less<>> marks_;
+};
+
+// The same reader, also recording where every value starts.
+std::optional<nlohmann::json> parseYaml(std::string_view text, YamlError* error, const YamlLimits& limits,
+                                        YamlPlaces* places);
+
 // Block-style YAML for a JSON value: keys in the value's order, strings quoted only where needed.
+// Any string another reader could take for something else is quoted: booleans and nulls of every
+// YAML version (`y`, `no`, `on`, `~`), and anything that starts like a number (`017`, `1e3`, `.5`,
+// `12:30`). Lines never wrap; text outside ASCII is written as it is, and characters a YAML file
+// can't hold raw (control characters) are escaped.
 std::string emitYaml(const nlohmann::json& value);
+// The same with the keys in the order the value was built in.
+std::string emitYaml(const nlohmann::ordered_json& value);
 
 }  // namespace ferrow
