@@ -102,6 +102,10 @@ int runApp(const AppSpec& app, const std::string& logDir, int index) {
         xcb_icccm_wm_hints_set_input(&hints, 1);
         xcb_icccm_wm_hints_set_normal(&hints);
         xcb_icccm_set_wm_hints(c, id, &hints);
+        // Where the window asked to be, so the fake apps cascade instead of piling up in one place.
+        xcb_size_hints_t size{};
+        xcb_icccm_size_hints_set_position(&size, 1, x, y);
+        xcb_icccm_set_wm_normal_hints(c, id, &size);
         if (w.desktop >= 0) {
             auto d = static_cast<std::uint32_t>(w.desktop);
             xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, netDesktop, XCB_ATOM_CARDINAL, 32, 1, &d);

@@ -107,7 +107,12 @@ class X11Session {
                 {"HOME", dir_.string()}};
     }
 
-    bool startAgent() {
+    // `settings`: the settings file the agent starts with, as JSON.
+    bool startAgent(const std::string& settings = "") {
+        if (!settings.empty()) {
+            fs::create_directories(dir_ / "state" / "zelk");
+            std::ofstream(dir_ / "state" / "zelk" / "com.ferrowlabs.zelk.json") << settings;
+        }
         agentPid_ = spawn({ZELKD_PATH, "--backend", "x11", "--log-file", (dir_ / "zelkd.log").string()},
                           env(), ::open("/dev/null", O_WRONLY));
         // Ready once it answers and knows every window.
@@ -195,6 +200,45 @@ class X11Session {
         return found;
     }
 
+    bool mapped(std::uint32_t window) {
+        auto* a = xcb_get_window_attributes_reply(conn_, xcb_get_window_attributes(conn_, window), nullptr);
+        bool viewable = a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+        std::free(a);
+        return viewable;
+    }
+
+    // A window's place on the screen, in root coordinates.
+    Rect placeOf(std::uint32_t window) {
+        auto* g = xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr);
+        auto* o = xcb_translate_coordinates_reply(
+            conn_, xcb_translate_coordinates(conn_, window, root_, 0, 0), nullptr);
+        Rect r;
+        if (g && o) r = {double(o->dst_x), double(o->dst_y), double(g->width), double(g->height)};
+        std::free(g);
+        std::free(o);
+        return r;
+    }
+
+    // What the screen shows in a rectangle, as 0xRRGGBB, row by row: read from the root, so whatever
+    // window covers it.
+    std::vector<std::uint32_t> screenPixels(Rect r) {
+        auto* img = xcb_get_image_reply(
+            conn_,
+            xcb_get_image(conn_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, static_cast<std::int16_t>(r.x),
+                          static_cast<std::int16_t>(r.y), static_cast<std::uint16_t>(r.width),
+                          static_cast<std::uint16_t>(r.height), ~0u),
+            nullptr);
+        std::vector<std::uint32_t> out;
+        if (img && std::size_t(xcb_get_image_data_length(img)) == std::size_t(r.width * r.height * 4)) {
+            out.resize(std::size_t(r.width * r.height));
+            std::memcpy(out.data(), xcb_get_image_data(img), out.size() * 4);
+            for (auto& p : out)
+                p &= 0xFFFFFF;
+        }
+        std::free(img);
+        return out;
+    }
+
     // Stops the X server and everything on it; the agent is left running, to see what it does.
     void stopDesktop() {
         if (conn_) xcb_disconnect(conn_);
@@ -249,14 +293,16 @@ class X11Session {
     xcb_window_t root_ = 0;
 };
 
-#define START_SESSION(session)                                                                         \
-    do {                                                                                               \
-        auto why = (session).start();                                                                  \
-        if (why == "skip")                                                                             \
-            GTEST_SKIP() << "Xvfb or openbox is not installed (scripts/deps.sh installs them)";        \
-        ASSERT_EQ(why, "");                                                                            \
-        ASSERT_TRUE((session).startAgent()) << "the agent did not come up:\n" << (session).agentLog(); \
+#define START_SESSION_WITH(session, settings)                                                   \
+    do {                                                                                        \
+        auto why = (session).start();                                                           \
+        if (why == "skip")                                                                      \
+            GTEST_SKIP() << "Xvfb or openbox is not installed (scripts/deps.sh installs them)"; \
+        ASSERT_EQ(why, "");                                                                     \
+        ASSERT_TRUE((session).startAgent(settings)) << "the agent did not come up:\n"           \
+                                                    << (session).agentLog();                    \
     } while (0)
+#define START_SESSION(session) START_SESSION_WITH(session, "")
 
 TEST(X11Desktop, TheTriggerAndALetterReachAppsAndPlainTypingPasses) {
     X11Session s;
@@ -310,6 +356,67 @@ TEST(X11Desktop, CommandsAnswerFromTheRealDesktop) {
     auto shopping = *s.windowNamed("Shopping");
     EXPECT_NE(s.zelk({"window", "focus", "Shopping"}).find("focused window"), std::string::npos);
     EXPECT_TRUE(s.waitFor([&] { return s.currentDesktop() == 0 && s.activeWindow() == shopping; }));
+}
+
+// How much of a picture is the panel's dark ground, and how much is light text on it.
+struct Ink {
+    double dark = 0, light = 0;
+};
+Ink inkOf(const std::vector<std::uint32_t>& pixels) {
+    Ink ink;
+    for (auto p : pixels) {
+        const std::uint32_t r = (p >> 16) & 0xFF, g = (p >> 8) & 0xFF, b = p & 0xFF;
+        if (r < 0x40 && g < 0x40 && b < 0x40) ink.dark += 1;
+        if (r > 0xB0 && g > 0xB0 && b > 0xB0) ink.light += 1;
+    }
+    if (!pixels.empty()) {
+        ink.dark /= double(pixels.size());
+        ink.light /= double(pixels.size());
+    }
+    return ink;
+}
+
+TEST(X11Desktop, HoldingTheTriggerDrawsTheAppPanelOnScreenAndReleasingTakesItAway) {
+    X11Session s;
+    START_SESSION_WITH(s, R"({"showAppSwitcher": true})");
+    auto shopping = *s.windowNamed("Shopping");
+    ASSERT_NE(s.zelk({"app", "focus", "Notes"}), "");
+    ASSERT_TRUE(s.waitFor([&] { return s.activeWindow() == shopping; }));
+    auto panel = s.windowNamed("zelk panel");
+    ASSERT_TRUE(panel) << "the agent made no panel window";
+    EXPECT_FALSE(s.mapped(*panel));
+    const Rect screen{0, 0, 1280, 800};
+    auto before = s.screenPixels(screen);
+    ASSERT_FALSE(before.empty());
+
+    s.keys({std::to_string(kSuperR) + "d"});
+    ASSERT_TRUE(s.waitFor([&] { return s.mapped(*panel); })) << s.agentLog();
+    const Rect place = s.placeOf(*panel);
+    ASSERT_GT(place.width, 40);
+    ASSERT_GT(place.height, 40);
+    // Inside the shadow and the rounded corners: the panel's own ground, with its rows' text on it.
+    const Rect inside{place.x + 24, place.y + 24, place.width - 48, place.height - 48};
+    std::vector<std::uint32_t> shown;
+    ASSERT_TRUE(s.waitFor([&] {
+        shown = s.screenPixels(inside);
+        auto ink = inkOf(shown);
+        return ink.dark > 0.6 && ink.light > 0.002;
+    })) << "dark "
+        << inkOf(shown).dark << ", light " << inkOf(shown).light;
+    auto under = [&](const std::vector<std::uint32_t>& whole) {
+        std::vector<std::uint32_t> out;
+        for (int y = int(inside.y); y < int(inside.maxY()); ++y)
+            for (int x = int(inside.x); x < int(inside.maxX()); ++x)
+                out.push_back(whole[std::size_t(y) * 1280 + std::size_t(x)]);
+        return out;
+    };
+    EXPECT_NE(under(before), shown) << "the screen didn't change where the panel stands";
+
+    // Released: the window goes and the screen shows what it showed before.
+    s.keys({std::to_string(kSuperR) + "u"});
+    ASSERT_TRUE(s.waitFor([&] { return !s.mapped(*panel); })) << s.agentLog();
+    EXPECT_TRUE(s.waitFor([&] { return s.screenPixels(inside) == under(before); }))
+        << "the panel's pixels stayed on screen";
 }
 
 TEST(X11Desktop, TheAgentEndsWithItsXServer) {
