@@ -119,7 +119,18 @@ class X11Session {
         return waitFor([&] { return zelk({"window", "list"}).find("Agenda") != std::string::npos; });
     }
 
+    // More fake apps, opened now on the running desktop.
+    void openApps(std::vector<std::string> apps) {
+        apps.insert(apps.begin(), {ZELK_X11_TEST_CLIENT, "--log", (dir_ / "log").string()});
+        clientPids_.push_back(spawn(apps, env(), -1));
+    }
+
     ~X11Session() {
+        for (auto pid : clientPids_)
+            if (pid > 0) {
+                ::kill(pid, SIGTERM);
+                ::waitpid(pid, nullptr, 0);
+            }
         if (agentPid_ > 0) {
             ::kill(agentPid_, SIGTERM);
             ::waitpid(agentPid_, nullptr, 0);
@@ -289,6 +300,7 @@ class X11Session {
     fs::path dir_;
     std::string display_;
     pid_t desktopPid_ = -1, agentPid_ = -1;
+    std::vector<pid_t> clientPids_;
     xcb_connection_t* conn_ = nullptr;
     xcb_window_t root_ = 0;
 };
@@ -356,6 +368,29 @@ TEST(X11Desktop, CommandsAnswerFromTheRealDesktop) {
     auto shopping = *s.windowNamed("Shopping");
     EXPECT_NE(s.zelk({"window", "focus", "Shopping"}).find("focused window"), std::string::npos);
     EXPECT_TRUE(s.waitFor([&] { return s.currentDesktop() == 0 && s.activeWindow() == shopping; }));
+}
+
+TEST(X11Desktop, WindowsOpenedOrRenamedWhileTheAgentRunsAreListedAsTheyAre) {
+    X11Session s;
+    START_SESSION(s);
+    // Each window is renamed the moment the window manager lists it: the agent's first read of it and
+    // the rename race, and the list must still end with the new titles.
+    s.openApps({"Music=Loading>Library,Queue>Playlists@1", "Chat=Connecting>General"});
+    std::string windows;
+    EXPECT_TRUE(s.waitFor([&] {
+        windows = s.zelk({"window", "list"});
+        for (auto title : {"Library", "Playlists", "General"})
+            if (windows.find(title) == std::string::npos) return false;
+        for (auto title : {"Loading", "Queue", "Connecting"})
+            if (windows.find(title) != std::string::npos) return false;
+        return true;
+    })) << windows;
+    std::istringstream lines(windows);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.find("Playlists") == std::string::npos) continue;
+        EXPECT_NE(line.find("Playlists  2 "), std::string::npos) << "not on the second Space: " << line;
+    }
 }
 
 // How much of a picture is the panel's dark ground, and how much is light text on it.
