@@ -263,8 +263,11 @@ std::unique_ptr<PanelWindow> PanelWindow::open(const std::string& display, std::
 
 void PanelWindow::show(const osd::OSDModel& model) {
     if (xcb_connection_has_error(impl_->conn)) return;
-    const PanelStep step = planPanelStep(shown_, model);
     auto* c = impl_->conn;
+    // Nothing is listened to here; errors (a read of the screen partly off it) are only let go.
+    while (xcb_generic_event_t* e = xcb_poll_for_event(c))
+        std::free(e);
+    const PanelStep step = planPanelStep(shown_, model);
     if (step.unmap) {
         xcb_unmap_window(c, impl_->window);
         shown_.mapped = false;

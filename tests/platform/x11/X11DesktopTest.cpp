@@ -115,8 +115,14 @@ class X11Session {
         }
         agentPid_ = spawn({ZELKD_PATH, "--backend", "x11", "--log-file", (dir_ / "zelkd.log").string()},
                           env(), ::open("/dev/null", O_WRONLY));
-        // Ready once it answers and knows every window.
-        return waitFor([&] { return zelk({"window", "list"}).find("Agenda") != std::string::npos; });
+        // Ready once it answers and knows every window: the fake apps start in any order and the window
+        // manager lists their windows as it manages them, so one window listed says nothing of the others.
+        return waitFor([&] {
+            auto listed = zelk({"window", "list"});
+            for (auto title : {"Inbox", "Drafts", "Shopping", "Agenda"})
+                if (listed.find(title) == std::string::npos) return false;
+            return true;
+        });
     }
 
     // More fake apps, opened now on the running desktop.
