@@ -215,7 +215,11 @@ void X11EventTap::run() {
                 if (!keymap_->modifier(release->detail)) onRawKey(release->detail, false, false);
             } else if (type == XCB_MAPPING_NOTIFY) {
                 auto* mapping = reinterpret_cast<xcb_mapping_notify_event_t*>(e);
-                if (mapping->request != XCB_MAPPING_POINTER && readKeymap()) grabKeys();
+                if (mapping->request != XCB_MAPPING_POINTER && readKeymap()) {
+                    Log::info("tap: the keyboard map changed; grabbing the keys again");
+                    grabKeys();
+                    Log::debug("tap: keys grabbed again");
+                }
             }
             std::free(e);
         }
