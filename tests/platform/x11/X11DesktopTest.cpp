@@ -91,8 +91,11 @@ class X11Session {
         conn_ = xcb_connect(display_.c_str(), nullptr);
         if (xcb_connection_has_error(conn_)) return "cannot connect to " + display_;
         root_ = xcb_setup_roots_iterator(xcb_get_setup(conn_)).data->root;
-        if (!waitFor(
-                [&] { return windowNamed("Agenda") && windowNamed("Shopping") && windowNamed("Drafts"); }))
+        // Open and managed: the windows exist before the window manager lists them.
+        if (!waitFor([&] {
+                return windowNamed("Agenda") && windowNamed("Shopping") && windowNamed("Drafts") &&
+                       listedClients() >= 4;
+            }))
             return "the fake apps did not open their windows";
         return "";
     }
@@ -190,6 +193,19 @@ class X11Session {
         return v;
     }
     std::uint32_t activeWindow() { return cardinal("_NET_ACTIVE_WINDOW"); }
+    // How many clients the window manager lists.
+    std::size_t listedClients() {
+        auto* a = xcb_intern_atom_reply(conn_, xcb_intern_atom(conn_, 0, 16, "_NET_CLIENT_LIST"), nullptr);
+        auto* r =
+            xcb_get_property_reply(conn_,
+                                   xcb_get_property(conn_, 0, root_, a ? a->atom : xcb_atom_t{XCB_ATOM_NONE},
+                                                    XCB_ATOM_WINDOW, 0, 1024),
+                                   nullptr);
+        std::size_t n = r ? static_cast<std::size_t>(xcb_get_property_value_length(r)) / 4 : 0;
+        std::free(a);
+        std::free(r);
+        return n;
+    }
     std::uint32_t currentDesktop() { return cardinal("_NET_CURRENT_DESKTOP"); }
 
     std::optional<std::uint32_t> windowNamed(const std::string& title) {
