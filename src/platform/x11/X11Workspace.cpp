@@ -350,7 +350,9 @@ void X11Workspace::dispatch(const Change& change, const Snapshot& before) {
             auto app = runningApp(change.pid);
             if (!app) break;
             publish(WorkspaceEvent{WorkspaceEventKind::didLaunch, app, {}, {}});
-            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt, {}, {*app}});
+            // The whole list before and after, as listeners take it, not just the one app.
+            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt,
+                                   d_.apps(before), runningApplications()});
             break;
         }
         case K::appTerminated: {
@@ -358,7 +360,8 @@ void X11Workspace::dispatch(const Change& change, const Snapshot& before) {
             if (!app) break;
             app->terminated = true;
             publish(WorkspaceEvent{WorkspaceEventKind::didTerminate, app, {}, {}});
-            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt, {*app}, {}});
+            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt,
+                                   d_.apps(before), runningApplications()});
             break;
         }
         case K::appActivated:
