@@ -28,7 +28,9 @@
 #include "support/Timing.h"
 #include "support/Yaml.h"
 #ifdef ZELK_HAVE_X11
+#include "input/OSDController.h"
 #include "platform/x11/X11Desktop.h"
+#include "platform/x11/X11PanelWindow.h"
 #endif
 
 namespace {
@@ -143,6 +145,11 @@ int runX11(const std::string& display, const std::string& settingsPath, const st
     std::cout << std::flush;
     agent::Agent agent(/*commandService=*/true);
     useConfigFolder(agent, configDir);
+    auto panelWindow = x11::PanelWindow::open(display, error);
+    if (!panelWindow) std::cerr << "zelkd: x11: the panel won't show: " << error << "\n";
+    auto panelShown = agent.panel().changed.subscribe([&](const osd::OSDModel& model) {
+        if (panelWindow) panelWindow->show(model);
+    });
     agent.start();
     std::signal(SIGINT, [](int) { gStop = 1; });
     std::signal(SIGTERM, [](int) { gStop = 1; });

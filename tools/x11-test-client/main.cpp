@@ -1,12 +1,14 @@
 // zelk-x11-test-client: opens titled windows for several fake apps, one process per app, and records
 // every key press each app receives.
 //
-//   zelk-x11-test-client --log DIR CLASS=TITLE[@DESKTOP][,TITLE[@DESKTOP]...] ...
+//   zelk-x11-test-client --log DIR CLASS=TITLE[>LATER][@DESKTOP][,TITLE[>LATER][@DESKTOP]...] ...
 //   zelk-x11-test-client --press KEYCODE[d|u],...   (presses keys through XTest, then exits)
 //
 // Each app's windows carry WM_CLASS (the class twice), _NET_WM_PID (its own process) and, when given,
-// the desktop to open on. Key presses are appended to DIR/CLASS.keys as "KEYCODE STATE" lines. A window
-// closes when the window manager asks it to (WM_DELETE_WINDOW); an app exits with its last window.
+// the desktop to open on. A window with a later title takes it the moment the window manager lists the
+// window, as a client that names its window once it has loaded something would. Key presses are appended to
+// DIR/CLASS.keys as "KEYCODE STATE" lines. A window closes when the window manager asks it to
+// (WM_DELETE_WINDOW); an app exits with its last window.
 #include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -27,6 +29,7 @@ namespace {
 
 struct WindowSpec {
     std::string title;
+    std::string later;  // the title taken once the window is listed, empty for none
     long desktop = -1;
 };
 struct AppSpec {
@@ -47,6 +50,10 @@ std::optional<AppSpec> parseApp(const std::string& arg) {
         auto at = item.rfind('@');
         w.title = at == std::string::npos ? item : item.substr(0, at);
         if (at != std::string::npos) w.desktop = std::strtol(item.c_str() + at + 1, nullptr, 10);
+        if (auto gt = w.title.find('>'); gt != std::string::npos) {
+            w.later = w.title.substr(gt + 1);
+            w.title.resize(gt);
+        }
         if (!w.title.empty()) app.windows.push_back(w);
         if (comma == std::string::npos) break;
         start = comma + 1;
@@ -61,6 +68,46 @@ xcb_atom_t intern(xcb_connection_t* c, const char* name) {
     xcb_atom_t a = r ? r->atom : xcb_atom_t{XCB_ATOM_NONE};
     std::free(r);
     return a;
+}
+
+void setTitle(xcb_connection_t* c, xcb_window_t id, const std::string& title) {
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, intern(c, "_NET_WM_NAME"), intern(c, "UTF8_STRING"), 8,
+                        static_cast<uint32_t>(title.size()), title.data());
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                        static_cast<uint32_t>(title.size()), title.data());
+}
+
+// Renames each window that has a later title as soon as it shows in the window manager's client list.
+void retitleOnceListed(xcb_connection_t* c, xcb_window_t root, const AppSpec& app,
+                       const std::set<xcb_window_t>& opened) {
+    std::vector<std::pair<xcb_window_t, std::string>> pending;
+    auto it = opened.begin();
+    for (auto& w : app.windows) {
+        if (it == opened.end()) break;
+        if (!w.later.empty()) pending.emplace_back(*it, w.later);
+        ++it;
+    }
+    xcb_atom_t list = intern(c, "_NET_CLIENT_LIST");
+    for (int tries = 0; !pending.empty() && tries < 4000; ++tries) {
+        auto* r =
+            xcb_get_property_reply(c, xcb_get_property(c, 0, root, list, XCB_ATOM_WINDOW, 0, 1024), nullptr);
+        std::set<xcb_window_t> listed;
+        if (r) {
+            auto* ids = static_cast<xcb_window_t*>(xcb_get_property_value(r));
+            listed.insert(ids, ids + xcb_get_property_value_length(r) / 4);
+        }
+        std::free(r);
+        for (auto p = pending.begin(); p != pending.end();) {
+            if (listed.count(p->first)) {
+                setTitle(c, p->first, p->second);
+                p = pending.erase(p);
+            } else {
+                ++p;
+            }
+        }
+        xcb_flush(c);
+        if (!pending.empty()) ::usleep(500);
+    }
 }
 
 int runApp(const AppSpec& app, const std::string& logDir, int index) {
@@ -102,6 +149,10 @@ int runApp(const AppSpec& app, const std::string& logDir, int index) {
         xcb_icccm_wm_hints_set_input(&hints, 1);
         xcb_icccm_wm_hints_set_normal(&hints);
         xcb_icccm_set_wm_hints(c, id, &hints);
+        // Where the window asked to be, so the fake apps cascade instead of piling up in one place.
+        xcb_size_hints_t size{};
+        xcb_icccm_size_hints_set_position(&size, 1, x, y);
+        xcb_icccm_set_wm_normal_hints(c, id, &size);
         if (w.desktop >= 0) {
             auto d = static_cast<std::uint32_t>(w.desktop);
             xcb_change_property(c, XCB_PROP_MODE_REPLACE, id, netDesktop, XCB_ATOM_CARDINAL, 32, 1, &d);
@@ -111,6 +162,7 @@ int runApp(const AppSpec& app, const std::string& logDir, int index) {
         ++n;
     }
     xcb_flush(c);
+    retitleOnceListed(c, screen->root, app, open);
     std::ofstream log(logDir + "/" + app.cls + ".keys", std::ios::app);
     while (!open.empty()) {
         xcb_generic_event_t* e = xcb_wait_for_event(c);

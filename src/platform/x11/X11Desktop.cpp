@@ -84,8 +84,14 @@ void X11Desktop::startPump() {
             }
             for (auto id : watch)
                 xcb_change_window_attributes(ev->xcb(), id, XCB_CW_EVENT_MASK, &clientMask);
-            if (!watch.empty()) ev->flush();
             bool any = false;
+            if (!watch.empty()) {
+                // A client changed between the read that found it and this selection sent no event
+                // (the window manager sets its desktop, state and frame right after listing it): once
+                // the server has applied the selection, everything is read again.
+                std::free(xcb_get_input_focus_reply(ev->xcb(), xcb_get_input_focus(ev->xcb()), nullptr));
+                any = true;
+            }
             while (xcb_generic_event_t* e = xcb_poll_for_event(ev->xcb())) {
                 std::free(e);
                 any = true;

@@ -55,7 +55,7 @@ bool X11EventTap::connect() {
     return true;
 }
 
-void X11EventTap::readKeymap() {
+bool X11EventTap::readKeymap() {
     const xcb_setup_t* setup = xcb_get_setup(conn_);
     std::uint8_t first = setup->min_keycode, last = setup->max_keycode;
     auto* map = xcb_get_keyboard_mapping_reply(
@@ -68,9 +68,8 @@ void X11EventTap::readKeymap() {
             keysyms[static_cast<std::size_t>(code)] = syms[(code - first) * per];
         std::free(map);
     }
-    keymap_ = std::make_unique<KeyMap>(keysyms);
     // Which modifier bits Super, Alt and Num Lock sit on in this server's modifier map.
-    superMask_ = altMask_ = numLockMask_ = 0;
+    std::uint16_t superMask = 0, altMask = 0, numLockMask = 0;
     auto* mods = xcb_get_modifier_mapping_reply(conn_, xcb_get_modifier_mapping(conn_), nullptr);
     if (mods) {
         auto* codes = xcb_get_modifier_mapping_keycodes(mods);
@@ -81,14 +80,25 @@ void X11EventTap::readKeymap() {
                 if (!code) continue;
                 std::uint32_t sym = keysyms[code];
                 auto mask = static_cast<std::uint16_t>(1u << bit);
-                if (sym == kSuperL || sym == kSuperR) superMask_ |= mask;
-                if (sym == kAltL || sym == kAltR || sym == kAltGr) altMask_ |= mask;
-                if (sym == kNumLock) numLockMask_ |= mask;
+                if (sym == kSuperL || sym == kSuperR) superMask |= mask;
+                if (sym == kAltL || sym == kAltR || sym == kAltGr) altMask |= mask;
+                if (sym == kNumLock) numLockMask |= mask;
             }
         std::free(mods);
     }
-    if (!superMask_) superMask_ = XCB_MOD_MASK_4;
-    if (!altMask_) altMask_ = XCB_MOD_MASK_1;
+    if (!superMask) superMask = XCB_MOD_MASK_4;
+    if (!altMask) altMask = XCB_MOD_MASK_1;
+    // The server announces a mapping each time another device (XTest's, say) starts typing, mostly
+    // with the same map: only a real change is worth the thousands of grabs made again.
+    if (keymap_ && keysyms == keysyms_ && superMask == superMask_ && altMask == altMask_ &&
+        numLockMask == numLockMask_)
+        return false;
+    keysyms_ = std::move(keysyms);
+    keymap_ = std::make_unique<KeyMap>(keysyms_);
+    superMask_ = superMask;
+    altMask_ = altMask;
+    numLockMask_ = numLockMask;
+    return true;
 }
 
 bool X11EventTap::createTap(TapCallback callback) {
@@ -204,8 +214,12 @@ void X11EventTap::run() {
                 auto* release = reinterpret_cast<xcb_key_release_event_t*>(e);
                 if (!keymap_->modifier(release->detail)) onRawKey(release->detail, false, false);
             } else if (type == XCB_MAPPING_NOTIFY) {
-                readKeymap();
-                grabKeys();
+                auto* mapping = reinterpret_cast<xcb_mapping_notify_event_t*>(e);
+                if (mapping->request != XCB_MAPPING_POINTER && readKeymap()) {
+                    Log::info("tap: the keyboard map changed; grabbing the keys again");
+                    grabKeys();
+                    Log::debug("tap: keys grabbed again");
+                }
             }
             std::free(e);
         }

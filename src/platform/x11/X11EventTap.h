@@ -46,7 +46,8 @@ class X11EventTap final : public platform::EventTap {
 
   private:
     bool connect();
-    void readKeymap();
+    // Reads the keyboard and modifier maps; false when they are what they were.
+    bool readKeymap();
     void grabKeys();
     void run();
     void onRawKey(std::uint8_t code, bool down, bool repeat);
@@ -62,6 +63,7 @@ class X11EventTap final : public platform::EventTap {
     xcb_window_t root_ = 0;
     std::uint8_t xiOpcode_ = 0;
     std::unique_ptr<KeyMap> keymap_;
+    std::vector<std::uint32_t> keysyms_;  // what keymap_ was made from
     std::uint16_t superMask_ = 0, altMask_ = 0, numLockMask_ = 0;
     std::set<std::uint8_t> ungrabbable_;  // taken by another client
 

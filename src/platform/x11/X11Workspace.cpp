@@ -275,7 +275,10 @@ platform::FolderWatchHandle X11Workspace::watchFolders(
             for (ssize_t at = 0; n > 0 && at < n;) {
                 auto* ev = reinterpret_cast<inotify_event*>(buf + at);
                 std::string path = paths.count(ev->wd) ? paths.at(ev->wd) : "";
-                if (ev->len) path += "/" + std::string(ev->name);
+                if (ev->len) {
+                    path += '/';
+                    path.append(ev->name);
+                }
                 ferrow::mainAsync([changed, alive, path] {
                     if (*alive) changed(platform::FolderEvent{path, 0});
                 });
@@ -350,7 +353,9 @@ void X11Workspace::dispatch(const Change& change, const Snapshot& before) {
             auto app = runningApp(change.pid);
             if (!app) break;
             publish(WorkspaceEvent{WorkspaceEventKind::didLaunch, app, {}, {}});
-            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt, {}, {*app}});
+            // The whole list before and after, as listeners take it, not just the one app.
+            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt,
+                                   d_.apps(before), runningApplications()});
             break;
         }
         case K::appTerminated: {
@@ -358,7 +363,8 @@ void X11Workspace::dispatch(const Change& change, const Snapshot& before) {
             if (!app) break;
             app->terminated = true;
             publish(WorkspaceEvent{WorkspaceEventKind::didTerminate, app, {}, {}});
-            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt, {*app}, {}});
+            publish(WorkspaceEvent{WorkspaceEventKind::runningApplicationsChanged, std::nullopt,
+                                   d_.apps(before), runningApplications()});
             break;
         }
         case K::appActivated:

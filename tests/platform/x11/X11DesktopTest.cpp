@@ -91,8 +91,11 @@ class X11Session {
         conn_ = xcb_connect(display_.c_str(), nullptr);
         if (xcb_connection_has_error(conn_)) return "cannot connect to " + display_;
         root_ = xcb_setup_roots_iterator(xcb_get_setup(conn_)).data->root;
-        if (!waitFor(
-                [&] { return windowNamed("Agenda") && windowNamed("Shopping") && windowNamed("Drafts"); }))
+        // Open and managed: the windows exist before the window manager lists them.
+        if (!waitFor([&] {
+                return windowNamed("Agenda") && windowNamed("Shopping") && windowNamed("Drafts") &&
+                       listedClients() >= 4;
+            }))
             return "the fake apps did not open their windows";
         return "";
     }
@@ -107,14 +110,36 @@ class X11Session {
                 {"HOME", dir_.string()}};
     }
 
-    bool startAgent() {
+    // `settings`: the settings file the agent starts with, as JSON.
+    bool startAgent(const std::string& settings = "") {
+        if (!settings.empty()) {
+            fs::create_directories(dir_ / "state" / "zelk");
+            std::ofstream(dir_ / "state" / "zelk" / "com.ferrowlabs.zelk.json") << settings;
+        }
         agentPid_ = spawn({ZELKD_PATH, "--backend", "x11", "--log-file", (dir_ / "zelkd.log").string()},
                           env(), ::open("/dev/null", O_WRONLY));
-        // Ready once it answers and knows every window.
-        return waitFor([&] { return zelk({"window", "list"}).find("Agenda") != std::string::npos; });
+        // Ready once it answers and knows every window: the fake apps start in any order and the window
+        // manager lists their windows as it manages them, so one window listed says nothing of the others.
+        return waitFor([&] {
+            auto listed = zelk({"window", "list"});
+            for (auto title : {"Inbox", "Drafts", "Shopping", "Agenda"})
+                if (listed.find(title) == std::string::npos) return false;
+            return true;
+        });
+    }
+
+    // More fake apps, opened now on the running desktop.
+    void openApps(std::vector<std::string> apps) {
+        apps.insert(apps.begin(), {ZELK_X11_TEST_CLIENT, "--log", (dir_ / "log").string()});
+        clientPids_.push_back(spawn(apps, env(), -1));
     }
 
     ~X11Session() {
+        for (auto pid : clientPids_)
+            if (pid > 0) {
+                ::kill(pid, SIGTERM);
+                ::waitpid(pid, nullptr, 0);
+            }
         if (agentPid_ > 0) {
             ::kill(agentPid_, SIGTERM);
             ::waitpid(agentPid_, nullptr, 0);
@@ -168,6 +193,19 @@ class X11Session {
         return v;
     }
     std::uint32_t activeWindow() { return cardinal("_NET_ACTIVE_WINDOW"); }
+    // How many clients the window manager lists.
+    std::size_t listedClients() {
+        auto* a = xcb_intern_atom_reply(conn_, xcb_intern_atom(conn_, 0, 16, "_NET_CLIENT_LIST"), nullptr);
+        auto* r =
+            xcb_get_property_reply(conn_,
+                                   xcb_get_property(conn_, 0, root_, a ? a->atom : xcb_atom_t{XCB_ATOM_NONE},
+                                                    XCB_ATOM_WINDOW, 0, 1024),
+                                   nullptr);
+        std::size_t n = r ? static_cast<std::size_t>(xcb_get_property_value_length(r)) / 4 : 0;
+        std::free(a);
+        std::free(r);
+        return n;
+    }
     std::uint32_t currentDesktop() { return cardinal("_NET_CURRENT_DESKTOP"); }
 
     std::optional<std::uint32_t> windowNamed(const std::string& title) {
@@ -193,6 +231,45 @@ class X11Session {
             }
         }
         return found;
+    }
+
+    bool mapped(std::uint32_t window) {
+        auto* a = xcb_get_window_attributes_reply(conn_, xcb_get_window_attributes(conn_, window), nullptr);
+        bool viewable = a && a->map_state == XCB_MAP_STATE_VIEWABLE;
+        std::free(a);
+        return viewable;
+    }
+
+    // A window's place on the screen, in root coordinates.
+    Rect placeOf(std::uint32_t window) {
+        auto* g = xcb_get_geometry_reply(conn_, xcb_get_geometry(conn_, window), nullptr);
+        auto* o = xcb_translate_coordinates_reply(
+            conn_, xcb_translate_coordinates(conn_, window, root_, 0, 0), nullptr);
+        Rect r;
+        if (g && o) r = {double(o->dst_x), double(o->dst_y), double(g->width), double(g->height)};
+        std::free(g);
+        std::free(o);
+        return r;
+    }
+
+    // What the screen shows in a rectangle, as 0xRRGGBB, row by row: read from the root, so whatever
+    // window covers it.
+    std::vector<std::uint32_t> screenPixels(Rect r) {
+        auto* img = xcb_get_image_reply(
+            conn_,
+            xcb_get_image(conn_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, static_cast<std::int16_t>(r.x),
+                          static_cast<std::int16_t>(r.y), static_cast<std::uint16_t>(r.width),
+                          static_cast<std::uint16_t>(r.height), ~0u),
+            nullptr);
+        std::vector<std::uint32_t> out;
+        if (img && std::size_t(xcb_get_image_data_length(img)) == std::size_t(r.width * r.height * 4)) {
+            out.resize(std::size_t(r.width * r.height));
+            std::memcpy(out.data(), xcb_get_image_data(img), out.size() * 4);
+            for (auto& p : out)
+                p &= 0xFFFFFF;
+        }
+        std::free(img);
+        return out;
     }
 
     // Stops the X server and everything on it; the agent is left running, to see what it does.
@@ -245,18 +322,21 @@ class X11Session {
     fs::path dir_;
     std::string display_;
     pid_t desktopPid_ = -1, agentPid_ = -1;
+    std::vector<pid_t> clientPids_;
     xcb_connection_t* conn_ = nullptr;
     xcb_window_t root_ = 0;
 };
 
-#define START_SESSION(session)                                                                         \
-    do {                                                                                               \
-        auto why = (session).start();                                                                  \
-        if (why == "skip")                                                                             \
-            GTEST_SKIP() << "Xvfb or openbox is not installed (scripts/deps.sh installs them)";        \
-        ASSERT_EQ(why, "");                                                                            \
-        ASSERT_TRUE((session).startAgent()) << "the agent did not come up:\n" << (session).agentLog(); \
+#define START_SESSION_WITH(session, settings)                                                   \
+    do {                                                                                        \
+        auto why = (session).start();                                                           \
+        if (why == "skip")                                                                      \
+            GTEST_SKIP() << "Xvfb or openbox is not installed (scripts/deps.sh installs them)"; \
+        ASSERT_EQ(why, "");                                                                     \
+        ASSERT_TRUE((session).startAgent(settings)) << "the agent did not come up:\n"           \
+                                                    << (session).agentLog();                    \
     } while (0)
+#define START_SESSION(session) START_SESSION_WITH(session, "")
 
 TEST(X11Desktop, TheTriggerAndALetterReachAppsAndPlainTypingPasses) {
     X11Session s;
@@ -310,6 +390,90 @@ TEST(X11Desktop, CommandsAnswerFromTheRealDesktop) {
     auto shopping = *s.windowNamed("Shopping");
     EXPECT_NE(s.zelk({"window", "focus", "Shopping"}).find("focused window"), std::string::npos);
     EXPECT_TRUE(s.waitFor([&] { return s.currentDesktop() == 0 && s.activeWindow() == shopping; }));
+}
+
+TEST(X11Desktop, WindowsOpenedOrRenamedWhileTheAgentRunsAreListedAsTheyAre) {
+    X11Session s;
+    START_SESSION(s);
+    // Each window is renamed the moment the window manager lists it: the agent's first read of it and
+    // the rename race, and the list must still end with the new titles.
+    s.openApps({"Music=Loading>Library,Queue>Playlists@1", "Chat=Connecting>General"});
+    std::string windows;
+    EXPECT_TRUE(s.waitFor([&] {
+        windows = s.zelk({"window", "list"});
+        for (auto title : {"Library", "Playlists", "General"})
+            if (windows.find(title) == std::string::npos) return false;
+        for (auto title : {"Loading", "Queue", "Connecting"})
+            if (windows.find(title) != std::string::npos) return false;
+        return true;
+    })) << windows;
+    std::istringstream lines(windows);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.find("Playlists") == std::string::npos) continue;
+        EXPECT_NE(line.find("Playlists  2 "), std::string::npos) << "not on the second Space: " << line;
+    }
+}
+
+// How much of a picture is the panel's dark ground, and how much is light text on it.
+struct Ink {
+    double dark = 0, light = 0;
+};
+Ink inkOf(const std::vector<std::uint32_t>& pixels) {
+    Ink ink;
+    for (auto p : pixels) {
+        const std::uint32_t r = (p >> 16) & 0xFF, g = (p >> 8) & 0xFF, b = p & 0xFF;
+        if (r < 0x40 && g < 0x40 && b < 0x40) ink.dark += 1;
+        if (r > 0xB0 && g > 0xB0 && b > 0xB0) ink.light += 1;
+    }
+    if (!pixels.empty()) {
+        ink.dark /= double(pixels.size());
+        ink.light /= double(pixels.size());
+    }
+    return ink;
+}
+
+TEST(X11Desktop, HoldingTheTriggerDrawsTheAppPanelOnScreenAndReleasingTakesItAway) {
+    X11Session s;
+    START_SESSION_WITH(s, R"({"showAppSwitcher": true})");
+    auto shopping = *s.windowNamed("Shopping");
+    ASSERT_NE(s.zelk({"app", "focus", "Notes"}), "");
+    ASSERT_TRUE(s.waitFor([&] { return s.activeWindow() == shopping; }));
+    auto panel = s.windowNamed("zelk panel");
+    ASSERT_TRUE(panel) << "the agent made no panel window";
+    EXPECT_FALSE(s.mapped(*panel));
+    const Rect screen{0, 0, 1280, 800};
+    auto before = s.screenPixels(screen);
+    ASSERT_FALSE(before.empty());
+
+    s.keys({std::to_string(kSuperR) + "d"});
+    ASSERT_TRUE(s.waitFor([&] { return s.mapped(*panel); })) << s.agentLog();
+    const Rect place = s.placeOf(*panel);
+    ASSERT_GT(place.width, 40);
+    ASSERT_GT(place.height, 40);
+    // Inside the shadow and the rounded corners: the panel's own ground, with its rows' text on it.
+    const Rect inside{place.x + 24, place.y + 24, place.width - 48, place.height - 48};
+    std::vector<std::uint32_t> shown;
+    ASSERT_TRUE(s.waitFor([&] {
+        shown = s.screenPixels(inside);
+        auto ink = inkOf(shown);
+        return ink.dark > 0.6 && ink.light > 0.002;
+    })) << "dark "
+        << inkOf(shown).dark << ", light " << inkOf(shown).light;
+    auto under = [&](const std::vector<std::uint32_t>& whole) {
+        std::vector<std::uint32_t> out;
+        for (int y = int(inside.y); y < int(inside.maxY()); ++y)
+            for (int x = int(inside.x); x < int(inside.maxX()); ++x)
+                out.push_back(whole[std::size_t(y) * 1280 + std::size_t(x)]);
+        return out;
+    };
+    EXPECT_NE(under(before), shown) << "the screen didn't change where the panel stands";
+
+    // Released: the window goes and the screen shows what it showed before.
+    s.keys({std::to_string(kSuperR) + "u"});
+    ASSERT_TRUE(s.waitFor([&] { return !s.mapped(*panel); })) << s.agentLog();
+    EXPECT_TRUE(s.waitFor([&] { return s.screenPixels(inside) == under(before); }))
+        << "the panel's pixels stayed on screen";
 }
 
 TEST(X11Desktop, TheAgentEndsWithItsXServer) {
