@@ -9,6 +9,7 @@
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
 #include "input/OSDController.h"
+#include "input/SelectionActions.h"
 
 namespace zelk::agent {
 
@@ -33,6 +34,7 @@ Agent::Agent(bool commandService)
     subsystems_->search().attachRouter(router_.get());
     commands_->registerSearch(subsystems_->search().commandProviders());
     wirePanel();
+    wireSelectionActions();
 }
 
 // The panel answers the input state's show, hide and latch calls, and mirrors whether it is hidden
@@ -66,10 +68,26 @@ void Agent::wirePanel() {
     });
 }
 
+// Close, quit, hide and new window on the panel's highlighted row, with the panel's flash.
+void Agent::wireSelectionActions() {
+    auto env = subsystems_->selectionEnvironment();
+    osd::OSDController& panel = *panel_;
+    env.showFlash = [&panel](const std::string& icon, const std::string& label, std::int64_t ms) {
+        panel.showActionFlash(icon, label, ms);
+    };
+    selection_ = std::make_unique<SelectionActions>(InputManager::shared(), *router_, std::move(env));
+    SelectionActions* actions = selection_.get();
+    router_->services().runSelectionAction = [actions](const std::string& key) {
+        return actions->runSelectionAction(key);
+    };
+    router_->services().pressMenuExtraOfSelection = [actions] { return actions->pressMenuExtraOfSelection(); };
+}
+
 Agent::~Agent() {
     if (running()) terminate();
     commands_->detach(*delegate_);
     commands_.reset();
+    selection_.reset();
     unwirePanel();
     router_.reset();
     subsystems_.reset();

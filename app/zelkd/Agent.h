@@ -15,6 +15,7 @@ class Subsystems;
 namespace zelk {
 class AppDelegate;
 class KeyRouter;
+class SelectionActions;
 }  // namespace zelk
 namespace zelk::osd {
 class OSDController;
@@ -41,6 +42,7 @@ class Agent {
     Subsystems& subsystems() { return *subsystems_; }
     command::CommandService& commands() { return *commands_; }
     osd::OSDController& panel() { return *panel_; }
+    SelectionActions& selectionActions() { return *selection_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::ordered_json handleCommand(const nlohmann::json& request);
 
@@ -51,6 +53,8 @@ class Agent {
     std::unique_ptr<osd::OSDController> panel_;
     void wirePanel();
     void unwirePanel();
+    std::unique_ptr<SelectionActions> selection_;
+    void wireSelectionActions();
     ferrow::Subscription panelSub_;
     ferrow::Subscription searchRowsSub_;
     std::unique_ptr<command::CommandService> commands_;

@@ -109,6 +109,7 @@ class KeyRouter final : public HotkeyRouter {
     Verdict selectionActionUnderTheActionCombo(KeyPress& k);
     // Under exactly the application trigger, or while something is latched.
     Verdict escapeEndsTheSearchOrWhatWaits(KeyPress& k);
+    Verdict optionReturnOpensTheMenuBarExtra(KeyPress& k);
     Verdict returnCommitsTheLatchedSearch(KeyPress& k);
     Verdict deleteEditsTheSearch(KeyPress& k);
     Verdict tabAndArrowsStepThePanelOrCycle(KeyPress& k);

@@ -351,7 +351,11 @@ nlohmann::json toJson(const OSDModel& m) {
     out["rows"] = std::move(rows);
     out["items"] = std::move(items);
     if (!m.emptyText.empty()) out["empty"] = m.emptyText;
-    if (m.flash) out["flash"] = m.flash->label;
+    if (m.flash) {
+        out["flash"] = m.flash->label;
+        out["flashIcon"] = m.flash->icon;
+        out["flashSeq"] = m.flash->seq;
+    }
     return out;
 }
 

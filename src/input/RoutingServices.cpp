@@ -51,6 +51,7 @@ void RoutingServices::fillDefaults() {
     orDefault(commitSearchRow, "search row", false);
     orDefault(pinSearchSelection, "search pin", false);
     orDefault(runSelectionAction, "selection actions", false);
+    orDefault(pressMenuExtraOfSelection, "menu bar extra of the selection", false);
     orDefault(toggleOverview, "overview", false);
     orNothing(latchSearch, "latched search");
     orDefault(activateStage, "activateStage", false);

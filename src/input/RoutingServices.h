@@ -83,6 +83,8 @@ struct RoutingServices {
     std::function<bool(std::size_t row)> commitSearchRow;
     std::function<bool(const std::string& query)> pinSearchSelection;
     std::function<bool(const std::string& key)> runSelectionAction;
+    // Option-Return on a latched panel's row: opens that app's menu-bar extra; false when none opened.
+    std::function<bool()> pressMenuExtraOfSelection;
     std::function<bool()> toggleOverview;
     std::function<void(const std::string& surface)> latchSearch;
     std::function<bool(const std::string& key)> activateStage;

@@ -45,6 +45,7 @@ struct SimApp {
     bool installed = true;
     std::vector<WindowTemplate> windowsOnLaunch;  // empty: one window named after the app
     bool finder = false;                          // takes the front when no other app can
+    std::string menuExtra;                        // the title of its menu-bar extra; empty: none
     platform::FileIdentity identity;
 
     // Running state.
@@ -96,6 +97,9 @@ struct WorldChange {
         pointer,       // a warp: point
         notification,  // a user notification: id, title, body
         overlay,       // Mission Control or App Exposé appeared or left
+        keyPosted,     // a made-up key event was posted: pid (route 1), window = key code, flag = down,
+                       // display = route, text1 = flags and text2 = user data (hex)
+        menuExtra,     // an app's menu-bar extra was pressed open: pid, bundle, text1 = its title
     };
     Kind kind;
     std::int32_t pid = 0;
@@ -218,6 +222,20 @@ class SimWorld {
         std::uint64_t flags;
     };
     std::vector<ReceivedKey> receivedKeys;
+    // Key events posted by the program (made up, not typed), in order, with the time they were posted.
+    struct PostedEvent {
+        int route = 0;  // 0 the HID tap, 1 one process, 2 the annotated session tap
+        std::int32_t pid = 0;
+        std::uint16_t keyCode = 0;
+        bool down = true;
+        std::uint64_t flags = 0;
+        std::uint64_t userData = 0;
+        ferrow::Nanos at = 0;
+    };
+    std::vector<PostedEvent> postedEvents;
+    void notePostedEvent(PostedEvent event);
+    // The app's menu-bar extra opens; false when it has none or doesn't run.
+    bool pressMenuExtra(std::int32_t pid);
 
     std::uint32_t nextWindowID();
 
