@@ -80,7 +80,9 @@ void Agent::wireSelectionActions() {
     router_->services().runSelectionAction = [actions](const std::string& key) {
         return actions->runSelectionAction(key);
     };
-    router_->services().pressMenuExtraOfSelection = [actions] { return actions->pressMenuExtraOfSelection(); };
+    router_->services().pressMenuExtraOfSelection = [actions] {
+        return actions->pressMenuExtraOfSelection();
+    };
 }
 
 Agent::~Agent() {

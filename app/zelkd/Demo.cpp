@@ -79,7 +79,15 @@ const std::string& demoScript() {
 # The command line tool opens the window search and hides it again.
 - {at: 21000, command: {command: osd, surface: window}}
 - {at: 21500, command: {command: osd, surface: hide}}
-- {at: 22000, end: true}
+# On an open search, left Command turns W into close: the highlighted window closes, the panel stays
+# open with the highlight on the next row, and flashes "Closed". Escape ends the search.
+- {at: 22000, command: {command: osd, surface: window}}
+- {at: 22200, tap: downArrow}
+- {at: 22400, flags: [lcmd]}
+- {at: 22500, tap: w}
+- {at: 22700, flags: []}
+- {at: 23200, tap: escape}
+- {at: 24000, end: true}
 )YAML";
     return text;
 }

@@ -34,7 +34,8 @@ std::optional<std::vector<platform::AXRef>> axRefs(const platform::AXResult<plat
 }
 
 // The window's accessibility element among its app's windows.
-std::optional<platform::AXRef> windowElement(platform::Accessibility& ax, std::int32_t pid, std::uint32_t id) {
+std::optional<platform::AXRef> windowElement(platform::Accessibility& ax, std::int32_t pid,
+                                             std::uint32_t id) {
     const auto app = ax.applicationElement(pid);
     ax.setMessagingTimeout(app, kMessagingTimeout);
     auto windows = axRefs(ax.copyAttribute(app, "AXWindows"));
@@ -123,7 +124,8 @@ void SelectionActions::recordSelectionActionSide() {
         settings.set(keys::usedRightCmdSelectionAction, true);
 }
 
-std::optional<platform::RunningApp> SelectionActions::runningAppOf(const SelectionActionTarget& target) const {
+std::optional<platform::RunningApp> SelectionActions::runningAppOf(
+    const SelectionActionTarget& target) const {
     auto* ws = platform::Platform::current().workspace;
     if (!ws) return std::nullopt;
     std::int32_t pid = target.pid;
@@ -275,7 +277,8 @@ void SelectionActions::postSyntheticCmdN(std::int32_t pid, platform::PostRoute r
     platform::SyntheticKeyEvent down{*code, true, platform::flag::command, kSyntheticEventMarker};
     platform::SyntheticKeyEvent up = down;
     up.down = false;
-    static constexpr const char* kRouteNames[] = {".cghidEventTap", "postToPid", ".cgAnnotatedSessionEventTap"};
+    static constexpr const char* kRouteNames[] = {".cghidEventTap", "postToPid",
+                                                  ".cgAnnotatedSessionEventTap"};
     if (!tap->postSyntheticKeyEvent(route, pid, down)) {
         Log::error("postSyntheticCmdN: failed to create CGEvent");
         return;

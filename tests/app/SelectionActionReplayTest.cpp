@@ -95,7 +95,8 @@ TEST(SelectionActionReplay, WClosesTheHighlightedWindowAndThePanelStaysOnTheNext
     const std::string closed = rows[1];
     const std::string next = rows[2];
 
-    EXPECT_EQ(summary(events, {"window"}), (std::vector<std::string>{"1500 window closed=true id=" + closed}));
+    EXPECT_EQ(summary(events, {"window"}),
+              (std::vector<std::string>{"1500 window closed=true id=" + closed}));
     EXPECT_TRUE(hasLog(events, "hotkey w target=window id=" + closed));
     EXPECT_TRUE(hasLog(events, "closeWindowViaAX: wid=" + closed));
 
@@ -153,7 +154,8 @@ TEST(SelectionActionReplay, QQuitsTheWindowsAppAndAllItsRowsLeave) {
     const std::string bundle = app == "Safari"     ? "com.apple.Safari"
                                : app == "Terminal" ? "com.apple.Terminal"
                                                    : "com.apple.mail";
-    EXPECT_EQ(summary(events, {"terminate"}), (std::vector<std::string>{"1500 terminate bundleID=" + bundle}));
+    EXPECT_EQ(summary(events, {"terminate"}),
+              (std::vector<std::string>{"1500 terminate bundleID=" + bundle}));
     const json after = lastPanelAtOrBefore(events, 1500);
     EXPECT_TRUE(after["visible"].get<bool>());
     EXPECT_EQ(after["flash"], "Quit");
@@ -215,12 +217,14 @@ TEST(SelectionActionReplay, OFocusesTheAppEndsThePanelAndPostsCommandNEightyMill
 - {at: 3000, end: true}
 )",
                          true);
-    EXPECT_EQ(summary(events, {"focus"}).back(), "1600 focus bundleID=com.apple.Terminal pid=102 windowID=2001");
-    EXPECT_EQ(summary(events, {"posted"}),
-              (std::vector<std::string>{
-                  "1680 posted down=true flags=0x100000 key=n keyCode=45 route=hidTap userData=0x7a656c6b5f73796e",
-                  "1680 posted down=false flags=0x100000 key=n keyCode=45 route=hidTap "
-                  "userData=0x7a656c6b5f73796e"}));
+    EXPECT_EQ(summary(events, {"focus"}).back(),
+              "1600 focus bundleID=com.apple.Terminal pid=102 windowID=2001");
+    EXPECT_EQ(
+        summary(events, {"posted"}),
+        (std::vector<std::string>{
+            "1680 posted down=true flags=0x100000 key=n keyCode=45 route=hidTap userData=0x7a656c6b5f73796e",
+            "1680 posted down=false flags=0x100000 key=n keyCode=45 route=hidTap "
+            "userData=0x7a656c6b5f73796e"}));
     EXPECT_TRUE(hasLog(events, "new-window: forceActivate pid=102; posting Cmd-N in 80ms"));
     EXPECT_TRUE(hasLog(events, "postSyntheticCmdN(pid=102) via .cghidEventTap"));
     const json after = lastPanelAtOrBefore(events, 1600);
@@ -283,7 +287,8 @@ TEST(SelectionActionReplay, OptionReturnOpensTheMenuBarExtraOrCommitsWithoutOne)
 - {at: 3000, end: true}
 )");
     EXPECT_TRUE(summary(plain, {"menuExtra"}).empty());
-    EXPECT_EQ(summary(plain, {"focus"}).back(), "1600 focus bundleID=com.apple.Terminal pid=102 windowID=2001");
+    EXPECT_EQ(summary(plain, {"focus"}).back(),
+              "1600 focus bundleID=com.apple.Terminal pid=102 windowID=2001");
 }
 
 }  // namespace

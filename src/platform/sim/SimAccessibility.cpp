@@ -106,7 +106,8 @@ AXResult<AXValue> SimAccessibility::copyAttribute(AXRef element, const std::stri
         }
         case Kind::extrasMenuBar:
             if (attr == "AXRole") return value(std::string("AXMenuBar"));
-            if (attr == "AXChildren") return value(std::vector<AXRef>{make(Kind::menuExtra, pidOf(element), 0)});
+            if (attr == "AXChildren")
+                return value(std::vector<AXRef>{make(Kind::menuExtra, pidOf(element), 0)});
             return none();
         case Kind::menuExtra: {
             const SimApp* app = world_.appByPid(pidOf(element));

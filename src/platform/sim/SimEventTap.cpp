@@ -173,8 +173,8 @@ bool SimEventTap::postSyntheticKeyEvent(platform::PostRoute route, std::int32_t 
                                         const platform::SyntheticKeyEvent& e) {
     if (world_.faults.eventDataFails) return false;
     const std::int32_t to = route == platform::PostRoute::toPid ? pid : world_.frontPid();
-    world_.notePostedEvent({static_cast<int>(route), to, e.keyCode, e.down, e.flags,
-                            static_cast<std::uint64_t>(e.userData)});
+    world_.notePostedEvent(
+        {static_cast<int>(route), to, e.keyCode, e.down, e.flags, static_cast<std::uint64_t>(e.userData)});
     world_.receivedKeys.push_back({to, e.keyCode, e.down, e.flags});
     return true;
 }

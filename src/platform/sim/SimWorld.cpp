@@ -528,6 +528,17 @@ void SimWorld::notePostedEvent(PostedEvent event) {
     emit(c);
 }
 
+bool SimWorld::resizeDisplay(std::uint32_t displayID, Rect frame) {
+    auto index = displayIndexById(displayID);
+    if (!index) return false;
+    displays_[*index].frame = frame;
+    WorldChange c{WorldChange::Kind::screens};
+    c.display = displayID;
+    c.frame = frame;
+    emit(c);
+    return true;
+}
+
 bool SimWorld::pressMenuExtra(std::int32_t pid) {
     SimApp* app = appByPid(pid);
     if (!app || !app->running || app->menuExtra.empty()) return false;

@@ -100,6 +100,7 @@ struct WorldChange {
         keyPosted,     // a made-up key event was posted: pid (route 1), window = key code, flag = down,
                        // display = route, text1 = flags and text2 = user data (hex)
         menuExtra,     // an app's menu-bar extra was pressed open: pid, bundle, text1 = its title
+        screens,       // a display changed its frame (resolution or arrangement): display, frame
     };
     Kind kind;
     std::int32_t pid = 0;
@@ -197,6 +198,8 @@ class SimWorld {
     bool setMinimized(std::uint32_t id, bool minimized);
     bool setFrame(std::uint32_t id, Rect frame);
     bool moveWindowToSpace(std::uint32_t id, std::uint64_t space);
+    // The display takes a new frame (another resolution, or moved in the arrangement).
+    bool resizeDisplay(std::uint32_t displayID, Rect frame);
     // With `focusTopmost`, the topmost window of the Space shown takes focus, as after a swipe.
     bool switchSpace(std::size_t displayIndex, std::uint64_t space, bool focusTopmost = true);
     void warpPointer(Point p);
