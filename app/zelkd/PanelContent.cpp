@@ -236,6 +236,8 @@ osd::OSDEnvironment Subsystems::panelEnvironment() {
     env.appPanel = [this](const PanelSettings& s) { return appPanelSections(s); };
     env.windowPanel = [this](const PanelSettings& s) { return windowPanelSections(s); };
     env.searchResults = [this] { return searchPanelContent(); };
+    // A search the panel latches (the `osd` command, the notification) lists the rows of its query.
+    env.runSearch = [this](const std::string& query) { search().session().rerunSearch(query); };
     env.hasAnyAssignment = [this] {
         return !apps().appKeyAssignments().empty() || !apps().dynamicAppKeyAssignments().empty();
     };
