@@ -293,3 +293,24 @@ TEST(SelectionActionReplay, OptionReturnOpensTheMenuBarExtraOrCommitsWithoutOne)
 
 }  // namespace
 }  // namespace zelk::testing
+
+namespace zelk::testing {
+namespace {
+
+TEST(SelectionActionReplay, TheOsdCommandOpensASearchWithRowsToActOn) {
+    auto events = replay(kWorld, R"(
+- {at: 1000, command: {command: osd, surface: window}}
+- {at: 1200, flags: [lcmd]}
+- {at: 1300, tap: w}
+- {at: 1500, flags: []}
+- {at: 2000, end: true}
+)");
+    const json opened = lastPanelAtOrBefore(events, 1000);
+    ASSERT_TRUE(opened["visible"].get<bool>());
+    EXPECT_EQ(opened["latched"], "window");
+    EXPECT_GE(opened["rows"].size(), 4u) << "every open window is listed";
+    EXPECT_EQ(summary(events, {"window"}).size(), 1u) << "so W has a row to close";
+}
+
+}  // namespace
+}  // namespace zelk::testing
