@@ -15,6 +15,7 @@
 #include "input/OSDController.h"
 #include "platform/Platform.h"
 #include "windows/WindowKeyAssignments.h"
+#include "input/SelectionActions.h"
 
 namespace zelk::agent {
 
@@ -41,6 +42,7 @@ Agent::Agent(bool commandService)
     commands_->registerStages(subsystems_->stageProviders());
     makeTabCycle();
     wirePanel();
+    wireSelectionActions();
 }
 
 void Agent::makeTabCycle() {
@@ -83,11 +85,29 @@ void Agent::wirePanel() {
     });
 }
 
+// Close, quit, hide and new window on the panel's highlighted row, with the panel's flash.
+void Agent::wireSelectionActions() {
+    auto env = subsystems_->selectionEnvironment();
+    osd::OSDController& panel = *panel_;
+    env.showFlash = [&panel](const std::string& icon, const std::string& label, std::int64_t ms) {
+        panel.showActionFlash(icon, label, ms);
+    };
+    selection_ = std::make_unique<SelectionActions>(InputManager::shared(), *router_, std::move(env));
+    SelectionActions* actions = selection_.get();
+    router_->services().runSelectionAction = [actions](const std::string& key) {
+        return actions->runSelectionAction(key);
+    };
+    router_->services().pressMenuExtraOfSelection = [actions] {
+        return actions->pressMenuExtraOfSelection();
+    };
+}
+
 Agent::~Agent() {
     if (running()) terminate();
     commands_->detach(*delegate_);
     commands_.reset();
     dropConfigFolder();
+    selection_.reset();
     unwirePanel();
     tabCycle_->unwire(InputManager::shared());
     tabCycle_.reset();

@@ -17,6 +17,7 @@ class TabCycleService;
 namespace zelk {
 class AppDelegate;
 class KeyRouter;
+class SelectionActions;
 }  // namespace zelk
 namespace zelk::osd {
 class OSDController;
@@ -47,6 +48,7 @@ class Agent {
     command::CommandService& commands() { return *commands_; }
     osd::OSDController& panel() { return *panel_; }
     TabCycleService& tabCycle() { return *tabCycle_; }
+    SelectionActions& selectionActions() { return *selection_; }
     // One request of the command protocol (the JSON object), answered with the response object.
     nlohmann::ordered_json handleCommand(const nlohmann::json& request);
     // Keeps the configuration files in this folder in step with the settings from the start on, and
@@ -65,6 +67,8 @@ class Agent {
     // The tab cycle is made before the panel that lists it, and hooked to the trigger state.
     void makeTabCycle();
     std::unique_ptr<TabCycleService> tabCycle_;
+    std::unique_ptr<SelectionActions> selection_;
+    void wireSelectionActions();
     ferrow::Subscription panelSub_;
     ferrow::Subscription searchRowsSub_;
     std::unique_ptr<command::CommandService> commands_;

@@ -88,7 +88,15 @@ const std::string& demoScript() {
 - {at: 23000, tap: tab}
 - {at: 23100, flags: [rightCommand]}
 - {at: 23300, flags: []}
-- {at: 24000, end: true}
+# On an open search, left Command turns W into close: the highlighted window closes, the panel stays
+# open with the highlight on the next row, and flashes "Closed". Escape ends the search.
+- {at: 24000, command: {command: osd, surface: window}}
+- {at: 24200, tap: downArrow}
+- {at: 24400, flags: [lcmd]}
+- {at: 24500, tap: w}
+- {at: 24700, flags: []}
+- {at: 25200, tap: escape}
+- {at: 26000, end: true}
 )YAML";
     return text;
 }

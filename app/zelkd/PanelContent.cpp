@@ -171,11 +171,73 @@ osd::SearchContent Subsystems::searchPanelContent() {
     return content;
 }
 
+// The search's highlighted row as an action target (a closed window's row has none: nothing lives
+// behind it), and the removal of the rows an action made stale, keeping the highlighted index.
+HighlightedRows Subsystems::searchHighlightedRows() {
+    HighlightedRows rows;
+    rows.highlighted = [this]() -> std::optional<SelectionActionTarget> {
+        auto row = search().session().selected();
+        if (!row) return std::nullopt;
+        switch (row->kind) {
+            case search::SearchResultKind::app:
+                return SelectionActionTarget::app(row->app().bundleID);
+            case search::SearchResultKind::window: {
+                auto t = SelectionActionTarget::window(row->window().id, row->window().bundleIdentifier);
+                t.title = row->window().title;
+                return t;
+            }
+            case search::SearchResultKind::closedWindow:
+                break;
+        }
+        return std::nullopt;
+    };
+    rows.prune = [this](const RowMatch& match) {
+        auto& session = search().session();
+        auto results = session.searchResults.get();
+        const auto before = results.size();
+        std::erase_if(results, [&](const search::SearchResult& r) {
+            if (r.kind == search::SearchResultKind::closedWindow) return false;
+            if (r.isWindow() && match.matchesWindow(r.window().id)) return true;
+            return match.matchesApp(r.bundleID());
+        });
+        if (results.size() == before) return false;
+        const std::size_t index = session.selectedSearchIndex.get();
+        const std::size_t kept = results.empty() ? 0 : std::min(index, results.size() - 1);
+        session.searchResults = std::move(results);
+        session.selectedSearchIndex = kept;
+        return true;
+    };
+    return rows;
+}
+
+SelectionEnvironment Subsystems::selectionEnvironment() {
+    SelectionEnvironment env;
+    auto toAction = [](const windows::ManagedWindow& w) {
+        return ActionWindow{w.id, w.appPid, w.bundleIdentifier, w.title};
+    };
+    env.trackedWindow = [this, toAction](std::uint32_t id) -> std::optional<ActionWindow> {
+        for (auto& w : windows_->windows())
+            if (w.id == id) return toAction(w);
+        return std::nullopt;
+    };
+    env.windowsOfPid = [this, toAction](std::int32_t pid) {
+        std::vector<ActionWindow> out;
+        for (auto& w : windows_->windows())
+            if (w.appPid == pid) out.push_back(toAction(w));
+        return out;
+    };
+    env.forceActivate = [this](const platform::RunningApp& app) { return windows_->forceActivate(app); };
+    env.search = searchHighlightedRows();
+    return env;
+}
+
 osd::OSDEnvironment Subsystems::panelEnvironment() {
     osd::OSDEnvironment env;
     env.appPanel = [this](const PanelSettings& s) { return appPanelSections(s); };
     env.windowPanel = [this](const PanelSettings& s) { return windowPanelSections(s); };
     env.searchResults = [this] { return searchPanelContent(); };
+    // A search the panel latches (the `osd` command, the notification) lists the rows of its query.
+    env.runSearch = [this](const std::string& query) { search().session().rerunSearch(query); };
     env.hasAnyAssignment = [this] {
         return !apps().appKeyAssignments().empty() || !apps().dynamicAppKeyAssignments().empty();
     };

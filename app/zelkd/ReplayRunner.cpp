@@ -83,6 +83,11 @@ class EventApplier {
             auto d = world_.displayIndexById(valueOr<std::uint32_t>(v, "display", 1));
             if (!d || !world_.switchSpace(*d, valueOr<std::uint64_t>(v, "space", 0)))
                 note(e, "switchSpace: no such display or Space");
+        } else if (k == "resizeDisplay") {
+            const Rect frame{v["frame"][0].get<double>(), v["frame"][1].get<double>(),
+                             v["frame"][2].get<double>(), v["frame"][3].get<double>()};
+            if (!world_.resizeDisplay(valueOr<std::uint32_t>(v, "display", 0), frame))
+                note(e, "resizeDisplay: no such display");
         } else if (k == "pointer") {
             world_.warpPointer({valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)});
         } else if (k == "click") {

@@ -22,6 +22,8 @@ const std::set<std::string> kKinds{
     "flags",      "keyDown",     "keyUp",   "tap",         "launch",  "quit",    "crash", "activate",
     "openWindow", "closeWindow", "retitle", "switchSpace", "command", "setting", "fault", "end",
     "minimize",   "unminimize",  "pointer", "hide",        "unhide",  "click"};
+// Display changes, beside the desktop events above.
+const std::set<std::string> kDisplayKinds{"resizeDisplay"};
 
 // What a field may hold. Every field of every event is checked through fieldProblem() before the run,
 // so the runner reads values of the right type and range without further checks.
@@ -115,6 +117,8 @@ std::string checkBody(const std::string& kind, const json& v) {
         problems = {field("id", true, Field::windowID), field("title", true, Field::text)};
     else if (kind == "switchSpace")
         problems = {field("display", false, Field::displayID), field("space", true, Field::spaceID)};
+    else if (kind == "resizeDisplay")
+        problems = {field("display", true, Field::displayID), field("frame", true, Field::rect)};
     else if (kind == "pointer" || kind == "click")
         problems = {field("x", true, Field::coordinate), field("y", true, Field::coordinate)};
     else if (kind == "fault") {
@@ -177,7 +181,8 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
                 kind = k;
             }
         if (kind.empty()) return fail("no event");
-        if (!kKinds.count(kind)) return fail(fmt::format("unknown event '{}'", kind));
+        if (!kKinds.count(kind) && !kDisplayKinds.count(kind))
+            return fail(fmt::format("unknown event '{}'", kind));
         bool repeat = false;
         if (e.contains("repeat") && !e["repeat"].is_null()) {
             if (auto problem = fieldProblem("repeat", e["repeat"], Field::boolean); !problem.empty())
@@ -205,7 +210,8 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
             if (auto problem = fieldProblem(kind, ev.value, Field::windowID); !problem.empty())
                 return fail(problem);
         if ((kind == "openWindow" || kind == "retitle" || kind == "switchSpace" || kind == "command" ||
-             kind == "setting" || kind == "fault" || kind == "pointer" || kind == "click") &&
+             kind == "setting" || kind == "fault" || kind == "pointer" || kind == "click" ||
+             kind == "resizeDisplay") &&
             !ev.value.is_object())
             return fail(kind + ": expected a mapping");
         if (ev.value.is_object())

@@ -7,6 +7,7 @@
 #include "command/StageCommands.h"
 #include "input/OSDController.h"
 #include "input/RoutingServices.h"
+#include "input/SelectionActions.h"
 #include "platform/Key.h"
 #include "support/Observable.h"
 #include "windows/WindowKeyAssignments.h"
@@ -64,6 +65,9 @@ class Subsystems {
     // What the panel lists: the app panel's letters and apps, the window panel's window keys.
     osd::OSDEnvironment panelEnvironment();
     osd::SearchContent searchPanelContent();
+    // What the actions on a highlighted row reach: the window list, activation, the search's rows.
+    SelectionEnvironment selectionEnvironment();
+    HighlightedRows searchHighlightedRows();
 
   private:
     void followPointer();

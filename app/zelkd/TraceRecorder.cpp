@@ -178,6 +178,23 @@ void TraceRecorder::onChange(const sim::WorldChange& c) {
         case K::overlay:
             record({{"kind", "overlay"}, {"state", c.text1}});
             break;
+        case K::keyPosted: {
+            static constexpr const char* kRoutes[] = {"hidTap", "toPid", "annotatedSessionTap"};
+            json e{{"kind", "posted"},    {"route", kRoutes[c.display % 3]},
+                   {"keyCode", c.window}, {"down", c.flag},
+                   {"flags", c.text1},    {"userData", c.text2}};
+            if (auto k = desktop_.eventTap().key(static_cast<std::uint16_t>(c.window)))
+                e["key"] = std::string(keyName(*k));
+            if (c.display == 1) e["pid"] = c.pid;
+            record(std::move(e));
+            break;
+        }
+        case K::screens:
+            record({{"kind", "screens"}, {"display", c.display}, {"frame", frame(c.frame)}});
+            break;
+        case K::menuExtra:
+            record({{"kind", "menuExtra"}, {"bundleID", c.bundleID}, {"title", c.text1}});
+            break;
         case K::activate:
         case K::appRunning:
             break;

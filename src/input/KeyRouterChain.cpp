@@ -57,6 +57,7 @@ const std::vector<KeyRouter::Step>& KeyRouter::applicationTriggerRules() {
         &KeyRouter::latchedTabCycleTakesItsKeys,
         &KeyRouter::escapeCancelsThePinPick,
         &KeyRouter::escapeEndsTheSearchOrWhatWaits,
+        &KeyRouter::optionReturnOpensTheMenuBarExtra,
         &KeyRouter::returnCommitsTheLatchedSearch,
         &KeyRouter::deleteEditsTheSearch,
         &KeyRouter::tabAndArrowsStepThePanelOrCycle,
@@ -252,6 +253,17 @@ KeyRouter::Verdict KeyRouter::escapeEndsTheSearchOrWhatWaits(KeyPress& k) {
         dropPending();
         leaveSearch();
     }
+    markUsed();
+    return kSwallow;
+}
+
+// Option-Return on a latched search or cycle opens the highlighted app's menu-bar extra; when there is
+// none to open, Return goes on as a plain Return.
+KeyRouter::Verdict KeyRouter::optionReturnOpensTheMenuBarExtra(KeyPress& k) {
+    const auto& latched = input_.latchedSurface;
+    const bool option = contains(k.keys, TriggerKey::lalt) || contains(k.keys, TriggerKey::ralt);
+    if (k.key != Key::return_ || !option || !latched || pinPickQuery) return std::nullopt;
+    if (!services_.pressMenuExtraOfSelection()) return std::nullopt;
     markUsed();
     return kSwallow;
 }

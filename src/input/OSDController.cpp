@@ -65,7 +65,8 @@ void OSDEnvironment::fillDefaults() {
     auto none = [](const PanelSettings&) { return std::vector<OSDSection>{}; };
     if (!appPanel) appPanel = none;
     if (!windowPanel) windowPanel = none;
-    if (!stagePanel) stagePanel = [] { return std::vector<OSDSection>{}; };
+    if (!stages) stages = [] { return std::vector<StageListing>{}; };
+    if (!stagePanel) stagePanel = [list = stages] { return stageSections(list()); };
     if (!tabCyclePanel) tabCyclePanel = [] { return std::vector<OSDSection>{}; };
     if (!tabCycleFilter) tabCycleFilter = [] { return std::string(); };
     if (!searchResults) searchResults = [] { return SearchContent{}; };
@@ -95,6 +96,10 @@ OSDController::OSDController(InputManager& input, KeyRouter& router, OSDEnvironm
     subscriptions_.push_back(input_.stageTriggerKeysPressed.subscribe(again));
     subscriptions_.push_back(router_.searchBuffer.subscribe(again));
     subscriptions_.push_back(router_.searchWindowsOnly.subscribe(again));
+    if (auto* ws = platform::Platform::current().workspace)
+        subscriptions_.push_back(ws->observe([this](const platform::WorkspaceEvent& e) {
+            if (e.kind == platform::WorkspaceEventKind::screenParametersChanged) screensChanged();
+        }));
     refresh();
 }
 
@@ -299,6 +304,15 @@ void OSDController::place() {
     in.visibleFrame = screen->visibleFrame;
     placement_ = {screen->displayID, group, g.corner, g.offsetX, scaledOffsetY(in), panelFrame(in)};
     screenSize_ = {screen->frame.width, screen->frame.height};
+}
+
+// A display changed (resolution, arrangement): a panel that is up moves to its place on the new frame
+// and keeps being placed while the change settles; a hidden one is placed when it next shows.
+void OSDController::screensChanged() {
+    if (!prepared_) return;
+    place();
+    if (model_.visibility.visible()) startReplacement();
+    refresh();
 }
 
 // Keeps placing the panel while its content settles.

@@ -54,6 +54,9 @@ struct OSDEnvironment {
     std::function<std::vector<OSDSection>(const PanelSettings&)> appPanel;
     std::function<std::vector<OSDSection>(const PanelSettings&)> windowPanel;
     std::function<std::vector<OSDSection>()> stagePanel;
+    // The saved stages, which fill the stage panel when `stagePanel` is left empty; none until stages
+    // exist.
+    std::function<std::vector<StageListing>()> stages;
     std::function<std::vector<OSDSection>()> tabCyclePanel;
     std::function<std::string()> tabCycleFilter;  // what is typed into a running tab cycle
     std::function<SearchContent()> searchResults;
@@ -133,6 +136,7 @@ class OSDController {
     void hideNow();
     void place();
     void startReplacement();
+    void screensChanged();
     void startOutsideClickMonitor();
     void stopOutsideClickMonitor();
 

@@ -266,6 +266,20 @@ Rect panelFrame(const PlacementInputs& in) {
     return {clampInto(x, v.x, v.width, w), clampInto(y, v.y, v.height, h), w, h};
 }
 
+std::vector<OSDSection> stageSections(const std::vector<StageListing>& stages) {
+    if (stages.empty()) return {};
+    OSDSection section;
+    for (const auto& s : stages) {
+        OSDRow row;
+        row.id = "stage-" + s.key;
+        row.key = s.key;
+        row.title = s.name;
+        if (s.hasOpenWindows) row.detail = "Has open windows";
+        section.rows.push_back(std::move(row));
+    }
+    return {std::move(section)};
+}
+
 // Renderings ----------------------------------------------------------------------------------------
 
 namespace {
@@ -278,6 +292,7 @@ std::string rowText(const OSDRow& r) {
     if (!r.space.empty()) s += " @" + r.space;
     if (r.minimised) s += " (minimised)";
     if (r.closed) s += " (closed)";
+    if (!r.detail.empty()) s += " (" + r.detail + ")";
     return s;
 }
 
@@ -350,13 +365,18 @@ nlohmann::json toJson(const OSDModel& m) {
             if (r.highlighted) row["highlighted"] = true;
             if (r.minimised) row["minimised"] = true;
             if (r.closed) row["closed"] = true;
+            if (!r.detail.empty()) row["detail"] = r.detail;
             if (r.running) row["running"] = true;
             items.push_back(std::move(row));
         }
     out["rows"] = std::move(rows);
     out["items"] = std::move(items);
     if (!m.emptyText.empty()) out["empty"] = m.emptyText;
-    if (m.flash) out["flash"] = m.flash->label;
+    if (m.flash) {
+        out["flash"] = m.flash->label;
+        out["flashIcon"] = m.flash->icon;
+        out["flashSeq"] = m.flash->seq;
+    }
     return out;
 }
 

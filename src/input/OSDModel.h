@@ -55,6 +55,7 @@ struct OSDRow {
     bool running = false;
     bool minimised = false;
     bool isWindow = false;  // drawn indented under its app
+    std::string detail;     // a short note drawn at the row's end ("Has open windows")
     bool operator==(const OSDRow&) const = default;
 };
 
@@ -158,6 +159,16 @@ struct SearchContent {
     std::optional<std::size_t> selected;
     bool operator==(const SearchContent&) const = default;
 };
+
+// One saved stage as the stage panel lists it.
+struct StageListing {
+    std::string key;  // the key that recalls it
+    std::string name;
+    bool hasOpenWindows = false;
+    bool operator==(const StageListing&) const = default;
+};
+// The stage panel's rows: each stage with its key, marked "Has open windows" when it has some.
+std::vector<OSDSection> stageSections(const std::vector<StageListing>& stages);
 
 // The inputs of the header, the footer and the empty texts.
 struct PanelTexts {

@@ -52,6 +52,7 @@ void RoutingServices::fillDefaults() {
     orDefault(pinSearchSelection, "search pin", false);
     orDefault(expandSearchSelection, "search expand", std::optional<bool>{});
     orDefault(runSelectionAction, "selection actions", false);
+    orDefault(pressMenuExtraOfSelection, "menu bar extra of the selection", false);
     orDefault(toggleOverview, "overview", false);
     orNothing(latchSearch, "latched search");
     orDefault(activateStage, "activateStage", false);

@@ -89,6 +89,8 @@ struct RoutingServices {
     // search has no rows.
     std::function<std::optional<bool>()> expandSearchSelection;
     std::function<bool(const std::string& key)> runSelectionAction;
+    // Option-Return on a latched panel's row: opens that app's menu-bar extra; false when none opened.
+    std::function<bool()> pressMenuExtraOfSelection;
     std::function<bool()> toggleOverview;
     std::function<void(const std::string& surface)> latchSearch;
     std::function<bool(const std::string& key)> activateStage;

@@ -37,6 +37,17 @@ struct KeyEvent {
     std::uint64_t timestamp = 0;  // machine-absolute
 };
 
+// Where a made-up key event is posted: the HID tap, one process, or the annotated session tap.
+enum class PostRoute : int { hidTap = 0, toPid = 1, annotatedSessionTap = 2 };
+
+// A made-up key event, with the value of its user-data field (so a tap can tell it from a typed one).
+struct SyntheticKeyEvent {
+    std::uint16_t keyCode = 0;
+    bool down = true;
+    std::uint64_t flags = 0;
+    std::int64_t userData = 0;
+};
+
 // What the tap callback answers: pass the event on, or swallow it.
 enum class TapDecision { pass, swallow };
 
@@ -59,6 +70,15 @@ class EventTap {
     virtual void postKeyEventToPid(std::int32_t pid, std::uint16_t keyCode, bool down,
                                    std::uint64_t flags) = 0;
 
+    // Posts a made-up key event by `route` (`pid` is read by `toPid` only); false when the event can't
+    // be created. Backends without a user-data field post the plain event.
+    virtual bool postSyntheticKeyEvent(PostRoute route, std::int32_t pid, const SyntheticKeyEvent& e) {
+        if (route == PostRoute::toPid)
+            postKeyEventToPid(pid, e.keyCode, e.down, e.flags);
+        else
+            postKeyEvent(e.keyCode, e.down, e.flags);
+        return true;
+    }
     // Caps lock: the HID callback (held or not) and the lock state the light shows.
     virtual bool startCapsLockMonitor(std::function<void(bool held)> callback) = 0;
     virtual bool capsLockState() = 0;

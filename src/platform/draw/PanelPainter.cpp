@@ -389,6 +389,7 @@ class PanelPainter {
         std::string trailing = r.space.empty() ? "" : "Space " + r.space;
         if (r.minimised) trailing = trailing.empty() ? "minimised" : trailing + " \xC2\xB7 minimised";
         if (r.closed) trailing = "closed";
+        if (!r.detail.empty()) trailing = trailing.empty() ? r.detail : trailing + " \xC2\xB7 " + r.detail;
         double trailingWidth = 0;
         if (!trailing.empty()) {
             Size s = text_.set(trailing, met_.smallSize, false, 0);
@@ -464,17 +465,64 @@ class PanelPainter {
         return bottom - s.height - 6;
     }
 
+    // The flash's symbol, drawn as lines in a circle of `ink` for the action symbols; any other short
+    // icon is a glyph of text before the label.
+    static bool isActionSymbol(const std::string& icon) {
+        return icon == "xmark.circle.fill" || icon == "power.circle.fill" || icon == "minus.circle.fill" ||
+               icon == "eye.slash.circle.fill";
+    }
+    void actionSymbol(const std::string& icon, Point c, double r, RGBA ink, RGBA fill) {
+        cairo_new_path(cr_);
+        cairo_arc(cr_, c.x, c.y, r, 0, 2 * M_PI);
+        setColor(cr_, ink);
+        cairo_fill(cr_);
+        setColor(cr_, fill);
+        cairo_set_line_width(cr_, r * 0.22);
+        cairo_set_line_cap(cr_, CAIRO_LINE_CAP_ROUND);
+        const double k = r * 0.42;
+        if (icon == "xmark.circle.fill") {
+            cairo_move_to(cr_, c.x - k, c.y - k);
+            cairo_line_to(cr_, c.x + k, c.y + k);
+            cairo_move_to(cr_, c.x + k, c.y - k);
+            cairo_line_to(cr_, c.x - k, c.y + k);
+        } else if (icon == "minus.circle.fill") {
+            cairo_move_to(cr_, c.x - k * 1.2, c.y);
+            cairo_line_to(cr_, c.x + k * 1.2, c.y);
+        } else if (icon == "power.circle.fill") {
+            cairo_arc(cr_, c.x, c.y + k * 0.15, k * 1.1, -M_PI / 2 + 0.7, 3 * M_PI / 2 - 0.7);
+            cairo_stroke(cr_);
+            cairo_move_to(cr_, c.x, c.y - k * 1.3);
+            cairo_line_to(cr_, c.x, c.y);
+        } else {
+            cairo_save(cr_);
+            cairo_translate(cr_, c.x, c.y);
+            cairo_scale(cr_, 1.0, 0.6);
+            cairo_arc(cr_, 0, 0, k * 1.3, 0, 2 * M_PI);
+            cairo_restore(cr_);
+            cairo_stroke(cr_);
+            cairo_move_to(cr_, c.x - k * 1.3, c.y + k * 1.3);
+            cairo_line_to(cr_, c.x + k * 1.3, c.y - k * 1.3);
+        }
+        cairo_stroke(cr_);
+    }
+
     void flash() {
-        const std::string label = (m_.flash->icon.empty() ? "" : m_.flash->icon + "  ") + m_.flash->label;
+        const std::string& icon = m_.flash->icon;
+        const bool symbol = isActionSymbol(icon);
+        const bool glyph = !symbol && !icon.empty() && icon.size() <= 4;
+        const std::string label = (glyph ? icon + "  " : "") + m_.flash->label;
         Size s = text_.set(label, met_.titleSize, true, 0);
-        Rect pill{b_.midX() - s.width / 2 - 16, b_.maxY() - met_.padding - s.height - 48, s.width + 32,
-                  s.height + 14};
+        const double symbolWidth = symbol ? s.height + 8 : 0;
+        Rect pill{b_.midX() - (s.width + symbolWidth) / 2 - 16, b_.maxY() - met_.padding - s.height - 48,
+                  s.width + symbolWidth + 32, s.height + 14};
         roundedRect(cr_, pill, pill.height / 2);
         setColor(cr_, pal_.accent.withAlpha(0.9));
         cairo_fill(cr_);
         RGBA ink =
             pal_.accent.r + pal_.accent.g + pal_.accent.b > 1.8 ? RGBA{0.08, 0.08, 0.1, 1} : RGBA{1, 1, 1, 1};
-        text_.draw(pill.x + 16, pill.y + 7, ink);
+        if (symbol)
+            actionSymbol(icon, {pill.x + 16 + s.height / 2, pill.midY()}, s.height / 2, ink, pal_.accent);
+        text_.draw(pill.x + 16 + symbolWidth, pill.y + 7, ink);
     }
 
     cairo_t* cr_;

@@ -98,7 +98,22 @@ AXResult<AXValue> SimAccessibility::copyAttribute(AXRef element, const std::stri
                 return value(windowElement(app->pid, w->id));
             }
             if (attr == "AXParent" || attr == "AXSubrole" || attr == "AXDescription") return none();
+            if (attr == "AXExtrasMenuBar") {
+                if (app->menuExtra.empty()) return none();
+                return value(make(Kind::extrasMenuBar, app->pid, 0));
+            }
             return {AXError::attributeUnsupported, std::nullopt};
+        }
+        case Kind::extrasMenuBar:
+            if (attr == "AXRole") return value(std::string("AXMenuBar"));
+            if (attr == "AXChildren")
+                return value(std::vector<AXRef>{make(Kind::menuExtra, pidOf(element), 0)});
+            return none();
+        case Kind::menuExtra: {
+            const SimApp* app = world_.appByPid(pidOf(element));
+            if (attr == "AXRole") return value(std::string("AXMenuBarItem"));
+            if (attr == "AXTitle") return value(app->menuExtra);
+            return none();
         }
         case Kind::window: {
             const SimWindow* w = visibleWindow(element);
@@ -182,6 +197,8 @@ AXError SimAccessibility::performAction(AXRef element, const std::string& action
         world_.raiseWithinApp(w->id);
         return AXError::success;
     }
+    if (kindOf(element) == Kind::menuExtra && action == "AXPress")
+        return world_.pressMenuExtra(pidOf(element)) ? AXError::success : AXError::cannotComplete;
     if (kindOf(element) == Kind::closeButton && action == "AXPress") {
         if (!visibleWindow(element)) return AXError::invalidUIElement;
         world_.closeWindow(windowOf(element));

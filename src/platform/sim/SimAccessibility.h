@@ -52,7 +52,15 @@ class SimAccessibility final : public platform::Accessibility {
     }
 
   private:
-    enum class Kind : std::uint8_t { none = 0, app = 1, window = 2, systemWide = 3, closeButton = 4 };
+    enum class Kind : std::uint8_t {
+        none = 0,
+        app = 1,
+        window = 2,
+        systemWide = 3,
+        closeButton = 4,
+        extrasMenuBar = 5,
+        menuExtra = 6
+    };
     static constexpr platform::AXRef kSystemWide = platform::AXRef(3) << 56;
     static platform::AXRef make(Kind kind, std::int32_t pid, std::uint32_t window);
     static Kind kindOf(platform::AXRef ref) { return static_cast<Kind>(ref >> 56); }

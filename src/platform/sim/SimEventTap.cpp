@@ -168,6 +168,17 @@ void SimEventTap::postKeyEventToPid(std::int32_t pid, std::uint16_t keyCode, boo
     world_.receivedKeys.push_back({pid, keyCode, down, flags});
 }
 
+// A made-up event is logged with its route and marker, and reaches the app a typed one would.
+bool SimEventTap::postSyntheticKeyEvent(platform::PostRoute route, std::int32_t pid,
+                                        const platform::SyntheticKeyEvent& e) {
+    if (world_.faults.eventDataFails) return false;
+    const std::int32_t to = route == platform::PostRoute::toPid ? pid : world_.frontPid();
+    world_.notePostedEvent(
+        {static_cast<int>(route), to, e.keyCode, e.down, e.flags, static_cast<std::uint64_t>(e.userData)});
+    world_.receivedKeys.push_back({to, e.keyCode, e.down, e.flags});
+    return true;
+}
+
 bool SimEventTap::startCapsLockMonitor(std::function<void(bool held)> callback) {
     capsLockCallback_ = std::move(callback);
     return true;

@@ -33,6 +33,8 @@ class SimEventTap final : public platform::EventTap {
     std::uint64_t sourceFlagsState() override { return currentFlags(); }
     void postKeyEvent(std::uint16_t keyCode, bool down, std::uint64_t flags) override;
     void postKeyEventToPid(std::int32_t pid, std::uint16_t keyCode, bool down, std::uint64_t flags) override;
+    bool postSyntheticKeyEvent(platform::PostRoute route, std::int32_t pid,
+                               const platform::SyntheticKeyEvent& e) override;
     bool startCapsLockMonitor(std::function<void(bool held)> callback) override;
     bool capsLockState() override { return capsLockOn_; }
     void setCapsLockState(bool on) override { capsLockOn_ = on; }

@@ -287,6 +287,9 @@ void SimWorkspace::onChange(const WorldChange& c) {
         case K::space:
             post(WorkspaceEvent{WorkspaceEventKind::activeSpaceDidChange});
             break;
+        case K::screens:
+            post(WorkspaceEvent{WorkspaceEventKind::screenParametersChanged});
+            break;
         default:
             break;
     }

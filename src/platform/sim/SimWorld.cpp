@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 #include "support/MainQueue.h"
 
 namespace zelk::sim {
@@ -511,6 +513,41 @@ std::uint32_t SimWorld::openWindow(const std::string& bundleID, SimWindow w) {
     emit(c);
     checkFocus();
     return w.id;
+}
+
+void SimWorld::notePostedEvent(PostedEvent event) {
+    event.at = ferrow::MainQueue::shared().now();
+    postedEvents.push_back(event);
+    WorldChange c{WorldChange::Kind::keyPosted};
+    c.pid = event.pid;
+    c.window = event.keyCode;
+    c.flag = event.down;
+    c.display = static_cast<std::uint32_t>(event.route);
+    c.text1 = fmt::format("{:#x}", event.flags);
+    c.text2 = fmt::format("{:#x}", event.userData);
+    emit(c);
+}
+
+bool SimWorld::resizeDisplay(std::uint32_t displayID, Rect frame) {
+    auto index = displayIndexById(displayID);
+    if (!index) return false;
+    displays_[*index].frame = frame;
+    WorldChange c{WorldChange::Kind::screens};
+    c.display = displayID;
+    c.frame = frame;
+    emit(c);
+    return true;
+}
+
+bool SimWorld::pressMenuExtra(std::int32_t pid) {
+    SimApp* app = appByPid(pid);
+    if (!app || !app->running || app->menuExtra.empty()) return false;
+    WorldChange c{WorldChange::Kind::menuExtra};
+    c.pid = pid;
+    c.bundleID = app->bundleID;
+    c.text1 = app->menuExtra;
+    emit(c);
+    return true;
 }
 
 bool SimWorld::closeWindow(std::uint32_t id) {

@@ -45,6 +45,7 @@ struct SimApp {
     bool installed = true;
     std::vector<WindowTemplate> windowsOnLaunch;  // empty: one window named after the app
     bool finder = false;                          // takes the front when no other app can
+    std::string menuExtra;                        // the title of its menu-bar extra; empty: none
     platform::FileIdentity identity;
 
     // Running state.
@@ -96,6 +97,10 @@ struct WorldChange {
         pointer,       // a warp: point
         notification,  // a user notification: id, title, body
         overlay,       // Mission Control or App Exposé appeared or left
+        keyPosted,     // a made-up key event was posted: pid (route 1), window = key code, flag = down,
+                       // display = route, text1 = flags and text2 = user data (hex)
+        menuExtra,     // an app's menu-bar extra was pressed open: pid, bundle, text1 = its title
+        screens,       // a display changed its frame (resolution or arrangement): display, frame
     };
     Kind kind;
     std::int32_t pid = 0;
@@ -193,6 +198,8 @@ class SimWorld {
     bool setMinimized(std::uint32_t id, bool minimized);
     bool setFrame(std::uint32_t id, Rect frame);
     bool moveWindowToSpace(std::uint32_t id, std::uint64_t space);
+    // The display takes a new frame (another resolution, or moved in the arrangement).
+    bool resizeDisplay(std::uint32_t displayID, Rect frame);
     // With `focusTopmost`, the topmost window of the Space shown takes focus, as after a swipe.
     bool switchSpace(std::size_t displayIndex, std::uint64_t space, bool focusTopmost = true);
     void warpPointer(Point p);
@@ -218,6 +225,20 @@ class SimWorld {
         std::uint64_t flags;
     };
     std::vector<ReceivedKey> receivedKeys;
+    // Key events posted by the program (made up, not typed), in order, with the time they were posted.
+    struct PostedEvent {
+        int route = 0;  // 0 the HID tap, 1 one process, 2 the annotated session tap
+        std::int32_t pid = 0;
+        std::uint16_t keyCode = 0;
+        bool down = true;
+        std::uint64_t flags = 0;
+        std::uint64_t userData = 0;
+        ferrow::Nanos at = 0;
+    };
+    std::vector<PostedEvent> postedEvents;
+    void notePostedEvent(PostedEvent event);
+    // The app's menu-bar extra opens; false when it has none or doesn't run.
+    bool pressMenuExtra(std::int32_t pid);
 
     std::uint32_t nextWindowID();
 

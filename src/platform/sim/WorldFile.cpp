@@ -223,6 +223,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         if (!r.number(a, "launchDelayMs", path, app.launchDelayMs)) return false;
         if (!r.boolean(a, "installed", path, app.installed)) return false;
         if (!r.boolean(a, "finder", path, app.finder)) return false;
+        if (!r.string(a, "menuExtra", path, app.menuExtra)) return false;
         if (app.finder && app.kind != AppKind::regular)
             return r.fail(path + ".finder", "the Finder is a regular app");
         if (app.finder &&

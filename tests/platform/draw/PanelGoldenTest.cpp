@@ -101,6 +101,22 @@ TEST(PanelGolden, SearchPanelWithFlashInTheMidnightTheme) {
     expectMatchesGolden("panel-search-midnight", searchPanel(builtInTheme("midnight")->look), 420, 320);
 }
 
+TEST(PanelGolden, CloseFlashDrawsItsSymbolOverTheRows) {
+    auto m = searchPanel(OSDLook::preset(WindowSwitcherAppearance::comfortable));
+    m.flash = OSDFlash{"xmark.circle.fill", "Closed", 2};
+    expectMatchesGolden("panel-search-closed", m, 420, 320);
+    // The symbol's name is never written out as text: the picture differs from one with no icon only
+    // by the drawn symbol, a small share of the pixels.
+    auto plain = m;
+    plain.flash->icon = "";
+    ImageSurface a(420, 320), b(420, 320);
+    drawPanel(a, m, {10, 10, 400, 300});
+    drawPanel(b, plain, {10, 10, 400, 300});
+    const double share = differingShare(a.pixels(), b.pixels());
+    EXPECT_GT(share, 0.0005);
+    EXPECT_LT(share, 0.03);
+}
+
 TEST(PanelGolden, EmptyStagePanelInThePaperTheme) {
     expectMatchesGolden("panel-stage-paper", emptyStagePanel(builtInTheme("paper")->look), 360, 200);
 }
