@@ -94,6 +94,7 @@ void Agent::wireSelectionActions() {
     };
     selection_ = std::make_unique<SelectionActions>(InputManager::shared(), *router_, std::move(env));
     SelectionActions* actions = selection_.get();
+    actions->setTabCycleRows(tabCycle_->highlightedRows());
     router_->services().runSelectionAction = [actions](const std::string& key) {
         return actions->runSelectionAction(key);
     };

@@ -178,4 +178,28 @@ std::vector<osd::OSDSection> TabCycleService::panelSections() const {
     return {std::move(section)};
 }
 
+HighlightedRows TabCycleService::highlightedRows() {
+    HighlightedRows rows;
+    rows.highlighted = [this]() -> std::optional<SelectionActionTarget> {
+        if (!cycle_->cycling()) return std::nullopt;
+        auto entry = cycle_->highlightedEntry();
+        if (!entry || entry->isClosed() || entry->id == 0) return std::nullopt;
+        auto target = SelectionActionTarget::window(entry->id, entry->bundleIdentifier);
+        target.title = entry->title;
+        return target;
+    };
+    rows.prune = [this](const RowMatch& match) {
+        if (!cycle_->cycling()) return false;
+        std::vector<std::string> stale;
+        for (const auto& e : cycle_->tabCycleEntries.get()) {
+            if (e.isClosed()) continue;
+            if (match.matchesWindow(e.id) || match.matchesApp(e.bundleIdentifier)) stale.push_back(e.rowID());
+        }
+        bool dropped = false;
+        for (const auto& id : stale) dropped = cycle_->dropEntry(id) || dropped;
+        return dropped;
+    };
+    return rows;
+}
+
 }  // namespace zelk::agent

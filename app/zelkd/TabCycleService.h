@@ -6,6 +6,7 @@
 
 #include "input/OSDModel.h"
 #include "input/RoutingServices.h"
+#include "input/SelectionTarget.h"
 #include "tabcycle/TabCycle.h"
 
 namespace zelk {
@@ -40,6 +41,9 @@ class TabCycleService {
     // The panel's rows: numbered 1 to 9 for their digits, the highlight on the row a release lands on.
     std::vector<osd::OSDSection> panelSections() const;
     std::string filter() const { return cycle_->tabCycleSearchBuffer.get(); }
+    // The highlighted row for the selection actions: a live window of a running cycle (a recently
+    // closed row is no action's target), and the removal of the rows an action made stale.
+    HighlightedRows highlightedRows();
 
   private:
     tabcycle::TabCycleEnvironment environment();

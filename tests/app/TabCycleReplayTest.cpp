@@ -412,3 +412,25 @@ TEST(TabCycleReplay, AHeldTabStepsAtTheRepeatRate) {
     EXPECT_EQ(highlighted(panelAt(events, 1130)), "Groceries");
     EXPECT_EQ(highlighted(panelAt(events, 1140)), "Apple");
 }
+
+// Under the trigger, the action modifier turns W into close on the cycle's highlighted window: the
+// window closes, the cycle stays up with the highlight on the row that took its place, and flashes.
+TEST(TabCycleReplay, WClosesTheHighlightedWindowAndTheCycleStaysOpen) {
+    auto events = run("{}", R"(
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: tab}
+- {at: 1400, flags: [rightCommand, lcmd]}
+- {at: 1500, tap: w}
+- {at: 1600, flags: [rightCommand]}
+- {at: 2500, end: true}
+)");
+    auto before = panelAt(events, 1400);
+    ASSERT_EQ(titles(before), (std::vector<std::string>{"Apple", "Inbox", "Groceries"}));
+    ASSERT_EQ(highlighted(before), "Inbox");
+    EXPECT_EQ(summary(events, {"window"}), (std::vector<std::string>{"1500 window closed=true id=1011"}));
+    auto after = panelAt(events, 1500);
+    EXPECT_TRUE(after["visible"].get<bool>());
+    EXPECT_EQ(titles(after), (std::vector<std::string>{"Apple", "Groceries"}));
+    EXPECT_EQ(highlighted(after), "Groceries");
+    EXPECT_EQ(after["flash"], "Closed");
+}
