@@ -13,9 +13,10 @@
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
 #include "input/OSDController.h"
-#include "platform/Platform.h"
-#include "windows/WindowKeyAssignments.h"
 #include "input/SelectionActions.h"
+#include "platform/Platform.h"
+#include "stages/StageService.h"
+#include "windows/WindowKeyAssignments.h"
 
 namespace zelk::agent {
 
@@ -49,6 +50,18 @@ void Agent::makeTabCycle() {
     tabCycle_ =
         std::make_unique<TabCycleService>(subsystems_->windows(), *router_, [this] { return panel_.get(); });
     tabCycle_->wire(InputManager::shared());
+    tabCycle_->setActiveStage([this]() -> std::optional<tabcycle::StageMembers> {
+        auto& directory = subsystems_->stages().directory();
+        const auto& key = directory.activeStageKey();
+        if (!key) return std::nullopt;
+        tabcycle::StageMembers members;
+        members.key = *key;
+        members.bundleIdentifiers = directory.activeStageBundleIDs();
+        if (const auto* stage = directory.stage(*key))
+            for (const auto& item : stage->items)
+                if (auto w = subsystems_->stages().resolve(item)) members.windowIDs.insert(w->id);
+        return members;
+    });
 }
 
 // The panel answers the input state's show, hide and latch calls, and mirrors whether it is hidden

@@ -10,6 +10,7 @@
 #include "config/SettingsCatalogue.h"
 #include "input/InputManager.h"
 #include "platform/Platform.h"
+#include "stages/StageService.h"
 #include "windows/AppWindowKeys.h"
 #include "windows/WindowKeyAssignments.h"
 #include "windows/WindowManager.h"
@@ -238,6 +239,16 @@ osd::OSDEnvironment Subsystems::panelEnvironment() {
     env.searchResults = [this] { return searchPanelContent(); };
     // A search the panel latches (the `osd` command, the notification) lists the rows of its query.
     env.runSearch = [this](const std::string& query) { search().session().rerunSearch(query); };
+    env.stages = [this] {
+        std::vector<osd::StageListing> out;
+        for (const auto& stage : stages().directory().stages()) {
+            bool open = false;
+            for (const auto& item : stage.items)
+                if ((open = stages().resolve(item).has_value())) break;
+            out.push_back({stage.key, stage.name, open});
+        }
+        return out;
+    };
     env.hasAnyAssignment = [this] {
         return !apps().appKeyAssignments().empty() || !apps().dynamicAppKeyAssignments().empty();
     };

@@ -61,6 +61,7 @@ tabcycle::CycleSnapshot TabCycleService::snapshot() const {
     s.currentSpace = windows_.currentSpaceID();
     s.lastFocusChangeAt = windows_.mru().lastFocusChangeAt();
     s.now = ferrow::MainQueue::shared().now();
+    if (activeStage_) s.activeStage = activeStage_();
     if (auto* ws = platform::Platform::current().workspace) {
         s.ownPid = ws->ownPID();
         s.ownBundleID = ws->ownBundleID();
@@ -196,7 +197,8 @@ HighlightedRows TabCycleService::highlightedRows() {
             if (match.matchesWindow(e.id) || match.matchesApp(e.bundleIdentifier)) stale.push_back(e.rowID());
         }
         bool dropped = false;
-        for (const auto& id : stale) dropped = cycle_->dropEntry(id) || dropped;
+        for (const auto& id : stale)
+            dropped = cycle_->dropEntry(id) || dropped;
         return dropped;
     };
     return rows;

@@ -44,6 +44,10 @@ class TabCycleService {
     // The highlighted row for the selection actions: a live window of a running cycle (a recently
     // closed row is no action's target), and the removal of the rows an action made stale.
     HighlightedRows highlightedRows();
+    // Who belongs to the active stage, for the stage filter; none while no stage is active.
+    void setActiveStage(std::function<std::optional<tabcycle::StageMembers>()> members) {
+        activeStage_ = std::move(members);
+    }
 
   private:
     tabcycle::TabCycleEnvironment environment();
@@ -53,6 +57,7 @@ class TabCycleService {
     KeyRouter& router_;
     std::function<osd::OSDController*()> panel_;
     std::unique_ptr<tabcycle::TabCycle> cycle_;
+    std::function<std::optional<tabcycle::StageMembers>()> activeStage_;
     std::vector<ferrow::Subscription> subscriptions_;
 };
 

@@ -133,7 +133,8 @@ TEST(SelectionActionReplay, AHeldKeyActsOnceAndNoRowMeansTheKeyGoesOn) {
     EXPECT_EQ(summary(held, {"window"}).size(), 1u);
     // No search, no row: the trigger and the modifier with W don't close anything here.
     auto bare = replay(kWorld, R"(
-- {at: 1000, flags: [rightCommand, lcmd]}
+- {at: 1000, flags: [rightCommand]}
+- {at: 1050, flags: [rightCommand, lcmd]}
 - {at: 1100, tap: w}
 - {at: 1300, flags: []}
 - {at: 3000, end: true}
