@@ -347,8 +347,11 @@ void emit(const json& v, int indent, std::string& out) {
             } else if (item.is_array()) {
                 out += "\n";
                 emit(item, indent, out);
-            } else
-                out += " " + scalar(item) + "\n";
+            } else {
+                out += ' ';
+                out += scalar(item);
+                out += '\n';
+            }
         }
     } else if (v.is_array()) {
         for (auto& item : v) {

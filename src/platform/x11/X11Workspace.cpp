@@ -275,7 +275,10 @@ platform::FolderWatchHandle X11Workspace::watchFolders(
             for (ssize_t at = 0; n > 0 && at < n;) {
                 auto* ev = reinterpret_cast<inotify_event*>(buf + at);
                 std::string path = paths.count(ev->wd) ? paths.at(ev->wd) : "";
-                if (ev->len) path += "/" + std::string(ev->name);
+                if (ev->len) {
+                    path += '/';
+                    path += ev->name;
+                }
                 ferrow::mainAsync([changed, alive, path] {
                     if (*alive) changed(platform::FolderEvent{path, 0});
                 });
