@@ -139,29 +139,40 @@ const SimApp* SimWorld::appByPid(std::int32_t pid) const {
     return const_cast<SimWorld*>(this)->appByPid(pid);
 }
 
+// A path changed through apps() (an app moved on disk) is found by a scan and indexed again.
+const std::vector<std::size_t>& SimWorld::indicesAtPath(const std::string& path) {
+    ++lookupCost_;
+    auto& indices = pathIndex_[path];
+    std::erase_if(indices, [&](std::size_t i) { return apps_[i].path != path; });
+    if (indices.empty()) {
+        lookupCost_ += apps_.size();
+        for (std::size_t i = 0; i < apps_.size(); ++i)
+            if (apps_[i].path == path) indices.push_back(i);
+    }
+    return indices;
+}
+
 std::vector<SimApp*> SimWorld::appsAtPath(const std::string& path) {
     std::vector<SimApp*> out;
-    ++lookupCost_;
-    if (auto it = pathIndex_.find(path); it != pathIndex_.end())
-        for (auto index : it->second)
-            out.push_back(&apps_[index]);
+    for (auto index : indicesAtPath(path))
+        out.push_back(&apps_[index]);
     return out;
 }
 
 SimApp* SimWorld::appAtFile(const std::string& path, const std::function<bool(const SimApp&)>& keep) {
     static constexpr std::string_view kExecutables = "/Contents/MacOS/";
     std::optional<std::size_t> best;
-    ++lookupCost_;
     auto consider = [&](const std::string& bundle, const std::string* name) {
-        auto it = pathIndex_.find(bundle);
-        if (it == pathIndex_.end()) return;
-        for (auto index : it->second) {
+        for (auto index : indicesAtPath(bundle)) {
             const SimApp& a = apps_[index];
             if ((!name || a.name == *name) && keep(a) && (!best || index < *best)) best = index;
         }
     };
-    consider(path, nullptr);
-    for (auto at = path.find(kExecutables); at != std::string::npos; at = path.find(kExecutables, at + 1)) {
+    // A bundle's path never holds the executables' folder: such a path names an executable.
+    const auto at = path.find(kExecutables);
+    if (at == std::string::npos)
+        consider(path, nullptr);
+    else {
         const std::string name = path.substr(at + kExecutables.size());
         consider(path.substr(0, at), &name);
     }

@@ -155,8 +155,7 @@ class SimWorld {
     SimApp* app(const std::string& bundleID);
     SimApp* appByPid(std::int32_t pid);
     const SimApp* appByPid(std::int32_t pid) const;
-    // The apps whose bundle is at `path`, in the order they were added (an app's path is set before
-    // it is added and doesn't change).
+    // The apps whose bundle is at `path`, in the order they were added.
     std::vector<SimApp*> appsAtPath(const std::string& path);
     // The app whose bundle or executable ("<bundle>/Contents/MacOS/<name>") is `path`, keeping only
     // apps for which `keep` holds; the first one added wins.
@@ -253,6 +252,7 @@ class SimWorld {
     std::unordered_map<std::int32_t, std::size_t> pidIndex_;  // running apps only
     std::unordered_map<std::string, std::vector<std::size_t>> pathIndex_;
     mutable std::uint64_t lookupCost_ = 0;
+    const std::vector<std::size_t>& indicesAtPath(const std::string& path);
     template <typename List>
     List& counted(List& list) const {
         lookupCost_ += list.size();
