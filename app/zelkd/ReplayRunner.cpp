@@ -242,6 +242,7 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
         queue.runUntil(start + ferrow::ms(script.endMs));
         agent.terminate();
         queue.runDue();
+        if (options.atEnd) options.atEnd(desktop);
     }
     if (frames && !frames->finish(error)) {
         error = "frames: " + error;

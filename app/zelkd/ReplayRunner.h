@@ -1,6 +1,7 @@
 #pragma once
 #include <nlohmann/json.hpp>
 
+#include <functional>
 #include <ostream>
 #include <string>
 
@@ -21,6 +22,8 @@ struct ReplayOptions {
     std::ostream* textTrace = nullptr;  // one readable line per event
     bool textShowsDebugLogs = false;
     std::string framesDir;  // non-empty: a PNG per panel change and an index.html here
+    // Called with the simulated desktop when the run ends, before it goes away (tests look at it).
+    std::function<void(sim::SimDesktop&)> atEnd;
 };
 
 // A whole run of the agent on the simulated desktop and a virtual clock: the world is put in place,

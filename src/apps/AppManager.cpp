@@ -1,5 +1,7 @@
 #include "apps/AppManager.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "apps/AppCategories.h"
@@ -143,15 +145,12 @@ void AppManager::start() {
 
 AppRef AppManager::launchableAppFor(const platform::RunningApp& process) {
     std::string identifier = process.bundleID;
+    // A second instance of a bundle is a member of its own: the first running process of a bundle
+    // (in the workspace's order) is the one found by index.
     if (!identifier.empty())
-        for (const auto& other : allRunning_) {
-            if (other.pid == process.pid) break;
-            // A second instance of a bundle is a member of its own.
-            if (other.bundleID == process.bundleID) {
-                identifier = "/" + process.bundleID + ":" + std::to_string(process.pid) + "/";
-                break;
-            }
-        }
+        if (auto first = runningByBundle_.find(process.bundleID);
+            first != runningByBundle_.end() && first->second.pid != process.pid)
+            identifier = fmt::format("/{}:{}/", process.bundleID, process.pid);
     AppRef record = process.bundleID.empty() ? nullptr : catalogue_.byBundleIdentifier(process.bundleID);
     std::shared_ptr<LaunchableApp> app;
     if (record) {
@@ -196,7 +195,9 @@ void AppManager::refreshRunningApps() {
     runningBundles_.clear();
     runningByBundle_.clear();
     runningByIdentifier_.clear();
+    runningPids_.clear();
     for (const auto& process : allRunning_) {
+        runningPids_.insert(process.pid);
         AppRef app = launchableAppFor(process);
         if (!process.bundleID.empty()) {
             runningBundles_.insert(process.bundleID);
@@ -320,8 +321,7 @@ void AppManager::frontmostChanged(const std::optional<platform::RunningApp>& pro
     const bool otherApp = !focusedApp_ || focusedApp_->pid != process->pid;
     focusedApp_ = process;
     if (otherApp) appWindowsChanged.emit();
-    if (std::none_of(allRunning_.begin(), allRunning_.end(), [&](auto& a) { return a.pid == process->pid; }))
-        refreshRunningApps();
+    if (!runningPids_.count(process->pid)) refreshRunningApps();
     AppRef app = launchableAppFor(*process);
     if (app->firstNameLetter().empty()) return;
     // The switch is counted on the catalogue's record, which keeps it for its life and stores it with

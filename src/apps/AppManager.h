@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "apps/AppCatalogue.h"
@@ -162,6 +163,7 @@ class AppManager {
     std::vector<RunningEntry> running_;
     std::set<std::string> runningBundles_;
     std::unordered_map<std::string, platform::RunningApp> runningByBundle_, runningByIdentifier_;
+    std::unordered_set<std::int32_t> runningPids_;  // of allRunning_
     std::vector<AppRef> recentApps_;
     std::optional<platform::RunningApp> focusedApp_;
     std::map<std::string, int> windowCounts_;

@@ -229,12 +229,16 @@ int runSettingsMigrations(SettingsStore& store) {
         return 0;
     }
     int ran = 0;
-    for (auto& step : settingsMigrations()) {
-        if (step.version <= from) continue;
-        Log::info("migrate: {} (version {})", step.name, step.version);
-        step.run(store);
-        store.write(keys::migrationVersion.name, step.version);
-        ++ran;
+    {
+        // One save for the whole run: a large settings file is written once, not once a step.
+        SettingsStore::Batch batch(store);
+        for (auto& step : settingsMigrations()) {
+            if (step.version <= from) continue;
+            Log::info("migrate: {} (version {})", step.name, step.version);
+            step.run(store);
+            store.write(keys::migrationVersion.name, step.version);
+            ++ran;
+        }
     }
     if (ran) store.synchronize();
     return ran;

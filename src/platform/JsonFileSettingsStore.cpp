@@ -172,17 +172,36 @@ bool JsonFileSettingsStore::writeDocument(const std::string& text) {
     return true;
 }
 
+// The file is written indented for the user to read, and without the indentation when that would
+// pass the size the store reads back (deep or long lists grow most with it). A document that passes
+// it even so is not written at all: the file on disk stays as it was, and the change in memory.
+std::optional<std::string> JsonFileSettingsStore::serialise(const json& document) const {
+    // Invalid UTF-8 in a string must not lose the whole document.
+    std::string text = document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+    if (text.size() <= kMaxFileBytes) return text;
+    text = document.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
+    if (text.size() <= kMaxFileBytes) return text;
+    Log::error(
+        "write: settings would take {} bytes, more than the {} a settings file may hold; not "
+        "written to {}, the change stays in memory",
+        text.size(), kMaxFileBytes, path_.string());
+    return std::nullopt;
+}
+
 bool JsonFileSettingsStore::persist() {
     json document = json::object();
     for (auto& [key, value] : values_)
         document[key] = value;
-    // Invalid UTF-8 in a string must not lose the whole document.
-    std::string text = document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-    if (!writeDocument(text)) {
+    auto text = serialise(document);
+    if (!text) {
         dirty_ = true;
         return false;
     }
-    lastSeen_ = std::move(text);
+    if (!writeDocument(*text)) {
+        dirty_ = true;
+        return false;
+    }
+    lastSeen_ = std::move(*text);
     unsaved_.clear();
     dirty_ = false;
     return true;
@@ -215,25 +234,36 @@ std::optional<json> JsonFileSettingsStore::read(const std::string& key) const {
 
 // An outside edit is taken in before the change is applied, so the change lands on top of it.
 void JsonFileSettingsStore::write(const std::string& key, const json& value) {
-    const bool readable = takeInOutsideChange("write");
+    const bool readable = batchDepth_ > 0 || takeInOutsideChange("write");
     values_[key] = value;
+    apply(key, readable);
+}
+
+void JsonFileSettingsStore::remove(const std::string& key) {
+    const bool readable = batchDepth_ > 0 || takeInOutsideChange("write");
+    if (!values_.erase(key)) return;
+    apply(key, readable);
+}
+
+void JsonFileSettingsStore::apply(const std::string& key, bool readable) {
     unsaved_.insert(key);
-    if (readable)
+    if (readable && batchDepth_ == 0)
         persist();
     else
         dirty_ = true;
     notifyChanged(key);
 }
 
-void JsonFileSettingsStore::remove(const std::string& key) {
-    const bool readable = takeInOutsideChange("write");
-    if (!values_.erase(key)) return;
-    unsaved_.insert(key);
-    if (readable)
-        persist();
-    else
-        dirty_ = true;
-    notifyChanged(key);
+// An outside edit is taken in once, when the batch begins; the batch's changes land on top of it.
+void JsonFileSettingsStore::beginBatch() {
+    if (batchDepth_++ == 0) takeInOutsideChange("write");
+}
+
+// The file is looked at again before the one save: an edit made while the batch ran is taken in, not
+// replaced. A save that fails keeps every change in memory (dirty) for the next write or synchronize.
+void JsonFileSettingsStore::endBatch() {
+    if (--batchDepth_ > 0 || !dirty_) return;
+    save("write");
 }
 
 std::vector<std::string> JsonFileSettingsStore::keys() const {

@@ -54,16 +54,23 @@ class JsonFileSettingsStore final : public SettingsStore {
     static LoadResult decode(const std::string& text, std::map<std::string, nlohmann::json>& out,
                              std::string& problem);
     void setAside(const char* operation, const std::string& problem, const char* outcome);
+    // The document as the file's text, or nullopt (with an error line) when it can't fit kMaxFileBytes.
+    std::optional<std::string> serialise(const nlohmann::json& document) const;
     bool persist();
     bool writeDocument(const std::string& text);
     // Reloads when the file changed since this store last saw it; false when it can't be read.
     bool takeInOutsideChange(const char* operation);
     bool save(const char* operation);
+    void beginBatch() override;
+    void endBatch() override;
+    // Records a change in memory and saves it, unless a batch holds it or the file can't be read.
+    void apply(const std::string& key, bool readable);
 
     std::filesystem::path path_;
     std::map<std::string, nlohmann::json> values_;
     std::set<std::string> unsaved_;        // keys changed here since the last good write
     std::optional<std::string> lastSeen_;  // the file's text as last read or written here
+    int batchDepth_ = 0;                   // writes wait for the outermost batch to end
     bool dirty_ = false;                   // the file is behind the values in memory
 };
 

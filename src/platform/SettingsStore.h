@@ -28,8 +28,25 @@ class SettingsStore {
         return changed_.subscribe(std::move(callback));
     }
 
+    // Holds a run of changes in memory until the outermost batch ends, then saves them at once, so
+    // that many writes (the migrations at start) cost one write of the document instead of one each.
+    // Observers still hear of every change as it is made. Main thread only.
+    class Batch {
+      public:
+        explicit Batch(SettingsStore& store) : store_(store) { store_.beginBatch(); }
+        ~Batch() { store_.endBatch(); }
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+
+      private:
+        SettingsStore& store_;
+    };
+
   protected:
     void notifyChanged(const std::string& key) { changed_.emit(key); }
+    // A store that writes through may hold its writes between these; the default writes as it goes.
+    virtual void beginBatch() {}
+    virtual void endBatch() {}
 
   private:
     ferrow::Signal<std::string> changed_;

@@ -67,6 +67,81 @@ TEST_F(JsonFileSettingsStoreTest, WritesAreAtomicAndLeaveNoTemporaryFiles) {
     EXPECT_TRUE(store.synchronize());
 }
 
+// A batch (the migrations at start) saves once when it ends, on top of an edit made outside before
+// it began; observers hear of each change as it is made.
+TEST_F(JsonFileSettingsStoreTest, ABatchSavesOnceWhenItEndsOnTopOfAnOutsideEdit) {
+    JsonFileSettingsStore store(file);
+    store.write("a", 1);
+    writeFile(file, R"({"a": 1, "user": "edit"})");
+    std::vector<std::string> heard;
+    auto sub = store.observe([&](const std::string& key) { heard.push_back(key); });
+    {
+        SettingsStore::Batch batch(store);
+        {
+            SettingsStore::Batch inner(store);
+            store.write("b", 2);
+        }
+        store.write("c", 3);
+        store.remove("a");
+        EXPECT_EQ(json::parse(fileText(file)), (json{{"a", 1}, {"user", "edit"}}))
+            << "nothing is saved inside the batch";
+        EXPECT_EQ(store.read("b"), json(2));
+    }
+    EXPECT_EQ(json::parse(fileText(file)), (json{{"b", 2}, {"c", 3}, {"user", "edit"}}));
+    EXPECT_EQ(heard, (std::vector<std::string>{"user", "b", "c", "a"}));
+    EXPECT_TRUE(store.synchronize());
+}
+
+// A batch whose one save fails loses none of its changes, and an edit made outside while it ran is
+// taken in rather than replaced when the save is tried again.
+TEST_F(JsonFileSettingsStoreTest, ABatchWhoseSaveFailsKeepsEveryChangeAndTakesInALaterEdit) {
+    JsonFileSettingsStore store(file);
+    store.write("a", 1);
+    const fs::path blocker = file.string() + ".tmp-" + std::to_string(::getpid());
+    {
+        SettingsStore::Batch batch(store);
+        store.write("b", 2);
+        store.write("a", 3);
+        writeFile(file, R"({"a": 1, "user": "edit"})");
+        fs::create_directories(blocker);  // the save at the end of the batch fails
+    }
+    EXPECT_EQ(json::parse(fileText(file)), (json{{"a", 1}, {"user", "edit"}}));
+    EXPECT_EQ(store.read("a"), json(3));
+    EXPECT_EQ(store.read("b"), json(2));
+    EXPECT_FALSE(store.synchronize());
+    fs::remove(blocker);
+    EXPECT_TRUE(store.synchronize());
+    EXPECT_EQ(json::parse(fileText(file)), (json{{"a", 3}, {"b", 2}, {"user", "edit"}}));
+    JsonFileSettingsStore fresh(file);
+    EXPECT_EQ(fresh.read("b"), json(2));
+}
+
+// The store never writes a file it would refuse to read back: indentation is dropped when it would
+// pass the size bound, and a document past the bound even so is not written (nothing on disk is lost).
+TEST_F(JsonFileSettingsStoreTest, AFileTooLongToReadBackIsNeverWritten) {
+    JsonFileSettingsStore store(file);
+    store.write("appSort", "name");
+    // Forty levels around a long list: indented, each element takes a line of eighty spaces.
+    json deep = json(std::vector<int>(220000, 0));
+    for (int level = 0; level < 40; ++level)
+        deep = json::array({deep});
+    store.write("deep", deep);
+    EXPECT_TRUE(store.synchronize());
+    EXPECT_LE(fs::file_size(file), JsonFileSettingsStore::kMaxFileBytes);
+    EXPECT_EQ(JsonFileSettingsStore(file).read("deep"), deep);
+
+    const std::string before = fileText(file);
+    store.write("huge", std::string(JsonFileSettingsStore::kMaxFileBytes, 'x'));
+    EXPECT_FALSE(store.synchronize());
+    EXPECT_EQ(fileText(file), before);
+    EXPECT_EQ(store.read("huge")->get<std::string>().size(), JsonFileSettingsStore::kMaxFileBytes);
+    store.remove("huge");
+    EXPECT_TRUE(store.synchronize());
+    JsonFileSettingsStore fresh(file);
+    EXPECT_EQ(fresh.read("appSort"), json("name"));
+    EXPECT_FALSE(fresh.read("huge"));
+}
+
 TEST_F(JsonFileSettingsStoreTest, CorruptFileIsSetAsideAndTheProgramStartsOnDefaults) {
     for (std::string bad : {"{\"triggerKeys\": [4", "[1, 2, 3]", "\"text\"", ""}) {
         SCOPED_TRACE(bad);

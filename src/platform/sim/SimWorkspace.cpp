@@ -67,9 +67,8 @@ platform::InstalledApp SimWorkspace::installed(const SimApp& app) const {
 void SimWorkspace::openApplication(const std::string& path, const platform::OpenConfiguration& config,
                                    std::function<void(platform::LaunchResult)> completion) {
     openedApplications.push_back(path);
-    SimApp* target = nullptr;
-    for (auto& a : world_.apps())
-        if (a.path == path) target = &a;
+    auto atPath = world_.appsAtPath(path);
+    SimApp* target = atPath.empty() ? nullptr : atPath.back();
     auto finish = [completion](platform::LaunchResult r) {
         if (completion) ferrow::mainAsync([completion, r] { completion(r); });
     };
@@ -199,18 +198,16 @@ void SimWorkspace::readMenuBarFlags(std::vector<std::string> bundlePaths,
     ferrow::mainAsyncAfter(bundleReadDelayMs, [this, bundlePaths, done] {
         std::vector<bool> flags;
         for (const auto& path : bundlePaths) {
-            bool agent = false;
-            for (auto& a : world_.apps())
-                if (a.path == path) agent = a.kind != AppKind::regular;
-            flags.push_back(agent);
+            auto atPath = world_.appsAtPath(path);
+            flags.push_back(!atPath.empty() && atPath.back()->kind != AppKind::regular);
         }
         done(flags);
     });
 }
 
 std::optional<platform::InstalledApp> SimWorkspace::bundleInfo(const std::string& path) {
-    for (auto& a : world_.apps())
-        if (a.path == path && (a.installed || a.running)) return installed(a);
+    for (auto* a : world_.appsAtPath(path))
+        if (a->installed || a->running) return installed(*a);
     return std::nullopt;
 }
 
@@ -221,18 +218,14 @@ std::optional<std::string> SimWorkspace::urlForApplication(const std::string& bu
 }
 
 std::optional<platform::FileIdentity> SimWorkspace::fileIdentity(const std::string& path) {
-    for (auto& a : world_.apps()) {
-        if (!(a.installed || a.running)) continue;
-        if (a.path == path || a.path + "/Contents/MacOS/" + a.name == path) return a.identity;
-    }
+    auto* a = world_.appAtFile(path, [](const SimApp& app) { return app.installed || app.running; });
+    if (a) return a->identity;
     return std::nullopt;
 }
 
 bool SimWorkspace::fileExists(const std::string& path) {
     if (extraFiles.count(path)) return true;
-    for (auto& a : world_.apps())
-        if (a.installed && (a.path == path || a.path + "/Contents/MacOS/" + a.name == path)) return true;
-    return false;
+    return world_.appAtFile(path, [](const SimApp& app) { return app.installed; }) != nullptr;
 }
 
 void SimWorkspace::onChange(const WorldChange& c) {

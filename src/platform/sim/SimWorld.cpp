@@ -1,6 +1,7 @@
 #include "platform/sim/SimWorld.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -42,6 +43,7 @@ SimApp& SimWorld::addApp(SimApp app) {
 void SimWorld::indexApp(std::size_t index) {
     bundleIndex_.emplace(apps_[index].bundleID, index);  // the first app of a bundle id is the one found
     if (apps_[index].running && apps_[index].pid > 0) pidIndex_[apps_[index].pid] = index;
+    pathIndex_[apps_[index].path].push_back(index);
 }
 
 void SimWorld::setPid(SimApp& app, std::int32_t pid) {
@@ -113,9 +115,11 @@ void SimWorld::setFrontmost(const std::string& bundleID, std::uint32_t focused) 
 // Both look-ups go through indexes kept at every change made here, so a world of thousands of apps
 // starts and runs without scanning the list for each one.
 SimApp* SimWorld::app(const std::string& bundleID) {
+    ++lookupCost_;
     auto it = bundleIndex_.find(bundleID);
     if (it != bundleIndex_.end() && apps_[it->second].bundleID == bundleID) return &apps_[it->second];
     // A bundle id changed through apps() is found the slow way, once.
+    lookupCost_ += apps_.size();
     for (std::size_t i = 0; i < apps_.size(); ++i)
         if (apps_[i].bundleID == bundleID) {
             bundleIndex_[bundleID] = i;
@@ -126,6 +130,7 @@ SimApp* SimWorld::app(const std::string& bundleID) {
 
 SimApp* SimWorld::appByPid(std::int32_t pid) {
     if (pid <= 0) return nullptr;
+    ++lookupCost_;
     auto it = pidIndex_.find(pid);
     if (it == pidIndex_.end()) return nullptr;
     SimApp& a = apps_[it->second];
@@ -136,7 +141,48 @@ const SimApp* SimWorld::appByPid(std::int32_t pid) const {
     return const_cast<SimWorld*>(this)->appByPid(pid);
 }
 
+// A path changed through apps() (an app moved on disk) is found by a scan and indexed again.
+const std::vector<std::size_t>& SimWorld::indicesAtPath(const std::string& path) {
+    ++lookupCost_;
+    auto& indices = pathIndex_[path];
+    std::erase_if(indices, [&](std::size_t i) { return apps_[i].path != path; });
+    if (indices.empty()) {
+        lookupCost_ += apps_.size();
+        for (std::size_t i = 0; i < apps_.size(); ++i)
+            if (apps_[i].path == path) indices.push_back(i);
+    }
+    return indices;
+}
+
+std::vector<SimApp*> SimWorld::appsAtPath(const std::string& path) {
+    std::vector<SimApp*> out;
+    for (auto index : indicesAtPath(path))
+        out.push_back(&apps_[index]);
+    return out;
+}
+
+SimApp* SimWorld::appAtFile(const std::string& path, const std::function<bool(const SimApp&)>& keep) {
+    static constexpr std::string_view kExecutables = "/Contents/MacOS/";
+    std::optional<std::size_t> best;
+    auto consider = [&](const std::string& bundle, const std::string* name) {
+        for (auto index : indicesAtPath(bundle)) {
+            const SimApp& a = apps_[index];
+            if ((!name || a.name == *name) && keep(a) && (!best || index < *best)) best = index;
+        }
+    };
+    // A bundle's path never holds the executables' folder: such a path names an executable.
+    const auto at = path.find(kExecutables);
+    if (at == std::string::npos)
+        consider(path, nullptr);
+    else {
+        const std::string name = path.substr(at + kExecutables.size());
+        consider(path.substr(0, at), &name);
+    }
+    return best ? &apps_[*best] : nullptr;
+}
+
 SimWindow* SimWorld::window(std::uint32_t id) {
+    ++lookupCost_;
     auto it = windows_.find(id);
     return it == windows_.end() ? nullptr : &it->second;
 }
@@ -207,7 +253,7 @@ platform::RunningApp SimWorld::describe(const SimApp& a) const {
 
 std::vector<platform::RunningApp> SimWorld::runningApps() const {
     std::vector<platform::RunningApp> out;
-    for (auto& a : apps_)
+    for (auto& a : counted(apps_))
         if (a.running) out.push_back(describe(a));
     return out;
 }

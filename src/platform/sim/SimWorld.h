@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -154,15 +155,24 @@ class SimWorld {
 
     // Queries.
     const std::vector<SimDisplay>& displays() const { return displays_; }
-    std::vector<SimApp>& apps() { return apps_; }
-    const std::vector<SimApp>& apps() const { return apps_; }
+    std::vector<SimApp>& apps() { return counted(apps_); }
+    const std::vector<SimApp>& apps() const { return counted(apps_); }
     SimApp* app(const std::string& bundleID);
     SimApp* appByPid(std::int32_t pid);
     const SimApp* appByPid(std::int32_t pid) const;
+    // The apps whose bundle is at `path`, in the order they were added.
+    std::vector<SimApp*> appsAtPath(const std::string& path);
+    // The app whose bundle or executable ("<bundle>/Contents/MacOS/<name>") is `path`, keeping only
+    // apps for which `keep` holds; the first one added wins.
+    SimApp* appAtFile(const std::string& path, const std::function<bool(const SimApp&)>& keep);
     SimWindow* window(std::uint32_t id);
     const SimWindow* window(std::uint32_t id) const;
-    const std::map<std::uint32_t, SimWindow>& windows() const { return windows_; }
-    std::vector<std::uint32_t> zOrder() const { return zOrder_; }  // front first
+    const std::map<std::uint32_t, SimWindow>& windows() const { return counted(windows_); }
+    std::vector<std::uint32_t> zOrder() const { return counted(zOrder_); }  // front first
+    // What answering queries has cost: an indexed look-up counts one, a whole list handed out or
+    // walked counts its length. Tests compare it between worlds of different sizes, so a scan of the
+    // list inside a per-app loop shows as growth faster than the world.
+    std::uint64_t lookupCost() const { return lookupCost_; }
     std::int32_t frontPid() const { return frontPid_; }
     std::uint32_t focusedWindow() const;
     std::optional<std::size_t> displayIndexOfSpace(std::uint64_t space) const;
@@ -261,6 +271,14 @@ class SimWorld {
     std::vector<SimApp> apps_;
     std::unordered_map<std::string, std::size_t> bundleIndex_;
     std::unordered_map<std::int32_t, std::size_t> pidIndex_;  // running apps only
+    std::unordered_map<std::string, std::vector<std::size_t>> pathIndex_;
+    mutable std::uint64_t lookupCost_ = 0;
+    const std::vector<std::size_t>& indicesAtPath(const std::string& path);
+    template <typename List>
+    List& counted(List& list) const {
+        lookupCost_ += list.size();
+        return list;
+    }
     std::map<std::uint32_t, SimWindow> windows_;
     std::vector<std::uint32_t> zOrder_;
     std::vector<std::int32_t> activationOrder_;  // most recent first
