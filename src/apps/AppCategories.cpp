@@ -153,6 +153,10 @@ const std::unordered_set<std::string_view> kLowDocumentCategories{
 };
 }  // namespace
 
+const std::unordered_set<std::string_view>& communicationAndUtilityApps() {
+    return kCommunicationAndUtility;
+}
+
 bool isLowDocumentApp(std::string_view bundleIdentifier, std::string_view category) {
     std::string_view bare = bundleIdentifier;
     constexpr std::string_view kSetapp = "-setapp";
