@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "AppPanelCycle.h"
+
 #include "SearchService.h"
 #include "Subsystems.h"
 #include "TabCycleService.h"
@@ -16,7 +18,9 @@
 #include "input/SelectionActions.h"
 #include "platform/Platform.h"
 #include "stages/StageService.h"
+#include "support/MainQueue.h"
 #include "windows/WindowKeyAssignments.h"
+#include "windows/WindowManager.h"
 
 namespace zelk::agent {
 
@@ -44,6 +48,7 @@ Agent::Agent(bool commandService)
     makeTabCycle();
     wirePanel();
     wireSelectionActions();
+    wireAppCycle();
 }
 
 void Agent::makeTabCycle() {
@@ -116,12 +121,48 @@ void Agent::wireSelectionActions() {
     };
 }
 
+void Agent::wireAppCycle() {
+    AppPanelCycleEnvironment env;
+    osd::OSDController& panel = *panel_;
+    env.sections = [&panel, appPanel = subsystems_->panelEnvironment().appPanel] {
+        return appPanel(panel.settings());
+    };
+    env.focusedRows = [this] {
+        std::vector<std::string> rows;
+        if (const auto& w = subsystems_->windows().focusedWindow())
+            rows.push_back("win-" + std::to_string(w->id));
+        if (const auto& app = subsystems_->apps().focusedApp()) rows.push_back("app-" + app->bundleID);
+        return rows;
+    };
+    env.activateApp = [this](const std::string& bundleID) {
+        if (subsystems_->apps().runningAppByBundleIdentifier(bundleID))
+            return subsystems_->windows().focusApp(bundleID);
+        return subsystems_->apps().launch(bundleID, true);
+    };
+    env.focusWindow = [this](std::uint32_t id) { return subsystems_->windows().focusWindow(id); };
+    env.refreshPanel = [&panel] { panel.refresh(); };
+    env.now = [] { return ferrow::MainQueue::shared().now(); };
+    env.keyRepeatInterval = [] { return ferrow::ms(30); };
+    auto& input = InputManager::shared();
+    appCycle_ = std::make_unique<AppPanelCycle>(input, std::move(env));
+    auto& s = router_->services();
+    s.built.panel = true;
+    s.stepPanel = [cycle = appCycle_.get(), &input](bool reverse) {
+        cycle->stepAppPanel(reverse, input.currentKeyIsRepeat);
+    };
+    s.activateAppCycleSelection = [cycle = appCycle_.get()](const std::string& id) {
+        return cycle->activateSelection(id);
+    };
+    selection_->setAppCycleRows(appCycle_->highlightedRows());
+}
+
 Agent::~Agent() {
     if (running()) terminate();
     commands_->detach(*delegate_);
     commands_.reset();
     dropConfigFolder();
     selection_.reset();
+    appCycle_.reset();
     unwirePanel();
     tabCycle_->unwire(InputManager::shared());
     tabCycle_.reset();

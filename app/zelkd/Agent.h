@@ -13,6 +13,7 @@ class CommandService;
 namespace zelk::agent {
 class Subsystems;
 class TabCycleService;
+class AppPanelCycle;
 }  // namespace zelk::agent
 namespace zelk {
 class AppDelegate;
@@ -69,6 +70,9 @@ class Agent {
     std::unique_ptr<TabCycleService> tabCycle_;
     std::unique_ptr<SelectionActions> selection_;
     void wireSelectionActions();
+    // Tab and the arrows walk the app panel's rows once the user has been looking at it.
+    std::unique_ptr<AppPanelCycle> appCycle_;
+    void wireAppCycle();
     ferrow::Subscription panelSub_;
     ferrow::Subscription searchRowsSub_;
     std::unique_ptr<command::CommandService> commands_;

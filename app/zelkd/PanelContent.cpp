@@ -59,17 +59,19 @@ std::vector<OSDSection> Subsystems::appPanelSections(const PanelSettings& s) {
             if (!w.spaceID || *w.spaceID == currentSpace) return true;
         return false;
     };
+    // The app cycle's pick is the highlight while there is one; otherwise the app in front.
+    const auto& pick = InputManager::shared().appSwitcherCycleSelectedID;
     std::vector<OSDRow> rows;
     auto addApp = [&](const std::string& key, const std::string& name, const std::string& bundle) {
-        OSDRow row{bundle, key,
-                   name,   "",
-                   "",     bundle == frontBundle,
-                   false,  m.runningAppByBundleIdentifier(bundle).has_value()};
+        const bool highlighted = pick ? *pick == "app-" + bundle : bundle == frontBundle;
+        OSDRow row{bundle, key,         name,  "",
+                   "",     highlighted, false, m.runningAppByBundleIdentifier(bundle).has_value()};
         rows.push_back(std::move(row));
         if (s.switcherAppsOnly) return;
         for (auto& w : windows_->windowsOfApp(bundle)) {
-            OSDRow wr{std::to_string(w.id), "",  w.title, name, spaceLabel(w.spaceID), false, false, true,
-                      w.isMinimized,        true};
+            const std::string id = std::to_string(w.id);
+            const bool picked = pick && *pick == "win-" + id;
+            OSDRow wr{id, "", w.title, name, spaceLabel(w.spaceID), picked, false, true, w.isMinimized, true};
             rows.push_back(std::move(wr));
         }
     };

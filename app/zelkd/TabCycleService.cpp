@@ -117,6 +117,11 @@ void TabCycleService::wire(InputManager& input) {
     auto& s = router_.services();
     s.built.tabCycle = true;
     s.handleTabCycleKey = [this](Key key) { return cycle_->handleTabCycleKey(key); };
+    s.startAppWindowCycle = [this](const std::string& letter) {
+        std::optional<std::string> advance;
+        if (!letter.empty()) advance = letter;
+        cycle_->handleTabCycle(false, TabCycleScope::sameApp, true, std::move(advance), false);
+    };
     s.tabCycleCanWiden = [this] {
         return cycle_->settings().scope == TabCycleScope::auto_ && !cycle_->tabCycleScopeOverride;
     };

@@ -343,8 +343,9 @@ void KeyRouter::commitOnTriggerUp() {
     if (adaptiveGraceActive) cancelGrace(true);
     services_.applyPendingMRU();
     if (input_.appSwitcherCycleSelectedID) {
-        input_.appSwitcherCycleSelectedID.reset();
+        const std::string picked = *std::exchange(input_.appSwitcherCycleSelectedID, std::nullopt);
         dropPending();
+        if (!input_.pickCommittedByMouseDuringHold) services_.activateAppCycleSelection(picked);
         leaveSearch();
         input_.hideOSD();
         input_.pickCommittedByMouseDuringHold = false;

@@ -119,6 +119,7 @@ class KeyRouter final : public HotkeyRouter {
     // Under exactly the application trigger, or while something is latched.
     Verdict escapeCancelsThePinPick(KeyPress& k);
     Verdict escapeEndsTheSearchOrWhatWaits(KeyPress& k);
+    Verdict otherKeyDropsTheAppCyclePick(KeyPress& k);
     Verdict optionReturnOpensTheMenuBarExtra(KeyPress& k);
     Verdict returnCommitsTheLatchedSearch(KeyPress& k);
     Verdict deleteEditsTheSearch(KeyPress& k);

@@ -57,6 +57,7 @@ const std::vector<KeyRouter::Step>& KeyRouter::applicationTriggerRules() {
         &KeyRouter::latchedTabCycleTakesItsKeys,
         &KeyRouter::escapeCancelsThePinPick,
         &KeyRouter::escapeEndsTheSearchOrWhatWaits,
+        &KeyRouter::otherKeyDropsTheAppCyclePick,
         &KeyRouter::optionReturnOpensTheMenuBarExtra,
         &KeyRouter::returnCommitsTheLatchedSearch,
         &KeyRouter::deleteEditsTheSearch,
@@ -257,6 +258,14 @@ KeyRouter::Verdict KeyRouter::escapeEndsTheSearchOrWhatWaits(KeyPress& k) {
     return kSwallow;
 }
 
+// Only Tab and the arrows walk the app cycle; any other key drops its pick and is routed as usual.
+KeyRouter::Verdict KeyRouter::otherKeyDropsTheAppCyclePick(KeyPress& k) {
+    if (input_.appSwitcherCycleSelectedID && k.key != Key::tab && k.key != Key::upArrow &&
+        k.key != Key::downArrow)
+        input_.appSwitcherCycleSelectedID.reset();
+    return std::nullopt;
+}
+
 // Option-Return on a latched search or cycle opens the highlighted app's menu-bar extra; when there is
 // none to open, Return goes on as a plain Return.
 KeyRouter::Verdict KeyRouter::optionReturnOpensTheMenuBarExtra(KeyPress& k) {
@@ -306,7 +315,7 @@ KeyRouter::Verdict KeyRouter::tabAndArrowsStepThePanelOrCycle(KeyPress& k) {
         if (services_.stepSearchSelection(k.key == Key::upArrow ? -1 : 1)) searchSelectionTouched = true;
         return kSwallow;
     }
-    bool toTabCycle = !input_.searchActive && k.key == Key::tab &&
+    bool toTabCycle = !input_.searchActive && k.key == Key::tab && !input_.appSwitcherCycleSelectedID &&
                       (input_.tabCycling || !input_.settings().showAppSwitcher ||
                        (input_.settings().enableTabCycle && !services_.appSwitcherShowsLongEnough()));
     if (toTabCycle && built.tabCycle && input_.handleTabCycleHook) {

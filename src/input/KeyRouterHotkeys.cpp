@@ -101,9 +101,9 @@ void KeyRouter::runAlreadyFocusedAction(const RoutedApp& app, const std::optiona
             // A slow repeat opens the tab cycle over the app's windows; without one it steps as any
             // other press does.
             bool toTabCycle = std::exchange(cycleWindowsRequestsTabCycleOSD, false) &&
-                              services_.built.tabCycle && input_.handleTabCycleHook;
+                              services_.built.tabCycle && services_.startAppWindowCycle;
             if (toTabCycle)
-                input_.handleTabCycleHook(false, std::string("sameApp"));
+                services_.startAppWindowCycle(a ? a->key : input_.keyDownDispatchedRouteLetter.value_or(""));
             else
                 services_.cycleToNextWindow(app);
             break;

@@ -47,6 +47,7 @@ void RoutingServices::fillDefaults() {
     orNothing(runSearch, "search");
     orDefault(commitSearchSelection, "search commit", false);
     orNothing(stepPanel, "panel step");
+    orDefault(activateAppCycleSelection, "app cycle activation", false);
     orDefault(stepSearchSelection, "search selection step", false);
     orDefault(commitSearchRow, "search row", false);
     orDefault(pinSearchSelection, "search pin", false);

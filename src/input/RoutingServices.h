@@ -79,6 +79,8 @@ struct RoutingServices {
     // Acts on the highlighted search row at trigger up; false when there was nothing to act on.
     std::function<bool()> commitSearchSelection;
     std::function<void(bool reverse)> stepPanel;
+    // The app cycle's pick ("app-" or "win-" row id) brought forward at the release.
+    std::function<bool(const std::string& rowID)> activateAppCycleSelection;
     // The search's highlighted row: moved (wrapping; false without rows), acted on by its 1-based
     // number (false when there is no such row), or made the pin of the query (false when it is no app).
     std::function<bool(int delta)> stepSearchSelection;
@@ -102,6 +104,9 @@ struct RoutingServices {
     // The running tab cycle: a key it takes (true when taken), Left and Right widening `auto` to all
     // windows, the end of the cycle, its filter text, and the refresh of the listed windows.
     std::function<bool(Key key)> handleTabCycleKey;
+    // The tab cycle over the focused app's windows that a slow repeat of its letter opens: no closed
+    // rows and no filter, and the letter steps it on.
+    std::function<void(const std::string& letter)> startAppWindowCycle;
     std::function<bool()> tabCycleCanWiden;
     std::function<void(bool expanded)> setAllWindowsExpanded;
     std::function<void(bool commit, bool cancel)> endTabCycle;

@@ -67,4 +67,35 @@ inline bool hasLog(const std::vector<json>& events, const std::string& start) {
     return !logsStartingWith(events, start).empty();
 }
 
+// The panel events of a trace, the last one at or before a time, and what its rows show.
+inline std::vector<json> panelEvents(const std::vector<json>& events) {
+    std::vector<json> out;
+    for (auto& e : events)
+        if (e["kind"] == "panel") out.push_back(e);
+    return out;
+}
+
+inline json lastPanelAt(const std::vector<json>& events, double t) {
+    json last = nullptr;
+    for (auto& p : panelEvents(events))
+        if (p["t"].get<double>() <= t) last = p;
+    return last;
+}
+
+inline std::vector<std::string> panelTitles(const json& panel) {
+    std::vector<std::string> out;
+    if (panel.is_null() || !panel.contains("items")) return out;
+    for (auto& r : panel["items"])
+        out.push_back(r["title"]);
+    return out;
+}
+
+// The title of the highlighted row; empty when none is.
+inline std::string highlightedTitle(const json& panel) {
+    if (panel.is_null() || !panel.contains("items")) return "";
+    for (auto& r : panel["items"])
+        if (r.value("highlighted", false)) return r["title"];
+    return "";
+}
+
 }  // namespace zelk::testing

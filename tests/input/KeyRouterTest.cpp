@@ -355,6 +355,27 @@ TEST_F(RouterFixture, WithoutTheSearchNeitherSpaceNorADoubleTapCapturesTyping) {
     hold({});
 }
 
+// A route whose feature isn't built lets its key through: trigger + Shift + Tab walks the application
+// panel only once the panel can be walked.
+TEST_F(RouterFixture, KeysOfFeaturesNotBuiltYetPassThrough) {
+    begin();
+    auto tabDownPasses = [&] {
+        auto before = passedKeys();
+        desktop.eventTap().key(Key::tab, true, false);
+        bool passed = passedKeys() > before;
+        desktop.eventTap().key(Key::tab, false, false);
+        return passed;
+    };
+    agent->router().services().built.panel = false;
+    hold({"rightCommand", "rshift"});
+    EXPECT_TRUE(tabDownPasses());
+    EXPECT_FALSE(input().appSwitcherCycleSelectedID);
+    agent->router().services().built.panel = true;
+    EXPECT_FALSE(tabDownPasses());
+    EXPECT_TRUE(input().appSwitcherCycleSelectedID);
+    hold({});
+}
+
 // A second quick press of a letter whose binding only focuses (already-focused action "do nothing")
 // has nothing to add, so the letter extends the query instead of routing the app again.
 TEST_F(RouterFixture, ASecondQuickPressOfAFocusOnlyBindingTypesOn) {
