@@ -46,6 +46,37 @@ const char* kindName(search::SearchResultKind kind) {
 
 }  // namespace
 
+command::ZelkSearchResult searchReplyRow(const search::SearchResult& row, std::int64_t rank,
+                                         std::vector<std::string> reasons) {
+    command::ZelkSearchResult r;
+    r.rank = rank;
+    r.bundleID = row.bundleID();
+    r.reasons = std::move(reasons);
+    switch (row.kind) {
+        case search::SearchResultKind::app:
+            r.kind = "app";
+            r.name = row.app().name;
+            r.isRunning = row.app().running;
+            break;
+        case search::SearchResultKind::window:
+            r.kind = "window";
+            r.name = row.window().title;
+            r.windowID = row.window().id;
+            if (!row.window().key.empty()) r.key = row.window().key;
+            r.isFocused = row.window().focused;
+            r.isRunning = true;
+            break;
+        case search::SearchResultKind::closedWindow:
+            // No live window stands behind it: no id, not focused, and its app may be gone.
+            r.kind = "window";
+            r.name = row.closed().title;
+            r.isFocused = false;
+            r.isRunning = false;
+            break;
+    }
+    return r;
+}
+
 SearchService::SearchService(windows::WindowManager& windows)
     : windows_(windows),
       session_([this]() -> const search::SearchEngine& { return engine(); }, [this] { return state(); }),
@@ -367,33 +398,8 @@ command::SearchProviders SearchService::commandProviders() {
         auto rows = e.search(query, st);
         auto why = e.reasons(query, st, rows);
         std::vector<command::ZelkSearchResult> out;
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-            const auto& row = rows[i];
-            command::ZelkSearchResult r;
-            r.rank = static_cast<std::int64_t>(i) + 1;
-            r.bundleID = row.bundleID();
-            r.reasons = why[i];
-            switch (row.kind) {
-                case search::SearchResultKind::app:
-                    r.kind = "app";
-                    r.name = row.app().name;
-                    r.isRunning = row.app().running;
-                    break;
-                case search::SearchResultKind::window:
-                    r.kind = "window";
-                    r.name = row.window().title;
-                    r.windowID = row.window().id;
-                    if (!row.window().key.empty()) r.key = row.window().key;
-                    r.isFocused = row.window().focused;
-                    r.isRunning = true;
-                    break;
-                case search::SearchResultKind::closedWindow:
-                    r.kind = "closedWindow";
-                    r.name = row.closed().title;
-                    break;
-            }
-            out.push_back(std::move(r));
-        }
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            out.push_back(searchReplyRow(rows[i], static_cast<std::int64_t>(i) + 1, why[i]));
         return out;
     };
     p.resolveApp = [this](const command::ZelkRequest& r) -> std::optional<command::AppTarget> {

@@ -20,6 +20,12 @@ class WindowManager;
 
 namespace zelk::agent {
 
+// One row of a search as the `search` command answers it. The reply knows two kinds, "app" and
+// "window": a recently closed window is a "window" row without a window id, its reasons beginning
+// with "recently-closed".
+command::ZelkSearchResult searchReplyRow(const search::SearchResult& row, std::int64_t rank,
+                                         std::vector<std::string> reasons);
+
 // The typed search of the running program: gathers the world it ranks over from the app and window
 // managers (again only after they change), runs the panel's session, and learns from what is picked.
 class SearchService {

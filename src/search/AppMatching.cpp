@@ -1,7 +1,7 @@
 #include "search/AppMatching.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <functional>
 
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
@@ -12,13 +12,11 @@ namespace zelk::search {
 
 AppCandidate AppCandidate::make(std::string identifier, std::string_view originalName, std::string_view name,
                                 bool isRunning, double usageScore) {
-    return AppCandidate{std::move(identifier),
-                        MatchText(originalName),
-                        MatchText(lowercased(name)),
-                        isRunning,
-                        usageScore,
-                        {},
-                        0};
+    AppCandidate app{std::move(identifier), MatchText(originalName), MatchText(lowercased(name)), isRunning,
+                     usageScore};
+    app.acronymKeys = search::acronymKeys(app.originalName);
+    app.identifierHash = std::hash<std::string>{}(app.identifier);
+    return app;
 }
 
 namespace {
@@ -41,14 +39,33 @@ const std::vector<std::size_t>& anchorsOf(const AppCandidate& app, const std::ve
     return app.anchors;
 }
 
+// Repeats are rare and the lists short: the kept identifiers' hashes in a small open table, the
+// identifiers compared only when two hashes agree.
 std::vector<AppMatch> uniqueByIdentifier(const std::vector<AppCandidate>& apps,
                                          std::vector<AppMatch> matches) {
-    std::unordered_set<std::string_view> seen;
-    std::vector<AppMatch> out;
-    out.reserve(matches.size());
-    for (const AppMatch& m : matches)
-        if (seen.insert(apps[m.index].identifier).second) out.push_back(m);
-    return out;
+    std::size_t capacity = 16;
+    while (capacity < 2 * matches.size())
+        capacity <<= 1;
+    std::vector<std::uint32_t> slots(capacity, 0);  // kept match + 1, 0 for an empty slot
+    const std::size_t mask = capacity - 1;
+    std::size_t kept = 0;
+    for (const AppMatch& m : matches) {
+        const AppCandidate& app = apps[m.index];
+        bool repeat = false;
+        std::size_t h = app.identifierHash & mask;
+        for (; slots[h]; h = (h + 1) & mask) {
+            const AppCandidate& other = apps[matches[slots[h] - 1].index];
+            if (other.identifierHash == app.identifierHash && other.identifier == app.identifier) {
+                repeat = true;
+                break;
+            }
+        }
+        if (repeat) continue;
+        matches[kept] = m;
+        slots[h] = static_cast<std::uint32_t>(++kept);
+    }
+    matches.resize(kept);
+    return matches;
 }
 
 }  // namespace
@@ -66,15 +83,18 @@ std::vector<AppMatch> matchApps(const std::vector<AppCandidate>& apps, std::stri
             if (!anchoredMatchAt(app.originalName, anchorsOf(app, optionalPrefixes, key), query)) continue;
             int score = fuzzyScore(query, app.lowercasedName);
             // Initials come from the name as written, so camel-case capitals count ("vb" for VirtualBox).
-            if (score > 0) score += acronymBonus(query, app.originalName);
+            if (score > 0) score += acronymBonus(keys, app.acronymKeys);
             matches.push_back({i, score, app.lowercasedName.hasPrefix(keys)});
         }
-        std::stable_sort(matches.begin(), matches.end(), [&](const AppMatch& a, const AppMatch& b) {
+        // Stable by list order: the matches were taken in index order, so the index breaks ties (and
+        // the sort needs no buffer).
+        std::sort(matches.begin(), matches.end(), [&](const AppMatch& a, const AppMatch& b) {
             if (a.isPrefix != b.isPrefix) return a.isPrefix;
             if (a.score != b.score) return a.score > b.score;
             const AppCandidate &x = apps[a.index], &y = apps[b.index];
             if (x.isRunning != y.isRunning) return x.isRunning;
-            return x.usageScore > y.usageScore;
+            if (x.usageScore != y.usageScore) return x.usageScore > y.usageScore;
+            return a.index < b.index;
         });
         return uniqueByIdentifier(apps, std::move(matches));
     }
@@ -90,10 +110,11 @@ std::vector<AppMatch> matchApps(const std::vector<AppCandidate>& apps, std::stri
     auto byRunningThenUsage = [&](const AppMatch& a, const AppMatch& b) {
         const AppCandidate &x = apps[a.index], &y = apps[b.index];
         if (x.isRunning != y.isRunning) return x.isRunning;
-        return x.usageScore > y.usageScore;
+        if (x.usageScore != y.usageScore) return x.usageScore > y.usageScore;
+        return a.index < b.index;
     };
-    std::stable_sort(matches.begin(), matches.end(), byRunningThenUsage);
-    std::stable_sort(boundary.begin(), boundary.end(), byRunningThenUsage);
+    std::sort(matches.begin(), matches.end(), byRunningThenUsage);
+    std::sort(boundary.begin(), boundary.end(), byRunningThenUsage);
     matches.insert(matches.end(), boundary.begin(), boundary.end());
     return uniqueByIdentifier(apps, std::move(matches));
 }

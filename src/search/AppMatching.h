@@ -17,6 +17,10 @@ struct AppCandidate {
     MatchText lowercasedName;
     bool isRunning = false;
     double usageScore = 0;
+    // The lower-cased keys of the name's acronym, and a hash of the identifier (repeats are told apart
+    // by it before their identifiers are compared): worked out once, read on every keystroke.
+    std::vector<CharKey> acronymKeys;
+    std::size_t identifierHash = 0;
     // The name's anchors, worked out at the first query under a set of optional prefixes and kept
     // until the set changes (`anchorsFor` tells which set).
     mutable std::vector<std::size_t> anchors;

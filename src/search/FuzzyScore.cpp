@@ -225,6 +225,11 @@ std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const Positi
         const std::uint64_t* positions = text.rows[row];
         const std::uint64_t* runFrom = previous;
         previous = positions;
+        // A character the text lacks adds no match: its row has nothing to prepare.
+        std::uint64_t any = 0;
+        for (std::size_t w = 0; w < text.words; ++w)
+            any |= positions[w];
+        if (!any) continue;
         const int i = static_cast<int>(row);
         cells.beginRow(count, i);
         int rowBestLifted = 0;  // best of value + gap * column over the row's earlier matches

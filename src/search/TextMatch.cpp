@@ -26,9 +26,20 @@ std::vector<std::size_t> acronymPositions(const MatchText& name) {
 
 }  // namespace
 
+// Called for every app on every keystroke: most anchors differ from the query at their first
+// character, so that is tested before anything else.
 bool anchoredMatchAt(const MatchText& name, const std::vector<std::size_t>& anchors, const MatchText& query) {
-    for (std::size_t anchor : anchors)
-        if (name.hasPrefix(query.lowerKeys(), anchor)) return true;
+    const auto q = query.lowerKeys();
+    if (q.empty()) return !anchors.empty();
+    const auto keys = name.lowerKeys();
+    const std::size_t m = q.size(), n = keys.size();
+    for (std::size_t anchor : anchors) {
+        if (anchor >= n || keys[anchor] != q[0] || n - anchor < m) continue;
+        std::size_t k = 1;
+        while (k < m && keys[anchor + k] == q[k])
+            ++k;
+        if (k == m) return true;
+    }
     return false;
 }
 
@@ -66,14 +77,24 @@ std::string acronym(std::string_view name) {
     return acronym(MatchText(name));
 }
 
-int acronymBonus(const MatchText& query, const MatchText& name) {
-    auto q = query.lowerKeys();
-    if (q.empty()) return 0;
+std::vector<CharKey> acronymKeys(const MatchText& name) {
+    std::vector<CharKey> out;
     auto keys = name.lowerKeys();
-    std::size_t k = 0;
     for (std::size_t i : acronymPositions(name))
-        if (keys[i] == q[k] && ++k == q.size()) return 100;
+        out.push_back(keys[i]);
+    return out;
+}
+
+int acronymBonus(std::span<const CharKey> q, std::span<const CharKey> acronymKeys) {
+    if (q.empty()) return 0;
+    std::size_t k = 0;
+    for (CharKey key : acronymKeys)
+        if (key == q[k] && ++k == q.size()) return 100;
     return 0;
+}
+
+int acronymBonus(const MatchText& query, const MatchText& name) {
+    return acronymBonus(query.lowerKeys(), acronymKeys(name));
 }
 
 int acronymBonus(std::string_view query, std::string_view name) {

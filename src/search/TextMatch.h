@@ -27,5 +27,9 @@ std::string acronym(std::string_view name);
 // 100 when the query is a subsequence of the name's acronym, else 0 (an empty query earns nothing).
 int acronymBonus(const MatchText& query, const MatchText& name);
 int acronymBonus(std::string_view query, std::string_view name);
+// The lower-cased keys of a name's acronym, for a caller that keeps them with the name; and the bonus
+// from them.
+std::vector<CharKey> acronymKeys(const MatchText& name);
+int acronymBonus(std::span<const CharKey> query, std::span<const CharKey> acronymKeys);
 
 }  // namespace zelk::search

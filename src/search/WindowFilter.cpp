@@ -19,8 +19,10 @@ WindowCandidateList::WindowCandidateList(std::vector<WindowCandidate> rows) : ro
     std::stable_sort(byTitle_.begin(), byTitle_.end(),
                      [&](std::uint32_t a, std::uint32_t b) { return rows_[a].title < rows_[b].title; });
     wordStart_.reserve(rows_.size() + 1);
+    firstKeys_.reserve(rows_.size());
     for (std::uint32_t row = 0; row < rows_.size(); ++row) {
         const MatchText& t = rows_[row].lowercasedTitle;
+        firstKeys_.push_back(t.empty() ? 0 : t.lowerKeys().front());
         const bool indexed = !t.empty() && t.size() <= kMaxSparseLength;
         const std::size_t words = indexed ? t.words() : 0;
         wordStart_.push_back(static_cast<std::uint32_t>(wordStart_.back() + words));
@@ -175,6 +177,11 @@ const std::vector<int>& IncrementalWindowScores::scores(const WindowCandidateLis
         addRow(windows, query, row);
         keys_.push_back(q[row]);
     }
+    // Most keystrokes score no title whole: their scores are the sparse ones as they stand.
+    bool anyWhole = false;
+    for (std::uint32_t from : wholeFrom_)
+        anyWhole |= from <= q.size();
+    if (!anyWhole) return bestAt_[q.size()];
     scores_ = bestAt_[q.size()];
     for (std::size_t r = 0; r < windows.size(); ++r)
         if (wholeFrom_[r] <= q.size()) scores_[r] = fuzzyScore(query, windows.rows()[r].lowercasedTitle);
@@ -222,17 +229,18 @@ std::vector<WindowMatch> filterScored(const WindowCandidateList& windows, const 
     };
     std::vector<Hit> hits;
     int low = std::numeric_limits<int>::max(), high = 0;
+    hits.reserve(windows.size());
     for (std::uint32_t row : windows.byTitle()) {
-        const WindowCandidate& w = windows.rows()[row];
         int score = 0;
         if (fuzzy) {
             score = scores[row];
             if (score < threshold) continue;
-        } else if (!w.lowercasedTitle.contains(keys)) {
+        } else if (!windows.rows()[row].lowercasedTitle.contains(keys)) {
             continue;
         }
+        const WindowCandidate& w = windows.rows()[row];
         const bool keyMatch = useKeys && w.key == firstLetter;
-        const bool prefix = w.lowercasedTitle.hasPrefix(keys);
+        const bool prefix = windows.firstKey(row) == keys.front() && w.lowercasedTitle.hasPrefix(keys);
         hits.push_back({row, score, (keyMatch ? 0u : 2u) + (prefix ? 0u : 1u)});
         low = std::min(low, score);
         high = std::max(high, score);

@@ -49,6 +49,9 @@ class WindowCandidateList {
     // A row's boundary and lower-case positions, its words() words each.
     const std::uint64_t* boundary(std::size_t row) const { return boundary_.data() + wordStart_[row]; }
     const std::uint64_t* lowercase(std::size_t row) const { return lowercase_.data() + wordStart_[row]; }
+    // A row's first lower-cased key (0 for an empty title): most titles fail a prefix test there, without
+    // reading the title.
+    CharKey firstKey(std::size_t row) const { return firstKeys_[row]; }
 
   private:
     std::vector<WindowCandidate> rows_;
@@ -56,6 +59,7 @@ class WindowCandidateList {
     std::unordered_map<CharKey, std::vector<Posting>> postings_;
     std::vector<std::uint32_t> wordStart_ = {0};
     std::vector<std::uint64_t> boundary_, lowercase_;
+    std::vector<CharKey> firstKeys_;
 };
 
 // The fuzzy scores of a candidate list for a query typed a character at a time. A query's alignment

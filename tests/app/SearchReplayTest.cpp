@@ -1,6 +1,7 @@
 // The typed search end to end on the simulated desktop: what a query lists, what a commit focuses or
 // launches, and how learned picks and pins change the next search.
 #include "ReplayHelpers.h"
+#include "SearchService.h"
 
 using namespace zelk::testing;
 
@@ -429,4 +430,20 @@ TEST(SearchReplay, PeriodOpensTheHighlightedAppIntoItsWindows) {
         if (k.find("key=period") != std::string::npos) periods.push_back(k);
     ASSERT_EQ(periods.size(), 1u);
     EXPECT_NE(periods[0].find("action=swallowed"), std::string::npos) << periods[0];
+}
+
+// The reply knows two kinds of row; a recently closed window is a window without a live id.
+TEST(SearchReply, RowsAreAppsOrWindowsAndAClosedWindowHasNoId) {
+    using zelk::search::ClosedWindowEntry;
+    using zelk::search::SearchResult;
+    const auto closed = zelk::agent::searchReplyRow(
+        SearchResult::ofClosed(ClosedWindowEntry{"com.apple.Safari", "Release notes", "Safari", "2 min ago"}),
+        3, {"recently-closed", "2 min ago"});
+    EXPECT_EQ(closed.kind, "window");
+    EXPECT_EQ(closed.rank, 3);
+    EXPECT_EQ(closed.name, "Release notes");
+    EXPECT_EQ(closed.bundleID, "com.apple.Safari");
+    EXPECT_FALSE(closed.windowID.has_value());
+    EXPECT_FALSE(closed.isRunning);
+    EXPECT_EQ(closed.reasons.front(), "recently-closed");
 }

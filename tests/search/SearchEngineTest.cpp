@@ -232,6 +232,128 @@ TEST_F(SearchEngineTest, ReasonsSayWhyEachRowStands) {
     EXPECT_EQ(engine.reasons("zz", state, pinned)[0], (std::vector<std::string>{"pin[\"zz\"]"}));
 }
 
+// Letter priority and the order of the moves to the front ------------------------------------------
+
+TEST_F(SearchEngineTest, ALettersAppLeadsShortQueriesOverBetterRankedApps) {
+    auto w = fixedWorld();
+    // Maps and Chess outrank Mail and Chrome by use; the letters point at the latter.
+    w.candidates.push_back(app("Maps", "com.apple.Maps", true, 90));
+    w.candidates[6].running = true;  // Chess
+    w.candidates[6].usageScore = 95;
+    rebuild(w);
+    EXPECT_EQ(rows("m"), (std::vector<std::string>{"app:Mail", "app:Maps"}));
+    // Two letters: the first related app whose name begins with the query leads.
+    auto r = rows("ch");
+    ASSERT_GE(r.size(), 2u);
+    EXPECT_EQ(r[0], "app:Chrome");
+    EXPECT_EQ(r[1], "app:Chess");
+    // Three letters that only a later related app begins with: that one leads.
+    EXPECT_EQ(rows("che").front(), "app:Chess");
+    // Four letters: no letter priority, the ranking alone.
+    EXPECT_EQ(rows("ches").front(), "app:Chess");
+    // Without related apps under its letter a two-letter query keeps the ranking.
+    EXPECT_EQ(rows("ma").front(), "app:Maps");
+}
+
+// Every move to the front happens in turn, so a later one wins: letter priority, then the learned
+// entry, then the pin; a one-letter query's static letter comes last of all.
+TEST_F(SearchEngineTest, LaterMovesToTheFrontWin) {
+    auto w = alphabetWorld();
+    w.dynamicByKey["a"] = {"a", "app.2", true};
+    w.relatedByKey["a"] = {"app.3"};
+    rebuild(w);
+    EXPECT_EQ(rows("al")[0], "app:Alpha 3");
+    state.selections = {{"al", SearchSelection{"app.5", 1, kNow}}};
+    auto r = rows("al");
+    EXPECT_EQ((std::vector<std::string>{r[0], r[1], r[2]}),
+              (std::vector<std::string>{"app:Alpha 5", "app:Alpha 3", "app:Alpha 1"}));
+    state.pins = {{"al", "app.7"}};
+    r = rows("al");
+    // The pin removes the learned entry from the ranking: letter priority stands behind it.
+    EXPECT_EQ((std::vector<std::string>{r[0], r[1], r[2]}),
+              (std::vector<std::string>{"app:Alpha 7", "app:Alpha 3", "app:Alpha 1"}));
+
+    w.dynamicByKey.clear();
+    w.staticByKey["a"] = {"a", "app.9", true};
+    rebuild(w);
+    state.pins.clear();
+    state.selections = {{"a", SearchSelection{"app.4", 1, kNow}}};
+    r = rows("a");
+    // Letter priority brings Alpha 9 up, the learned entry then Alpha 4 (at position 4 of 5), and
+    // the static letter Alpha 9 again.
+    EXPECT_EQ((std::vector<std::string>{r[0], r[1], r[2]}),
+              (std::vector<std::string>{"app:Alpha 9", "app:Alpha 4", "app:Alpha 1"}));
+}
+
+TEST_F(SearchEngineTest, AStaticLetterWhoseAppDidNotMatchIsInsertedUnlessItMayNotLaunch) {
+    auto w = fixedWorld();
+    w.staticByKey["k"] = {"k", "com.apple.calculator", true};
+    rebuild(w);
+    EXPECT_EQ(rows("k"), (std::vector<std::string>{"app:Calculator"}));
+    state.runningAndStaticOnly = true;
+    w.staticByKey["k"].launchIfNotRunning = false;
+    rebuild(w);
+    EXPECT_TRUE(rows("k").empty());
+}
+
+// The assigned app's own windows climb above it when they answer the query better than its name,
+// once something else has taken the front (a strong pick of another app).
+TEST_F(SearchEngineTest, TheLettersOwnWindowsClimbAboveItsWeakerName) {
+    auto w = fixedWorld();
+    w.windowsByBundle["com.apple.mail"] = {window(51, "com.apple.mail", "Meeting notes", "", "Mail"),
+                                           window(52, "com.apple.mail", "Inbox", "", "Mail")};
+    rebuild(w);
+    state.selections = {{"mno", SearchSelection{"com.apple.Notes", 3, kNow}}};
+    const auto r = rows("mno");
+    const auto meeting = std::find(r.begin(), r.end(), "win:Meeting notes");
+    const auto mail = std::find(r.begin(), r.end(), "app:Mail");
+    ASSERT_NE(meeting, r.end());
+    ASSERT_NE(mail, r.end());
+    EXPECT_LT(meeting, mail);
+    EXPECT_EQ(std::count(r.begin(), r.end(), "win:Meeting notes"), 1);
+    // Without the strong pick the sub-query's windows simply come first.
+    state.selections.clear();
+    EXPECT_EQ(rows("mno").front(), "win:Meeting notes");
+}
+
+TEST_F(SearchEngineTest, ReasonsNameLettersRelationsKeysAndHowTheTextMatched) {
+    auto w = fixedWorld();
+    w.closedWindows = {{"com.apple.Safari", "Release notes", "Safari", "2 min ago"}};
+    rebuild(w);
+    auto why = [&](const std::string& q, const std::string& row) {
+        const auto found = engine.search(q, state);
+        const auto all = labels(found);
+        const auto at = std::find(all.begin(), all.end(), row);
+        EXPECT_NE(at, all.end()) << q << ": " << row;
+        if (at == all.end()) return std::vector<std::string>{};
+        return engine.reasons(q, state, found)[static_cast<std::size_t>(at - all.begin())];
+    };
+    EXPECT_EQ(why("c", "app:Chrome"),
+              (std::vector<std::string>{"dyn-assign[c]", "related-to-dyn[c]", "name-prefix", "running"}));
+    EXPECT_EQ(why("c", "app:Chess"), (std::vector<std::string>{"related-to-dyn[c]", "name-prefix"}));
+    EXPECT_EQ(why("c", "win:Calendar"),
+              (std::vector<std::string>{"dyn-app-window-list", "window-key=C", "title-prefix"}));
+    EXPECT_EQ(why("ca", "win:Calendar"),
+              (std::vector<std::string>{"dyn-app-window-subquery", "window-key=C", "title-prefix"}));
+    // An anchor after a number, and a word after an optional prefix.
+    w.candidates.push_back(app("1Password", "com.1password.1password", false, 2));
+    w.candidates.push_back(app("Google Drive", "com.google.drivefs", false, 2));
+    rebuild(w);
+    state.optionalPrefixes = {"google"};
+    EXPECT_EQ(why("pas", "app:1Password"), (std::vector<std::string>{"anchored"}));
+    EXPECT_EQ(why("driv", "app:Google Drive"), (std::vector<std::string>{"name-word-boundary"}));
+    EXPECT_EQ(why("gmail", "win:Inbox - Gmail"),
+              (std::vector<std::string>{"global-window-match", "title-word-boundary"}));
+    EXPECT_EQ(why("otes", "win:vim notes.txt"),
+              (std::vector<std::string>{"global-window-match", "contains"}));
+    EXPECT_EQ(why("release", "closed:Release notes"),
+              (std::vector<std::string>{"recently-closed", "2 min ago"}));
+    state.windowsOnly = true;
+    w.openWindows = {window(21, "com.google.Chrome", "Inbox - Gmail", "", "Chrome")};
+    rebuild(w);
+    EXPECT_EQ(why("chrome", "win:Inbox - Gmail"), (std::vector<std::string>{"windows-only", "title-prefix"}));
+}
+
 // Windows only, closed windows, selection -------------------------------------------------------
 
 TEST_F(SearchEngineTest, WindowsOnlyRanksByItsOwnTableAndGroupsByApp) {

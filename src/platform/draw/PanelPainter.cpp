@@ -194,8 +194,9 @@ Palette paletteFor(const OSDLook& look) {
 
 class PanelPainter {
   public:
-    PanelPainter(cairo_t* cr, const OSDModel& m, Rect bounds)
+    PanelPainter(cairo_t* cr, const OSDModel& m, Rect bounds, const AppIconSource& icons)
         : cr_(cr),
+          icons_(icons),
           m_(m),
           b_(bounds),
           look_(m.look),
@@ -385,6 +386,7 @@ class PanelPainter {
         double x = band.x + 8 + indent;
         if (!r.key.empty()) keycap(r.key, x, band.midY(), r.highlighted);
         x += met_.keycap + 10;
+        x += appIcon(r, x, band);
         const double right = band.maxX() - 8;
         std::string trailing = r.space.empty() ? "" : "Space " + r.space;
         if (r.minimised) trailing = trailing.empty() ? "minimised" : trailing + " \xC2\xB7 minimised";
@@ -407,6 +409,20 @@ class PanelPainter {
             setColor(cr_, pal_.dim);
             cairo_fill(cr_);
         }
+    }
+
+    // The icon of an app row of the app and search panels, at most the look's size and within the row;
+    // the room it takes.
+    double appIcon(const OSDRow& r, double x, Rect band) {
+        const bool appRow =
+            !r.isWindow && !r.closed && !r.id.empty() &&
+            (m_.view.view == osd::OSDView::appSwitcher || m_.view.view == osd::OSDView::search);
+        if (!appRow) return 0;
+        const double side = std::min(look_.appIconSize, band.height - 6);
+        if (side < 8) return 0;
+        drawAppIcon(cr_, icons_, r.id, r.title, {x, band.midY() - side / 2, side, side}, look_.iconStyle,
+                    r.highlighted);
+        return side + 8;
     }
 
     void sections(double top, double bottom) {
@@ -526,6 +542,7 @@ class PanelPainter {
     }
 
     cairo_t* cr_;
+    const AppIconSource& icons_;
     const OSDModel& m_;
     Rect b_;
     const OSDLook& look_;
@@ -536,8 +553,8 @@ class PanelPainter {
 
 }  // namespace
 
-void drawPanel(Surface& surface, const OSDModel& model, Rect bounds) {
-    PanelPainter(surface.context(), model, bounds).paint();
+void drawPanel(Surface& surface, const OSDModel& model, Rect bounds, const AppIconSource* icons) {
+    PanelPainter(surface.context(), model, bounds, icons ? *icons : generatedAppIcons()).paint();
 }
 
 // The desktop
@@ -556,7 +573,8 @@ Rect DesktopPicture::bounds() const {
     return {x0, y0, x1 - x0, y1 - y0};
 }
 
-void drawDesktop(Surface& surface, const DesktopPicture& desktop, const OSDModel& model, double scale) {
+void drawDesktop(Surface& surface, const DesktopPicture& desktop, const OSDModel& model, double scale,
+                 const AppIconSource* icons) {
     cairo_t* cr = surface.context();
     const Rect all = desktop.bounds();
     cairo_save(cr);
@@ -593,7 +611,7 @@ void drawDesktop(Surface& surface, const DesktopPicture& desktop, const OSDModel
         text.line(w.app + " \xE2\x80\x94 " + w.title, w.frame.x + 14, w.frame.y + 14, 13, w.focused,
                   w.frame.width - 28, {0.15, 0.15, 0.18, 1});
     }
-    if (model.visibility.visible()) drawPanel(surface, model, model.placement.frame);
+    if (model.visibility.visible()) drawPanel(surface, model, model.placement.frame, icons);
     cairo_restore(cr);
 }
 

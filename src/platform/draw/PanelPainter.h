@@ -6,6 +6,7 @@
 
 #include "input/OSDModel.h"
 #include "platform/Geometry.h"
+#include "platform/draw/AppIcons.h"
 
 typedef struct _cairo cairo_t;
 typedef struct _cairo_surface cairo_surface_t;
@@ -45,8 +46,10 @@ class ImageSurface final : public Surface {
 bool readPNG(const std::filesystem::path& path, int& width, int& height, std::vector<std::uint32_t>& pixels);
 
 // Draws the panel model in its look, filling `bounds` (the panel's own frame in the surface's points).
-// A pure function of the model: the same model draws the same picture.
-void drawPanel(Surface& surface, const osd::OSDModel& model, Rect bounds);
+// A pure function of the model: the same model draws the same picture. App rows carry their icon from
+// `icons`, generated ones when none is given.
+void drawPanel(Surface& surface, const osd::OSDModel& model, Rect bounds,
+               const AppIconSource* icons = nullptr);
 
 // The simulated desktop behind the panel: displays with their menu bars, and windows front last.
 struct DesktopPicture {
@@ -68,6 +71,7 @@ struct DesktopPicture {
 
 // Draws the desktop and, when the model is visible, the panel at its frame; `scale` maps global
 // points to the surface's.
-void drawDesktop(Surface& surface, const DesktopPicture& desktop, const osd::OSDModel& model, double scale);
+void drawDesktop(Surface& surface, const DesktopPicture& desktop, const osd::OSDModel& model, double scale,
+                 const AppIconSource* icons = nullptr);
 
 }  // namespace zelk::draw
