@@ -88,6 +88,14 @@ const std::string& demoScript() {
 - {at: 23000, tap: tab}
 - {at: 23100, flags: [rightCommand]}
 - {at: 23300, flags: []}
+# In the cycle, right Command + left Command turns W into close: the highlighted window closes, the
+# cycle stays open with the highlight on the next row and flashes "Closed".
+- {at: 23400, flags: [rightCommand]}
+- {at: 23500, tap: tab}
+- {at: 23600, flags: [rightCommand, lcmd]}
+- {at: 23700, tap: w}
+- {at: 23800, flags: [rightCommand]}
+- {at: 23950, flags: []}
 # On an open search, left Command turns W into close: the highlighted window closes, the panel stays
 # open with the highlight on the next row, and flashes "Closed". Escape ends the search.
 - {at: 24000, command: {command: osd, surface: window}}
