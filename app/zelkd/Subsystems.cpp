@@ -144,6 +144,7 @@ Subsystems::Subsystems() {
     minimizer_ = std::make_unique<windows::WindowMinimizer>(*p.accessibility);
     search_ = std::make_unique<SearchService>(*windows_);
     stages_ = std::make_unique<stages::StageService>(*windows_, Settings::shared(), p);
+    attachStageHooks();
     followPointer();
 }
 
@@ -407,6 +408,7 @@ RoutingServices Subsystems::routingServices() {
         return iss_->switchToSpace(iss_->currentIndex(*info) + delta, display);
     };
     search_->fill(s);
+    fillStageRouting(s);
     return s;
 }
 

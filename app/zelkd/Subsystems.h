@@ -71,6 +71,10 @@ class Subsystems {
 
   private:
     void followPointer();
+    // Stage activation and capture reach the catalogue, Spaces and notifications; the stage trigger's
+    // keys reach them (StageWiring.cpp).
+    void attachStageHooks();
+    void fillStageRouting(RoutingServices& s);
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);

@@ -73,6 +73,22 @@ void registerStageCommands(CommandDispatcher& d, const StageProviders& providers
                           [p](const ZelkRequest& r) { return activateStage(p, r); });
     if (p.closeStage && p.activeStageKey && p.stageExists)
         d.registerHandler(ZelkCommand::closeStage, [p](const ZelkRequest& r) { return closeStage(p, r); });
+    if (p.captureDebug)
+        d.registerHandler(ZelkCommand::debugCapture, [p](const ZelkRequest& r) {
+            auto response = ZelkResponse::success();
+            response.debug = ZelkDebugInfo{};
+            response.debug->capture = p.captureDebug(r);
+            return response;
+        });
+    if (p.stageDebug)
+        d.registerHandler(ZelkCommand::debugStage, [p](const ZelkRequest& r) {
+            if (r.stageKey && !r.stageKey->empty() && !p.stageExists(*r.stageKey))
+                return ZelkResponse::failure(fmt::format("no stage assigned to '{}'", *r.stageKey));
+            auto response = ZelkResponse::success();
+            response.debug = ZelkDebugInfo{};
+            response.debug->stage = p.stageDebug(r);
+            return response;
+        });
 }
 
 }  // namespace zelk::command

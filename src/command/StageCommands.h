@@ -1,4 +1,6 @@
 #pragma once
+#include <nlohmann/json.hpp>
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -36,6 +38,10 @@ struct StageProviders {
     std::function<void(const std::string& key)> activateStage;
     std::function<std::optional<std::string>()> activeStageKey;
     std::function<void(const std::string& key)> closeStage;
+
+    // Diagnostics: what a save would capture now, and the stage state of the running program.
+    std::function<nlohmann::json(const ZelkRequest&)> captureDebug;
+    std::function<nlohmann::json(const ZelkRequest&)> stageDebug;
 };
 
 void registerStageCommands(CommandDispatcher& dispatcher, const StageProviders& providers);

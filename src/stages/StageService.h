@@ -7,7 +7,10 @@
 #include "command/StageCommands.h"
 #include "platform/Platform.h"
 #include "stages/OffScreenStash.h"
+#include "stages/StageActivation.h"
 #include "stages/StageStore.h"
+#include "stages/StageWindowOpener.h"
+#include "stages/WindowCapture.h"
 #include "stages/WindowPlacer.h"
 #include "stages/WindowResolve.h"
 
@@ -32,17 +35,67 @@ class AccessibilityWindowFacts : public WindowFacts {
     platform::Platform p_;
 };
 
+// Capture's reads of the desktop: scripts with the 2 s time-out, the accessibility document, the
+// tracked windows of an app.
+class PlatformCaptureFacts : public CaptureFacts {
+  public:
+    PlatformCaptureFacts(const platform::Platform& platform, windows::WindowManager& windows)
+        : p_(platform), windows_(&windows) {}
+    std::optional<std::string> runScript(const std::string& source) override;
+    std::optional<std::string> axDocument(std::int32_t pid, std::uint32_t windowID) override;
+    std::size_t trackedWindowCount(std::string_view bundleID) override;
+
+  private:
+    platform::Platform p_;
+    windows::WindowManager* windows_;
+};
+
+// A capture of the current windows: the items and the Space they stand on.
+struct StageCapture {
+    std::vector<StageItem> items;
+    std::optional<std::uint64_t> spaceID;
+};
+
 // The stage subsystem as the agent runs it: the saved stages, resolution against the tracked
-// windows, and placement. Main thread only.
+// windows, placement, capture and activation. Main thread only.
 class StageService {
   public:
+    // What the agent lends the stage subsystem beyond the window manager.
+    struct AgentHooks {
+        // The catalogue's app record of a running app's window; nothing when it has none.
+        std::function<std::shared_ptr<apps::LaunchableApp>(const windows::ManagedWindow&)> appFor;
+        // The catalogue's launch of an app by identifier.
+        std::function<bool(const std::string& bundleID, bool activates)> launchApp;
+        // The declared category of an app (empty when unknown), for the whole-app rule.
+        std::function<std::string(const std::string& bundleID)> categoryOf;
+        // Switches the display that holds the Space to it.
+        std::function<bool(std::uint64_t space)> switchToSpace;
+        std::function<void(std::function<void(std::optional<std::uint64_t>)>)> createSpace;
+        std::function<void(const std::string& title, const std::string& line, std::int64_t ms)> toast;
+    };
+
     StageService(windows::WindowManager& windows, Settings& settings, const platform::Platform& platform);
+    ~StageService();
+    // Activation and capture are wired once the agent's other parts exist.
+    void attach(AgentHooks hooks);
 
     StageStore& store() { return store_; }
     StageDirectory& directory() { return store_; }
     WindowPlacer& placer() { return placer_; }
     OffScreenStash& stash() { return stash_; }
     std::optional<windows::ManagedWindow> resolve(const StageItem& item);
+    StageActivator& activator() { return *activator_; }
+
+    // Recalls a stage; false when no stage is on the key.
+    bool activateStage(const std::string& key);
+    // The live windows of the active stage, for moves of the stage between Spaces.
+    std::vector<windows::ManagedWindow> activeStageWindows();
+
+    // One item per visible window on the active Space, front to back by the most-recent order.
+    StageCapture captureCurrentWindows();
+    // Saves the current windows as a stage on the first free letter, named after it; nothing when
+    // there is nothing to capture.
+    std::optional<std::string> saveCurrentWindowsAsStage();
 
     // Ends a stage and deals with its windows as `stageCloseAction` says: closed, minimised or parked
     // off-screen. Items whose window is gone are skipped.
@@ -67,6 +120,11 @@ class StageService {
     DiskFileView files_;
     WindowPlacer placer_;
     OffScreenStash stash_;
+    AgentHooks hooks_;
+    PlatformCaptureFacts captureFacts_;
+    std::unique_ptr<StageWindowOpener> opener_;
+    std::unique_ptr<StageActivator> activator_;
+    ferrow::Subscription focusWatch_;
 };
 
 }  // namespace zelk::stages

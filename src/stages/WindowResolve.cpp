@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <set>
 #include <system_error>
 
@@ -26,14 +27,15 @@ std::optional<ManagedWindow> titleMatch(const std::string& title,
 
 std::optional<ManagedWindow> resolveDocument(const StageItem& item, const DocumentPathSpec& spec,
                                              const std::vector<const ManagedWindow*>& candidates,
-                                             WindowFacts& facts, const FileView& files) {
+                                             WindowFacts& facts, const FileView& files,
+                                             const std::function<std::string(const std::string&)>& rootOf) {
     if (!facts.isAppRunning(item.bundleID())) return std::nullopt;
     std::string wanted = standardizedPath(spec.path, files);
     bool editor = isEditorBundle(item.bundleID());
     std::string projectName = editor ? fs::path(wanted).filename().string() : std::string();
     for (auto* w : candidates) {
         if (auto path = facts.documentOf(*w)) {
-            std::string reduced = editor ? projectRoot(*path, files) : *path;
+            std::string reduced = editor ? rootOf(*path) : *path;
             if (standardizedPath(reduced, files) == wanted) return *w;
         } else if (!projectName.empty()) {
             // Editors name the project in the title when they expose no document.
@@ -146,20 +148,49 @@ bool foldersOverlap(std::string_view a, std::string_view b) {
     return inside(a, b) || inside(b, a);
 }
 
+namespace {
+std::optional<ManagedWindow> resolveAmong(const StageItem& item,
+                                          const std::vector<const ManagedWindow*>& candidates,
+                                          WindowFacts& facts, const FileView& files,
+                                          const std::function<std::string(const std::string&)>& rootOf) {
+    if (candidates.empty()) return std::nullopt;
+    if (auto* d = std::get_if<DocumentPathSpec>(&item.windowSpec))
+        return resolveDocument(item, *d, candidates, facts, files, rootOf);
+    if (auto* u = std::get_if<BrowserURLSpec>(&item.windowSpec))
+        return resolveBrowser(item, *u, candidates, facts);
+    if (auto* c = std::get_if<TerminalCWDSpec>(&item.windowSpec))
+        return resolveTerminal(item, *c, candidates, facts);
+    return resolveApp(candidates);
+}
+}  // namespace
+
 std::optional<ManagedWindow> resolveWindow(const StageItem& item, std::span<const ManagedWindow> windows,
                                            WindowFacts& facts, const FileView& files) {
     std::vector<const ManagedWindow*> candidates;
     const std::string& bundle = item.bundleID();
     for (const auto& w : windows)
         if (w.bundleIdentifier == bundle) candidates.push_back(&w);
-    if (candidates.empty()) return std::nullopt;
-    if (auto* d = std::get_if<DocumentPathSpec>(&item.windowSpec))
-        return resolveDocument(item, *d, candidates, facts, files);
-    if (auto* u = std::get_if<BrowserURLSpec>(&item.windowSpec))
-        return resolveBrowser(item, *u, candidates, facts);
-    if (auto* c = std::get_if<TerminalCWDSpec>(&item.windowSpec))
-        return resolveTerminal(item, *c, candidates, facts);
-    return resolveApp(candidates);
+    return resolveAmong(item, candidates, facts, files,
+                        [&files](const std::string& path) { return projectRoot(path, files); });
+}
+
+ResolvePass::ResolvePass(std::span<const ManagedWindow> windows, WindowFacts& facts, const FileView& files)
+    : facts_(facts), files_(files) {
+    for (const auto& w : windows)
+        byBundle_[w.bundleIdentifier].push_back(&w);
+}
+
+const std::string& ResolvePass::projectRootOf(const std::string& path) {
+    auto it = roots_.find(path);
+    if (it == roots_.end()) it = roots_.emplace(path, projectRoot(path, files_)).first;
+    return it->second;
+}
+
+std::optional<ManagedWindow> ResolvePass::resolve(const StageItem& item) {
+    static const std::vector<const ManagedWindow*> none;
+    auto it = byBundle_.find(item.bundleID());
+    return resolveAmong(item, it == byBundle_.end() ? none : it->second, facts_, files_,
+                        [this](const std::string& path) { return projectRootOf(path); });
 }
 
 std::vector<StageItem> dedupeItems(const std::vector<StageItem>& items) {

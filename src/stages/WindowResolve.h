@@ -3,6 +3,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "stages/StageModel.h"
@@ -59,6 +60,23 @@ bool foldersOverlap(std::string_view a, std::string_view b);
 std::optional<windows::ManagedWindow> resolveWindow(const StageItem& item,
                                                     std::span<const windows::ManagedWindow> windows,
                                                     WindowFacts& facts, const FileView& files);
+
+// Resolves the items of one stage against one view of the desktop: the windows are grouped by app
+// once, and each document's project folder is worked out once, however many items and candidates
+// ask. The windows must outlive the pass.
+class ResolvePass {
+  public:
+    ResolvePass(std::span<const windows::ManagedWindow> windows, WindowFacts& facts, const FileView& files);
+    std::optional<windows::ManagedWindow> resolve(const StageItem& item);
+
+  private:
+    const std::string& projectRootOf(const std::string& path);
+
+    WindowFacts& facts_;
+    const FileView& files_;
+    std::unordered_map<std::string, std::vector<const windows::ManagedWindow*>> byBundle_;
+    std::unordered_map<std::string, std::string> roots_;
+};
 
 // Drops whole-app items made redundant by a per-window item of the same app, and repeated whole-app
 // items; order is kept.

@@ -44,6 +44,11 @@ class FocusPipeline {
     void setSlot(std::optional<ManagedWindow> window) { slot_.set(std::move(window)); }
     std::map<std::string, std::uint32_t>& lastFocusedWindowByBundleID() { return lastFocusedByBundle_; }
     std::optional<std::uint32_t> lastDeliberateFocusID() const { return deliberateID_; }
+    // Forgets the window focused on purpose (a stage's activation chooses the focus itself).
+    void clearDeliberateFocus() {
+        deliberateID_.reset();
+        deliberateAt_.reset();
+    }
     ReassertLoop& reassertLoop() { return reassert_; }
     void scheduleReresolve(ferrow::Nanos delay);
     void forgetWindow(std::uint32_t id);

@@ -130,6 +130,8 @@ AXResult<AXValue> SimAccessibility::copyAttribute(AXRef element, const std::stri
             if (attr == "AXParent") return value(applicationElement(w->pid));
             if (attr == "AXCloseButton") return value(make(Kind::closeButton, w->pid, w->id));
             if (attr == "AXDescription") return none();
+            if (attr == "AXDocument") return w->document.empty() ? none() : value(w->document);
+            if (attr == "AXFullScreen") return value(w->fullscreen);
             return {AXError::attributeUnsupported, std::nullopt};
         }
         case Kind::closeButton:
@@ -167,6 +169,11 @@ AXError SimAccessibility::setAttribute(AXRef element, const std::string& attr, c
     if (attr == "AXMain" || attr == "AXFocused") {
         if (!std::holds_alternative<bool>(v)) return AXError::illegalArgument;
         if (std::get<bool>(v)) world_.raiseWithinApp(id);
+        return AXError::success;
+    }
+    if (attr == "AXFullScreen") {
+        if (!std::holds_alternative<bool>(v)) return AXError::illegalArgument;
+        world_.setFullScreen(id, std::get<bool>(v));
         return AXError::success;
     }
     if (attr == "AXPosition") {

@@ -72,7 +72,9 @@ platform::ProcessResult SimProcesses::run(const platform::ProcessRequest& reques
     return r;
 }
 
-std::optional<std::string> SimProcesses::runScript(const std::string&, std::string* error) {
+std::optional<std::string> SimProcesses::runScript(const std::string& source, std::string* error) {
+    scripts.push_back(source);
+    if (auto it = scriptAnswers.find(source); it != scriptAnswers.end()) return it->second;
     if (error) *error = "scripts are not available on the simulated desktop";
     return std::nullopt;
 }

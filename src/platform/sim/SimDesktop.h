@@ -68,6 +68,9 @@ class SimProcesses final : public platform::Processes {
     platform::ProcessResult run(const platform::ProcessRequest& request) override;
     std::optional<std::string> runScript(const std::string& source, std::string* error) override;
     std::vector<platform::ProcessRequest> requests;
+    // Scripts answered by their exact text; any other script fails. Every run is kept in `scripts`.
+    std::map<std::string, std::string> scriptAnswers;
+    std::vector<std::string> scripts;
 
   private:
     SimWorld& world_;

@@ -77,6 +77,16 @@ void SimWorkspace::openApplication(const std::string& path, const platform::Open
         return;
     }
     std::string bundle = target->bundleID;
+    if (!config.arguments.empty() && config.arguments.front().find("://") != std::string::npos) {
+        // A browser started with an address opens it in a window of its own.
+        world_.openDocument(bundle, config.arguments.front(), config.activates);
+        if (completion)
+            ferrow::mainAsync([this, bundle, completion] {
+                SimApp* app = world_.app(bundle);
+                completion({app && app->running ? world_.runningApp(app->pid) : std::nullopt, ""});
+            });
+        return;
+    }
     if (launchesWithoutPid.count(bundle)) {
         // The system accepted the open but names no process.
         platform::RunningApp none;
@@ -106,6 +116,28 @@ void SimWorkspace::open(const std::string& url, const std::string& appPath,
     opened.emplace_back(url, appPath);
     if (appPath.empty()) {
         if (completion) ferrow::mainAsync([completion] { completion({std::nullopt, ""}); });
+        return;
+    }
+    auto atPath = world_.appsAtPath(appPath);
+    SimApp* target = atPath.empty() ? nullptr : atPath.back();
+    if (target && !url.empty()) {
+        // The app opens the document, URL or folder in a window of its own.
+        std::string bundle = target->bundleID;
+        if (!world_.openDocument(bundle, url, config.activates)) {
+            if (completion)
+                ferrow::mainAsync([completion] {
+                    completion({std::nullopt, "The application can't be opened."});
+                });
+            return;
+        }
+        if (completion)
+            ferrow::mainAsync([this, bundle, completion] {
+                SimApp* app = world_.app(bundle);
+                if (app && app->running)
+                    completion({world_.runningApp(app->pid), ""});
+                else
+                    completion({std::nullopt, ""});
+            });
         return;
     }
     openApplication(appPath, config, std::move(completion));

@@ -524,6 +524,7 @@ bool SimWorld::launch(const std::string& bundleID, bool activates,
         emit({WorldChange::Kind::appRunning, app->pid, bundleID});
         std::vector<WindowTemplate> templates = app->windowsOnLaunch;
         if (templates.empty() && app->kind == AppKind::regular) templates.push_back({0, app->name});
+        if (launchWithoutWindows_.erase(bundleID)) templates.clear();
         std::int32_t pid = app->pid;
         for (auto& t : templates) {
             SimWindow w;
@@ -536,6 +537,58 @@ bool SimWorld::launch(const std::string& bundleID, bool activates,
         if (activates) activate(pid);
         done(pid);
     });
+    return true;
+}
+
+namespace {
+// The title an app gives a window it opened for a document: the file or folder name, or the host.
+std::string titleForDocument(const std::string& document) {
+    std::string rest = document;
+    auto scheme = rest.find("://");
+    bool web = scheme != std::string::npos && rest.compare(0, scheme, "file") != 0;
+    if (scheme != std::string::npos) rest = rest.substr(scheme + 3);
+    if (web) return rest.substr(0, rest.find('/'));
+    while (rest.size() > 1 && rest.back() == '/')
+        rest.pop_back();
+    auto slash = rest.rfind('/');
+    return slash == std::string::npos || rest.size() == 1 ? rest : rest.substr(slash + 1);
+}
+}  // namespace
+
+bool SimWorld::openDocument(const std::string& bundleID, const std::string& document, bool activates) {
+    SimApp* a = app(bundleID);
+    if (!a || (!a->installed && !a->running)) return false;
+    auto openIt = [this, bundleID, document, activates](std::optional<std::int32_t> pid) {
+        if (!pid) return;
+        const SimApp* opener = app(bundleID);
+        ferrow::mainAsyncAfter(opener ? opener->openDelayMs : 0, [this, bundleID, document, activates] {
+            SimApp* target = app(bundleID);
+            if (!target || !target->running) return;
+            SimWindow w;
+            w.title = titleForDocument(document);
+            w.document = document;
+            w.frame = {120, 120, 900, 650};
+            std::uint32_t id = openWindow(bundleID, w);
+            if (id && activates) activate(target->pid, id);
+        });
+    };
+    if (a->running) {
+        if (activates) activate(a->pid);
+        openIt(a->pid);
+        return true;
+    }
+    if (!a->launching) launchWithoutWindows_.insert(bundleID);
+    return launch(bundleID, activates, openIt);
+}
+
+bool SimWorld::setFullScreen(std::uint32_t id, bool fullscreen) {
+    SimWindow* w = window(id);
+    if (!w) return false;
+    if (w->fullscreen == fullscreen) return true;
+    w->fullscreen = fullscreen;
+    // Entering full screen fills the display the window is on.
+    if (fullscreen)
+        if (auto d = displayIndexOfSpace(w->space)) setFrame(id, displays_[*d].frame);
     return true;
 }
 

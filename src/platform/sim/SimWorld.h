@@ -27,6 +27,8 @@ struct SimWindow {
     std::int32_t level = 0;
     std::string role = "AXWindow";
     std::string subrole = "AXStandardWindow";
+    std::string document;     // what AXDocument answers (a file URL, or a web page's URL); empty: none
+    bool fullscreen = false;  // in its own full-screen Space (AXFullScreen)
 };
 
 // A window an app opens when it launches.
@@ -47,6 +49,7 @@ struct SimApp {
     std::vector<WindowTemplate> windowsOnLaunch;  // empty: one window named after the app
     bool finder = false;                          // takes the front when no other app can
     std::string menuExtra;                        // the title of its menu-bar extra; empty: none
+    int openDelayMs = 300;                        // from an open of a document, URL or folder to its window
     platform::FileIdentity identity;
 
     // Running state.
@@ -202,6 +205,13 @@ class SimWorld {
     // Starts a launch; the app runs after its launch delay (or fails). Returns false when not installed.
     bool launch(const std::string& bundleID, bool activates,
                 std::function<void(std::optional<std::int32_t>)> done = {});
+    // Opens a document, URL or folder in the app: launched first when it doesn't run (then without
+    // its launch windows, as an app started to open a file shows only that file), the window after
+    // the app's open delay. The window carries `document` and a title made from it; it opens on the
+    // Space shown then. False when the app isn't installed.
+    bool openDocument(const std::string& bundleID, const std::string& document, bool activates);
+    // The window enters or leaves its native full screen.
+    bool setFullScreen(std::uint32_t id, bool fullscreen);
     std::uint32_t openWindow(const std::string& bundleID, SimWindow window);
     bool closeWindow(std::uint32_t id);
     bool retitle(std::uint32_t id, const std::string& title);
@@ -288,6 +298,7 @@ class SimWorld {
         std::vector<std::function<void(std::optional<std::int32_t>)>> waiters;
     };
     std::map<std::string, PendingLaunch> pendingLaunches_;
+    std::set<std::string> launchWithoutWindows_;  // launched to open a document
     std::int32_t frontPid_ = 0;
     std::size_t activeDisplay_ = 0;
     Point pointer_{720, 450};

@@ -103,6 +103,8 @@ bool readWindow(Reader& r, const json& w, const std::string& path, SimWindow& ou
     if (!r.number(w, "level", path, out.level, std::numeric_limits<std::int32_t>::min())) return false;
     if (!r.string(w, "subrole", path, out.subrole)) return false;
     if (!r.string(w, "role", path, out.role)) return false;
+    if (!r.string(w, "document", path, out.document)) return false;
+    if (!r.boolean(w, "fullscreen", path, out.fullscreen)) return false;
     return true;
 }
 
@@ -221,6 +223,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         else
             return r.fail(path + ".kind", "expected regular, accessory or background");
         if (!r.number(a, "launchDelayMs", path, app.launchDelayMs)) return false;
+        if (!r.number(a, "openDelayMs", path, app.openDelayMs)) return false;
         if (!r.boolean(a, "installed", path, app.installed)) return false;
         if (!r.boolean(a, "finder", path, app.finder)) return false;
         if (!r.string(a, "menuExtra", path, app.menuExtra)) return false;
