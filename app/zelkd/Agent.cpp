@@ -2,12 +2,15 @@
 
 #include <unistd.h>
 
+#include "DebugService.h"
+
 #include "SearchService.h"
 #include "Subsystems.h"
 #include "TabCycleService.h"
 #include "apps/AppManager.h"
 #include "command/CommandService.h"
 #include "command/ConfigCommands.h"
+#include "command/DebugCommands.h"
 #include "config/ConfigFileManager.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
@@ -44,6 +47,27 @@ Agent::Agent(bool commandService)
     makeTabCycle();
     wirePanel();
     wireSelectionActions();
+    wireDebug();
+}
+
+// The debug dump and the debug commands, made again whenever their folders or runner change.
+void Agent::wireDebug() {
+    DebugService::Options options;
+    options.outputFolder = dumpFolder_;
+    options.processes = dumpProcesses_;
+    if (config_) {
+        options.configFile = config_->configPath();
+        options.searchCacheFile = config_->searchCachePath();
+    }
+    debug_.reset();
+    debug_ = std::make_unique<DebugService>(*subsystems_, std::move(options));
+    command::registerDebugCommands(commands_->dispatcher(), debug_->providers());
+}
+
+void Agent::useDebugDump(std::filesystem::path outputFolder, platform::Processes* processes) {
+    dumpFolder_ = std::move(outputFolder);
+    dumpProcesses_ = processes;
+    wireDebug();
 }
 
 void Agent::makeTabCycle() {
@@ -119,6 +143,7 @@ void Agent::wireSelectionActions() {
 Agent::~Agent() {
     if (running()) terminate();
     commands_->detach(*delegate_);
+    debug_.reset();
     commands_.reset();
     dropConfigFolder();
     selection_.reset();
@@ -193,6 +218,7 @@ void Agent::useConfigFolder(const std::filesystem::path& folder) {
     delegate_->flushConfigHook = [config] { config->flushAtTermination(); };
     subsystems_->search().learning().writeCacheNow = [config] { config->writeSearchCacheNow(); };
     command::registerConfigCommands(commands_->dispatcher(), *config);
+    wireDebug();
 }
 
 void Agent::dropConfigFolder() {
