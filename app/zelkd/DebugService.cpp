@@ -198,6 +198,13 @@ json tapRecord(const d::DumpTapHealth& h) {
     return r;
 }
 
+// Where no platform runs programs: every program is missing.
+class NoProcesses final : public platform::Processes {
+  public:
+    platform::ProcessResult run(const platform::ProcessRequest&) override { return {}; }
+    std::optional<std::string> runScript(const std::string&, std::string*) override { return std::nullopt; }
+};
+
 json assignmentJson(const apps::AppKeyAssignment& a) {
     return json{{"key", a.key},
                 {"bundleID", a.app ? a.app->bundleIdentifier() : ""},
@@ -216,6 +223,8 @@ DebugService::DebugService(Subsystems& subsystems, Options options) : subsystems
     o.searchCacheFile = options.searchCacheFile;
     platform::Processes* processes =
         options.processes ? options.processes : platform::Platform::current().processes;
+    static NoProcesses none;
+    if (!processes) processes = &none;
     dump_ = std::make_unique<d::DebugDump>([this] { return snapshot(); }, *processes, std::move(o));
 }
 

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -77,9 +79,16 @@ std::optional<zelk::agent::InstanceLock> takeOverAsTheOnlyAgent() {
 // reads in place of a system log.
 std::filesystem::path liveLogFile(const std::string& given, const std::filesystem::path& settingsFile) {
     if (!given.empty()) return given;
+    namespace fs = std::filesystem;
     auto path = settingsFile.parent_path() / "zelkd.log";
     std::error_code ec;
-    std::filesystem::create_directories(path.parent_path(), ec);
+    // Private like the settings beside it: the log names apps and window titles.
+    if (fs::create_directories(path.parent_path(), ec))
+        fs::permissions(path.parent_path(), fs::perms::owner_all, ec);
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (fd < 0) return {};
+    ::fchmod(fd, 0600);
+    ::close(fd);
     if (!ferrow::Log::setFile(path.string())) return {};
     return path;
 }
