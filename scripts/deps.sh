@@ -7,7 +7,8 @@ pkgs=(cmake ninja-build g++ pkg-config libyaml-dev nlohmann-json3-dev libfmt-dev
       libcairo2-dev libpango1.0-dev fonts-dejavu-core  # the panel drawing (libcairo2-dev also brings cairo-xcb)
       # The X11 backend and its test desktop: xcb and its extensions, a virtual X server, a window manager.
       libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-xinput-dev libxcb-xtest0-dev libxcb-randr0-dev
-      libxcb-keysyms1-dev xvfb openbox x11-utils)
+      libxcb-keysyms1-dev xvfb openbox x11-utils
+      zip)  # the debug dump's archive
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

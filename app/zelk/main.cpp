@@ -9,6 +9,7 @@
 #include <iostream>
 #include <iterator>
 #include <sstream>
+#include <thread>
 
 #include "Completions.h"
 #include "command/CLIClient.h"
@@ -31,7 +32,8 @@ constexpr double kMinTimeout = 0.001, kMaxTimeout = 3600;
 constexpr const char* kPositions =
     "Positions: left-half right-half top-half bottom-half top-left top-right bottom-left bottom-right\n"
     "  center maximized fullscreen vertical-third-1..3 horizontal-third-1..3 vertical-quarter-1..4\n"
-    "  horizontal-quarter-1..4, or a pixel rectangle \"x,y,width,height\" relative to the screen's visible frame.";
+    "  horizontal-quarter-1..4, or a pixel rectangle \"x,y,width,height\" relative to the screen's visible "
+    "frame.";
 
 // What the command line asks for, filled in as CLI11 parses.
 struct Args {
@@ -402,6 +404,14 @@ int main(int argc, char** argv) {
         s->add_option("--id", a.windowID, "A window's number")->check(CLI::Range(0LL, 4294967295LL));
     }
 
+    auto* dumpCommand = leaf(
+        debugGroup->add_subcommand("dump",
+                                   "Gather windows, apps, assignments, key tap health, configuration and "
+                                   "logs into one zip archive, and say where it is"),
+        simple(ZelkCommand::debugDump));
+    dumpCommand->add_option("--seconds", a.seconds, "Seconds of live log to capture (default 30)")
+        ->check(finiteRange(0, 600, "seconds"));
+
     leaf(app.add_subcommand("raw", "Send one request as written, e.g. zelk raw '{\"command\":\"status\"}'"),
          [](const Args& args) { return std::optional<std::string>(args.raw); })
         ->add_option("json", a.raw, "The request's JSON")
@@ -462,23 +472,50 @@ int main(int argc, char** argv) {
             path, client.lastError());
         return kExitNoAgent;
     }
-    std::string reply;
     auto timeout = std::chrono::milliseconds(static_cast<long long>(timeoutSeconds * 1000));
-    auto status = client.request(*payload, reply, std::chrono::milliseconds(5000), timeout);
-    if (status != ClientStatus::ok) {
-        std::cerr << "zelk: "
-                  << (status == ClientStatus::timedOut ? "the agent did not answer in time"
-                                                       : "the agent closed the connection")
-                  << " (" << client.lastError() << ")\n";
-        return kExitFailed;
-    }
-    // Ordered, so that --json prints the fields in the order the agent sent them.
-    auto parsed = nlohmann::ordered_json::parse(reply, nullptr, false);
-    if (parsed.is_discarded() || !parsed.is_object()) {
-        std::cerr << "zelk: the agent's reply isn't JSON\n";
-        return kExitFailed;
-    }
+    // One request and its reply, ordered so that --json prints the fields in the order the agent sent them.
+    auto ask = [&](zelk::command::CLIClient& c,
+                   const std::string& request) -> std::optional<nlohmann::ordered_json> {
+        std::string reply;
+        auto status = c.request(request, reply, std::chrono::milliseconds(5000), timeout);
+        if (status != ClientStatus::ok) {
+            std::cerr << "zelk: "
+                      << (status == ClientStatus::timedOut ? "the agent did not answer in time"
+                                                           : "the agent closed the connection")
+                      << " (" << c.lastError() << ")\n";
+            return std::nullopt;
+        }
+        auto parsed = nlohmann::ordered_json::parse(reply, nullptr, false);
+        if (parsed.is_discarded() || !parsed.is_object()) {
+            std::cerr << "zelk: the agent's reply isn't JSON\n";
+            return std::nullopt;
+        }
+        return parsed;
+    };
+    auto first = ask(client, *payload);
+    if (!first) return kExitFailed;
+    auto parsed = std::move(*first);
     bool ok = parsed.value("ok", false);
+    if (ok && chosen->app == dumpCommand) {
+        // The dump goes on in the agent: follow its phases until it ends with the archive or an error.
+        std::string lastPhase;
+        const std::string statusRequest = R"({"command":"debug-dump","mode":"status"})";
+        while (ok && !parsed.contains("body")) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(250));
+            zelk::command::CLIClient again;
+            if (again.connect(path) != ClientStatus::ok) {
+                std::cerr << "zelk: the agent went away during the dump\n";
+                return kExitFailed;
+            }
+            auto next = ask(again, statusRequest);
+            if (!next) return kExitFailed;
+            parsed = std::move(*next);
+            ok = parsed.value("ok", false);
+            std::string phase = parsed.value("message", "");
+            if (ok && !json && !parsed.contains("body") && phase != lastPhase) std::cerr << phase << "\n";
+            lastPhase = phase;
+        }
+    }
     if (!ok && parsed.value("error", "") == zelk::command::kAgentBusy) {
         if (json) std::cout << parsed.dump(2) << "\n";
         std::cerr << "zelk: the agent is busy: every connection it serves has a request under way.\n"

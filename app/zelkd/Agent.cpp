@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "AppPanelCycle.h"
+#include "DebugService.h"
 
 #include "SearchService.h"
 #include "Subsystems.h"
@@ -10,6 +11,7 @@
 #include "apps/AppManager.h"
 #include "command/CommandService.h"
 #include "command/ConfigCommands.h"
+#include "command/DebugCommands.h"
 #include "config/ConfigFileManager.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
@@ -49,6 +51,27 @@ Agent::Agent(bool commandService)
     wirePanel();
     wireSelectionActions();
     wireAppCycle();
+    wireDebug();
+}
+
+// The debug dump and the debug commands, made again whenever their folders or runner change.
+void Agent::wireDebug() {
+    DebugService::Options options;
+    options.outputFolder = dumpFolder_;
+    options.processes = dumpProcesses_;
+    if (config_) {
+        options.configFile = config_->configPath();
+        options.searchCacheFile = config_->searchCachePath();
+    }
+    debug_.reset();
+    debug_ = std::make_unique<DebugService>(*subsystems_, std::move(options));
+    command::registerDebugCommands(commands_->dispatcher(), debug_->providers());
+}
+
+void Agent::useDebugDump(std::filesystem::path outputFolder, platform::Processes* processes) {
+    dumpFolder_ = std::move(outputFolder);
+    dumpProcesses_ = processes;
+    wireDebug();
 }
 
 void Agent::makeTabCycle() {
@@ -159,6 +182,7 @@ void Agent::wireAppCycle() {
 Agent::~Agent() {
     if (running()) terminate();
     commands_->detach(*delegate_);
+    debug_.reset();
     commands_.reset();
     dropConfigFolder();
     selection_.reset();
@@ -234,6 +258,7 @@ void Agent::useConfigFolder(const std::filesystem::path& folder) {
     delegate_->flushConfigHook = [config] { config->flushAtTermination(); };
     subsystems_->search().learning().writeCacheNow = [config] { config->writeSearchCacheNow(); };
     command::registerConfigCommands(commands_->dispatcher(), *config);
+    wireDebug();
 }
 
 void Agent::dropConfigFolder() {

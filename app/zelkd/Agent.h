@@ -14,7 +14,11 @@ namespace zelk::agent {
 class Subsystems;
 class TabCycleService;
 class AppPanelCycle;
+class DebugService;
 }  // namespace zelk::agent
+namespace zelk::platform {
+class Processes;
+}
 namespace zelk {
 class AppDelegate;
 class KeyRouter;
@@ -57,6 +61,10 @@ class Agent {
     // outside the program is touched.
     void useConfigFolder(const std::filesystem::path& folder);
     configfile::ConfigFileManager* config() { return config_.get(); }
+    // Where the debug dump puts its folder and archive, and what runs its programs (default: the
+    // temporary folder and the installed platform's child processes).
+    void useDebugDump(std::filesystem::path outputFolder, platform::Processes* processes);
+    DebugService& debug() { return *debug_; }
 
   private:
     std::unique_ptr<AppDelegate> delegate_;
@@ -78,6 +86,10 @@ class Agent {
     std::unique_ptr<command::CommandService> commands_;
     std::unique_ptr<configfile::ConfigFileManager> config_;
     void dropConfigFolder();
+    std::unique_ptr<DebugService> debug_;
+    std::filesystem::path dumpFolder_;
+    platform::Processes* dumpProcesses_ = nullptr;
+    void wireDebug();
     bool started_ = false;
     bool terminated_ = false;
 };

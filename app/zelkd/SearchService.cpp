@@ -1,5 +1,8 @@
 #include "SearchService.h"
 
+#include <unordered_map>
+#include <unordered_set>
+
 #include <algorithm>
 #include <set>
 
@@ -170,12 +173,20 @@ search::SearchWorld SearchService::gatherWorld() {
     }
 
     // Windows only: the tracked windows, most recently used first.
+    // Indexed by id, so thousands of windows cost a pass each instead of a scan per window.
     std::vector<const windows::ManagedWindow*> order;
-    for (std::uint32_t id : windows_.windowMRU())
-        for (const auto& mw : windows_.windows())
-            if (mw.id == id) order.push_back(&mw);
+    std::unordered_map<std::uint32_t, std::vector<const windows::ManagedWindow*>> byID;
     for (const auto& mw : windows_.windows())
-        if (std::find(order.begin(), order.end(), &mw) == order.end()) order.push_back(&mw);
+        byID[mw.id].push_back(&mw);
+    std::unordered_set<const windows::ManagedWindow*> placed;
+    for (std::uint32_t id : windows_.windowMRU())
+        if (auto at = byID.find(id); at != byID.end())
+            for (const auto* mw : at->second) {
+                order.push_back(mw);
+                placed.insert(mw);
+            }
+    for (const auto& mw : windows_.windows())
+        if (!placed.count(&mw)) order.push_back(&mw);
     for (const auto* mw : order)
         w.openWindows.push_back({mw->id, mw->title, mw->bundleIdentifier, mw->isFocused, "", mw->appName});
     return w;

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -18,6 +20,7 @@
 #include "SingleInstance.h"
 #include "TraceRecorder.h"
 #include "config/ConfigFileManager.h"
+#include "platform/HostProcesses.h"
 #include "platform/JsonFileSettingsStore.h"
 #include "platform/Platform.h"
 #include "platform/SettingsFileWatch.h"
@@ -72,8 +75,26 @@ std::optional<zelk::agent::InstanceLock> takeOverAsTheOnlyAgent() {
     return lock;
 }
 
+// The live agent keeps a log file (beside its settings unless one is named), which its debug dump
+// reads in place of a system log.
+std::filesystem::path liveLogFile(const std::string& given, const std::filesystem::path& settingsFile) {
+    if (!given.empty()) return given;
+    namespace fs = std::filesystem;
+    auto path = settingsFile.parent_path() / "zelkd.log";
+    std::error_code ec;
+    // Private like the settings beside it: the log names apps and window titles.
+    if (fs::create_directories(path.parent_path(), ec))
+        fs::permissions(path.parent_path(), fs::perms::owner_all, ec);
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (fd < 0) return {};
+    ::fchmod(fd, 0600);
+    ::close(fd);
+    if (!ferrow::Log::setFile(path.string())) return {};
+    return path;
+}
+
 int runLive(const std::string& worldYaml, const std::string& worldName, const std::string& settingsPath,
-            const std::string& configDir) {
+            const std::string& configDir, const std::string& logFile) {
     using namespace zelk;
     auto instance = takeOverAsTheOnlyAgent();
     if (!instance) return 1;
@@ -106,15 +127,18 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
     agent::TraceRecorder trace(desktop, queue.now());
     trace.setTextOutput(&std::cout);
     trace.setMinimumLogLevel(ferrow::LogLevel::info);
+    platform::HostProcesses hostProcesses(liveLogFile(logFile, store.path()));
     agent::Agent agent(/*commandService=*/true);
     auto panelTrace = agent::recordPanel(agent, trace);
     useConfigFolder(agent, configDir);
+    agent.useDebugDump({}, &hostProcesses);
     agent.start();
     // The queue serves until a signal asks to stop; a watcher turns the signal into a stop.
     ferrow::Repeater watcher("signal watch", ferrow::ms(100), -1, [&] {
         if (gStop) queue.stop();
     });
     queue.run();
+    hostProcesses.interrupt();
     agent.terminate();
     std::cout << std::flush;
     platform::Platform::reset();
@@ -122,7 +146,8 @@ int runLive(const std::string& worldYaml, const std::string& worldName, const st
 }
 
 // The agent on a real X11 desktop: the same start-up, with the X11 backend behind the interfaces.
-int runX11(const std::string& display, const std::string& settingsPath, const std::string& configDir) {
+int runX11(const std::string& display, const std::string& settingsPath, const std::string& configDir,
+           const std::string& logFile) {
 #ifdef ZELK_HAVE_X11
     using namespace zelk;
     auto& queue = ferrow::MainQueue::install(std::make_shared<ferrow::RealClock>());
@@ -143,8 +168,10 @@ int runX11(const std::string& display, const std::string& settingsPath, const st
         "Stop it with Ctrl-C or `kill {}`.\nSettings: {}\n\n",
         display.empty() ? "" : " ", display, ::getpid(), store.path().string());
     std::cout << std::flush;
+    platform::HostProcesses hostProcesses(liveLogFile(logFile, store.path()));
     agent::Agent agent(/*commandService=*/true);
     useConfigFolder(agent, configDir);
+    agent.useDebugDump({}, &hostProcesses);
     auto panelWindow = x11::PanelWindow::open(display, error);
     if (!panelWindow) std::cerr << "zelkd: x11: the panel won't show: " << error << "\n";
     auto panelShown = agent.panel().changed.subscribe([&](const osd::OSDModel& model) {
@@ -164,6 +191,7 @@ int runX11(const std::string& display, const std::string& settingsPath, const st
         if (gStop) queue.stop();
     });
     queue.run();
+    hostProcesses.interrupt();
     agent.terminate();
     platform::Platform::reset();
     return serverGone ? 1 : 0;
@@ -171,6 +199,7 @@ int runX11(const std::string& display, const std::string& settingsPath, const st
     (void)display;
     (void)settingsPath;
     (void)configDir;
+    (void)logFile;
     std::cerr << "zelkd: this build has no X11 backend (install xcb with scripts/deps.sh and rebuild)\n";
     return 2;
 #endif
@@ -220,7 +249,7 @@ int main(int argc, char** argv) {
         std::cerr << "zelkd: can't write the log file " << logFile << "\n";
         return 2;
     }
-    if (backend == "x11") return runX11(display, settingsPath, configDir);
+    if (backend == "x11") return runX11(display, settingsPath, configDir, logFile);
     std::string error;
     std::string worldYaml = zelk::sim::defaultWorldYaml();
     std::string worldName = "the default desktop";
@@ -234,7 +263,7 @@ int main(int argc, char** argv) {
         worldName = worldPath;
     }
 
-    if (replayPath.empty() && !demo) return runLive(worldYaml, worldName, settingsPath, configDir);
+    if (replayPath.empty() && !demo) return runLive(worldYaml, worldName, settingsPath, configDir, logFile);
 
     std::string scriptYaml;
     if (demo) {

@@ -1,6 +1,8 @@
 #include "apps/AssignmentDerivation.h"
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_set>
 
 #include "search/Graphemes.h"
 #include "support/Format.h"
@@ -27,6 +29,9 @@ bool contains(const std::vector<std::string>& list, const std::string& value) {
 
 // Keys drawn for dynamic assignments: digits, then letters.
 constexpr std::string_view kDerivationKeys = "0123456789abcdefghijklmnopqrstuvwxyz";
+
+std::vector<AppRef> recentFirst(const DerivationContext& context, const std::vector<AppRef>& matched);
+std::vector<AppRef> learnedFirst(const std::vector<std::string>& learned, const std::vector<AppRef>& ordered);
 }  // namespace
 
 bool letterMatches(const DerivationContext& context, const LaunchableApp& app, const std::string& letter) {
@@ -156,33 +161,56 @@ std::vector<AppRef> AssignmentDeriver::relatedAppsFor(const DerivationContext& c
     }
     if (matched.empty()) return matched;
 
-    // The lists are short: linear membership tests beat allocating sets.
-    auto has = [](const std::vector<AppRef>& list, const AppRef& app) {
-        return std::find(list.begin(), list.end(), app) != list.end();
-    };
+    // Many apps can share a letter, so the orderings index the matches instead of searching them.
+    return learnedFirst(learnedOrder(context, letter), recentFirst(context, matched));
+}
+
+namespace {
+// The matches of recently active apps first, most recent first, then the rest as given.
+std::vector<AppRef> recentFirst(const DerivationContext& context, const std::vector<AppRef>& matched) {
     std::vector<AppRef> ordered;
     ordered.reserve(matched.size());
+    std::unordered_set<const LaunchableApp*> placed;
     if (context.recentApps) {
-        for (const auto& recent : *context.recentApps)
-            for (const auto& app : matched)
-                if (app->identifier() == recent->identifier() && !has(ordered, app)) ordered.push_back(app);
+        std::unordered_map<std::string_view, std::vector<std::size_t>> byIdentifier;
+        for (std::size_t i = 0; i < matched.size(); ++i)
+            byIdentifier[matched[i]->identifier()].push_back(i);
+        for (const auto& recent : *context.recentApps) {
+            auto at = byIdentifier.find(recent->identifier());
+            if (at == byIdentifier.end()) continue;
+            for (std::size_t i : at->second)
+                if (placed.insert(matched[i].get()).second) ordered.push_back(matched[i]);
+        }
     }
     for (const auto& app : matched)
-        if (!has(ordered, app)) ordered.push_back(app);
+        if (placed.insert(app.get()).second) ordered.push_back(app);
+    return ordered;
+}
 
+// The apps of the letter's learned queries (bundles, in learned order) first, then the rest as given.
+std::vector<AppRef> learnedFirst(const std::vector<std::string>& learned,
+                                 const std::vector<AppRef>& ordered) {
     std::vector<AppRef> out;
     out.reserve(ordered.size());
-    std::vector<std::string> seenBundles;
-    for (const auto& bundle : learnedOrder(context, letter)) {
-        if (std::find(seenBundles.begin(), seenBundles.end(), bundle) != seenBundles.end()) continue;
-        seenBundles.push_back(bundle);
-        for (const auto& app : ordered)
-            if (app->bundleIdentifier() == bundle && !has(out, app)) out.push_back(app);
+    std::unordered_set<const LaunchableApp*> placed;
+    if (!learned.empty()) {
+        std::unordered_map<std::string_view, std::vector<std::size_t>> byBundle;
+        for (std::size_t i = 0; i < ordered.size(); ++i)
+            byBundle[ordered[i]->bundleIdentifier()].push_back(i);
+        std::unordered_set<std::string_view> seenBundles;
+        for (const auto& bundle : learned) {
+            if (!seenBundles.insert(bundle).second) continue;
+            auto at = byBundle.find(bundle);
+            if (at == byBundle.end()) continue;
+            for (std::size_t i : at->second)
+                if (placed.insert(ordered[i].get()).second) out.push_back(ordered[i]);
+        }
     }
     for (const auto& app : ordered)
-        if (!has(out, app)) out.push_back(app);
+        if (placed.insert(app.get()).second) out.push_back(app);
     return out;
 }
+}  // namespace
 
 std::vector<AppKeyAssignment> AssignmentDeriver::computeDynamicAssignments(const DerivationContext& context,
                                                                            int limit,

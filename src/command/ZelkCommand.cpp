@@ -52,6 +52,7 @@ constexpr std::array kTable{
     Entry{ZelkCommand::debugTabCycle, "debug-tab-cycle"},
     Entry{ZelkCommand::debugWindowKeys, "debug-window-keys"},
     Entry{ZelkCommand::debugTap, "debug-tap"},
+    Entry{ZelkCommand::debugDump, "debug-dump"},
     Entry{ZelkCommand::osd, "osd"},
     Entry{ZelkCommand::expose, "expose"},
 };

@@ -51,6 +51,7 @@ enum class ZelkCommand {
     debugTabCycle,
     debugWindowKeys,
     debugTap,
+    debugDump,  // the whole-state archive: starts one, or with mode "status" reports it
     osd,
     expose,
 };

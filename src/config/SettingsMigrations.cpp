@@ -1,5 +1,6 @@
 #include "config/SettingsMigrations.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "config/SettingsCatalogue.h"
@@ -160,16 +161,41 @@ void windowPatternGroupsFromLists(SettingsStore& store) {
                 SettingCodec<std::vector<WindowPatternGroup>>::encode(groups));
 }
 
+// A set as written today: strings only, in ascending order, each once. One pass, so a long list that
+// is already clean costs no more than reading it.
+bool isCleanStringSet(const json& list) {
+    const std::string* previous = nullptr;
+    for (const auto& item : list) {
+        if (!item.is_string()) return false;
+        const auto& text = item.get_ref<const std::string&>();
+        if (previous && !(*previous < text)) return false;
+        previous = &text;
+    }
+    return true;
+}
+
+// The strings of `list` sorted and without repeats: the order and content a set's encoding has,
+// built by one sort instead of a tree of a node per entry.
+json cleanStringSet(const json& list) {
+    std::vector<std::string> strings;
+    strings.reserve(list.size());
+    for (const auto& item : list)
+        if (item.is_string()) strings.push_back(item.get<std::string>());
+    std::sort(strings.begin(), strings.end());
+    strings.erase(std::unique(strings.begin(), strings.end()), strings.end());
+    json clean = json::array();
+    for (auto& text : strings)
+        clean.push_back(std::move(text));
+    return clean;
+}
+
 // Migration 9: Sets of strings without repeats or entries that aren't strings.
 void stringSetsClean(SettingsStore& store) {
     for (auto* key : {&keys::ignoredApps, &keys::pauseApps, &keys::ignoredKeys}) {
         auto stored = store.read(key->name);
         if (!stored || !stored->is_array()) continue;
-        StringSet set;
-        for (auto& item : *stored)
-            if (item.is_string()) set.insert(item.get<std::string>());
-        json clean = SettingCodec<StringSet>::encode(set);
-        if (clean != *stored) store.write(key->name, clean);
+        if (isCleanStringSet(*stored)) continue;
+        store.write(key->name, cleanStringSet(*stored));
     }
 }
 

@@ -369,6 +369,10 @@ command::StageProviders StageService::commandProviders(CommandHooks hooks) {
         for (const auto& [id, record] : stash_.windowsMovedOffScreen())
             stashed.push_back(toJson(record));
         out["stashed"] = stashed;
+        nlohmann::json stored = nlohmann::json::array();
+        for (const auto& s : store_.stages())
+            stored.push_back(toJson(s));
+        out["stages"] = stored;
         std::string key = r.stageKey && !r.stageKey->empty() ? *r.stageKey : active.value_or("");
         if (const Stage* stage = store_.stage(key)) {
             nlohmann::json resolved = nlohmann::json::array();

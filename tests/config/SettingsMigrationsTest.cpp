@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "config/Settings.h"
 #include "config/SettingsCatalogue.h"
 #include "config/SettingsFixture.h"
@@ -156,6 +158,28 @@ TEST_F(SettingsMigrationsTest, FocusBehaviourMovesToTheSpaceModeInForceOnlyWhenN
 TEST_F(SettingsMigrationsTest, AFreshInstallOnlyGetsItsVersion) {
     EXPECT_EQ(runSettingsMigrations(store), 11);
     EXPECT_EQ(store.keys(), std::vector<std::string>{"migrationVersion"});
+}
+
+// The string sets come out as a set's encoding whatever the stored list: repeats at either end, entries
+// that aren't strings, lists already clean, bytes past ASCII.
+TEST_F(SettingsMigrationsTest, StringSetsComeOutAsASetWritesThem) {
+    std::mt19937 rng(9);
+    const std::vector<json> pool{"a", "b", "B", "com.x", "\u00e9t\u00e9", "", 3, nullptr, json::array()};
+    for (int round = 0; round < 200; ++round) {
+        json list = json::array();
+        for (int i = static_cast<int>(rng() % 8); i > 0; --i)
+            list.push_back(pool[rng() % pool.size()]);
+        if (round % 4 == 0)
+            list =
+                SettingCodec<StringSet>::encode(SettingCodec<StringSet>::decode(list).value_or(StringSet{}));
+        StringSet expected;
+        for (auto& item : list)
+            if (item.is_string()) expected.insert(item.get<std::string>());
+        store.write("migrationVersion", 8);
+        store.write("ignoredApps", list);
+        runSettingsMigrations(store);
+        EXPECT_EQ(stored("ignoredApps"), SettingCodec<StringSet>::encode(expected)) << list.dump();
+    }
 }
 
 }  // namespace
