@@ -50,6 +50,66 @@ std::vector<Span> spans(int inCount, int outCount) {
     return out;
 }
 
+// Each new pixel is the average of the source pixels it covers. Per output row: sum the covered
+// source rows column by column (in `Sum`, wide enough for the rows one pixel covers), then each
+// output pixel's columns.
+// Four 32-bit lanes, one per byte of a pixel.
+typedef std::uint32_t Pixel4 __attribute__((vector_size(16)));
+
+template <typename Sum>
+void averageInto(const platform::WindowImage& source, platform::WindowImage& out) {
+    const auto columns = spans(source.width, out.width);
+    const auto rows = spans(source.height, out.height);
+    // Dividing by a pixel's count of source pixels is a multiplication by its 16-bit reciprocal,
+    // from a table as long as the largest count (the result is within 0.5 of the exact mean for
+    // counts under 250, and 255 x 65536 still fits 32 bits).
+    constexpr int kShift = 16;
+    const std::size_t maxCount = static_cast<std::size_t>(source.width / out.width + 1) *
+                                 static_cast<std::size_t>(source.height / out.height + 1);
+    std::vector<std::uint32_t> reciprocal(maxCount + 1, 0);
+    for (std::size_t n = 1; n <= maxCount; ++n)
+        reciprocal[n] = static_cast<std::uint32_t>(((std::size_t{1} << kShift) + n / 2) / n);
+    const std::size_t width = static_cast<std::size_t>(source.width);
+    std::vector<Sum> columnSums(width * 4);
+    std::vector<Pixel4> prefix(width + 1);
+    const std::size_t sumCount = columnSums.size();
+    for (int y = 0; y < out.height; ++y) {
+        const Span r = rows[static_cast<std::size_t>(y)];
+        Sum* sums = columnSums.data();
+        const std::uint8_t* first =
+            source.pixels.data() + source.bytesPerRow * static_cast<std::size_t>(r.first);
+        for (std::size_t i = 0; i < sumCount; ++i)
+            sums[i] = first[i];
+        for (int sy = r.first + 1; sy < r.last; ++sy) {
+            const std::uint8_t* src =
+                source.pixels.data() + source.bytesPerRow * static_cast<std::size_t>(sy);
+            for (std::size_t i = 0; i < sumCount; ++i)
+                sums[i] = static_cast<Sum>(sums[i] + src[i]);
+        }
+        // Running sums along the row make each new pixel's column sum one subtraction.
+        prefix[0] = Pixel4{0, 0, 0, 0};
+        for (std::size_t i = 0; i < width; ++i) {
+            const Sum* px = sums + i * 4;
+            prefix[i + 1] = prefix[i] + Pixel4{px[0], px[1], px[2], px[3]};
+        }
+        std::uint8_t* dst = out.pixels.data() + out.bytesPerRow * static_cast<std::size_t>(y);
+        const std::uint32_t rowCount = static_cast<std::uint32_t>(r.last - r.first);
+        for (int x = 0; x < out.width; ++x) {
+            const Span c = columns[static_cast<std::size_t>(x)];
+            const Pixel4 sum =
+                prefix[static_cast<std::size_t>(c.last)] - prefix[static_cast<std::size_t>(c.first)];
+            const std::uint32_t inv = reciprocal[rowCount * static_cast<std::uint32_t>(c.last - c.first)];
+            // Below 256 by the choice of the reciprocal, so each lane is one byte.
+            const Pixel4 mean = (sum * inv + (1u << (kShift - 1))) >> kShift;
+            std::uint8_t* p = dst + static_cast<std::size_t>(x) * 4;
+            p[0] = static_cast<std::uint8_t>(mean[0]);
+            p[1] = static_cast<std::uint8_t>(mean[1]);
+            p[2] = static_cast<std::uint8_t>(mean[2]);
+            p[3] = static_cast<std::uint8_t>(mean[3]);
+        }
+    }
+}
+
 }  // namespace
 
 ScaledPicture downscaleAndHash(const platform::WindowImage& source, int limit) {
@@ -63,37 +123,10 @@ ScaledPicture downscaleAndHash(const platform::WindowImage& source, int limit) {
         (rowBytes + pictures::kRowAlignment - 1) / pictures::kRowAlignment * pictures::kRowAlignment;
     out->pixels.assign(out->bytesPerRow * static_cast<std::size_t>(size.height), 0);
 
-    const auto columns = spans(source.width, size.width);
-    const auto rows = spans(source.height, size.height);
-    // Per output row: sum the covered source rows column by column, then each output pixel's columns.
-    std::vector<std::uint32_t> columnSums(static_cast<std::size_t>(source.width) * 4);
-    for (int y = 0; y < size.height; ++y) {
-        const Span r = rows[static_cast<std::size_t>(y)];
-        std::fill(columnSums.begin(), columnSums.end(), 0u);
-        for (int sy = r.first; sy < r.last; ++sy) {
-            const std::uint8_t* src =
-                source.pixels.data() + source.bytesPerRow * static_cast<std::size_t>(sy);
-            for (std::size_t i = 0; i < columnSums.size(); ++i)
-                columnSums[i] += src[i];
-        }
-        std::uint8_t* dst = out->pixels.data() + out->bytesPerRow * static_cast<std::size_t>(y);
-        const std::uint32_t rowCount = static_cast<std::uint32_t>(r.last - r.first);
-        for (int x = 0; x < size.width; ++x) {
-            const Span c = columns[static_cast<std::size_t>(x)];
-            std::uint32_t sum[4] = {0, 0, 0, 0};
-            for (int sx = c.first; sx < c.last; ++sx) {
-                const std::uint32_t* px = &columnSums[static_cast<std::size_t>(sx) * 4];
-                sum[0] += px[0];
-                sum[1] += px[1];
-                sum[2] += px[2];
-                sum[3] += px[3];
-            }
-            const std::uint32_t count = rowCount * static_cast<std::uint32_t>(c.last - c.first);
-            for (int k = 0; k < 4; ++k)
-                dst[static_cast<std::size_t>(x) * 4 + static_cast<std::size_t>(k)] =
-                    static_cast<std::uint8_t>((sum[k] + count / 2) / count);
-        }
-    }
+    if (static_cast<std::size_t>(source.height / size.height + 1) * 255 <= 0xFFFF)
+        averageInto<std::uint16_t>(source, *out);  // narrower sums: twice the lanes
+    else
+        averageInto<std::uint32_t>(source, *out);
     const std::uint64_t hash = sampledPixelHash(out->pixels.data(), out->pixels.size());
     return {std::move(out), std::max<std::uint64_t>(hash, 1)};
 }
