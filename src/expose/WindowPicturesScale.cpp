@@ -55,9 +55,12 @@ std::vector<Span> spans(int inCount, int outCount) {
 // output pixel's columns.
 // Four 32-bit lanes, one per byte of a pixel.
 typedef std::uint32_t Pixel4 __attribute__((vector_size(16)));
+typedef std::uint8_t Byte4 __attribute__((vector_size(4)));
 
+// `Sum` holds the sum of every source pixel one new pixel covers, per component.
 template <typename Sum>
 void averageInto(const platform::WindowImage& source, platform::WindowImage& out) {
+    typedef Sum Lanes __attribute__((vector_size(sizeof(Sum) * 4)));
     const auto columns = spans(source.width, out.width);
     const auto rows = spans(source.height, out.height);
     // Dividing by a pixel's count of source pixels is a multiplication by its 16-bit reciprocal,
@@ -71,7 +74,6 @@ void averageInto(const platform::WindowImage& source, platform::WindowImage& out
         reciprocal[n] = static_cast<std::uint32_t>(((std::size_t{1} << kShift) + n / 2) / n);
     const std::size_t width = static_cast<std::size_t>(source.width);
     std::vector<Sum> columnSums(width * 4);
-    std::vector<Pixel4> prefix(width + 1);
     const std::size_t sumCount = columnSums.size();
     for (int y = 0; y < out.height; ++y) {
         const Span r = rows[static_cast<std::size_t>(y)];
@@ -86,26 +88,22 @@ void averageInto(const platform::WindowImage& source, platform::WindowImage& out
             for (std::size_t i = 0; i < sumCount; ++i)
                 sums[i] = static_cast<Sum>(sums[i] + src[i]);
         }
-        // Running sums along the row make each new pixel's column sum one subtraction.
-        prefix[0] = Pixel4{0, 0, 0, 0};
-        for (std::size_t i = 0; i < width; ++i) {
-            const Sum* px = sums + i * 4;
-            prefix[i + 1] = prefix[i] + Pixel4{px[0], px[1], px[2], px[3]};
-        }
         std::uint8_t* dst = out.pixels.data() + out.bytesPerRow * static_cast<std::size_t>(y);
         const std::uint32_t rowCount = static_cast<std::uint32_t>(r.last - r.first);
         for (int x = 0; x < out.width; ++x) {
             const Span c = columns[static_cast<std::size_t>(x)];
-            const Pixel4 sum =
-                prefix[static_cast<std::size_t>(c.last)] - prefix[static_cast<std::size_t>(c.first)];
+            Lanes acc;
+            std::memcpy(&acc, sums + static_cast<std::size_t>(c.first) * 4, sizeof acc);
+            for (int sx = c.first + 1; sx < c.last; ++sx) {
+                Lanes more;
+                std::memcpy(&more, sums + static_cast<std::size_t>(sx) * 4, sizeof more);
+                acc += more;
+            }
             const std::uint32_t inv = reciprocal[rowCount * static_cast<std::uint32_t>(c.last - c.first)];
             // Below 256 by the choice of the reciprocal, so each lane is one byte.
-            const Pixel4 mean = (sum * inv + (1u << (kShift - 1))) >> kShift;
-            std::uint8_t* p = dst + static_cast<std::size_t>(x) * 4;
-            p[0] = static_cast<std::uint8_t>(mean[0]);
-            p[1] = static_cast<std::uint8_t>(mean[1]);
-            p[2] = static_cast<std::uint8_t>(mean[2]);
-            p[3] = static_cast<std::uint8_t>(mean[3]);
+            const Pixel4 mean = (__builtin_convertvector(acc, Pixel4) * inv + (1u << (kShift - 1))) >> kShift;
+            const Byte4 bytes = __builtin_convertvector(mean, Byte4);
+            std::memcpy(dst + static_cast<std::size_t>(x) * 4, &bytes, 4);
         }
     }
 }
@@ -123,7 +121,9 @@ ScaledPicture downscaleAndHash(const platform::WindowImage& source, int limit) {
         (rowBytes + pictures::kRowAlignment - 1) / pictures::kRowAlignment * pictures::kRowAlignment;
     out->pixels.assign(out->bytesPerRow * static_cast<std::size_t>(size.height), 0);
 
-    if (static_cast<std::size_t>(source.height / size.height + 1) * 255 <= 0xFFFF)
+    const std::size_t mostCovered = static_cast<std::size_t>(source.width / size.width + 1) *
+                                    static_cast<std::size_t>(source.height / size.height + 1);
+    if (mostCovered * 255 <= 0xFFFF)
         averageInto<std::uint16_t>(source, *out);  // narrower sums: twice the lanes
     else
         averageInto<std::uint32_t>(source, *out);
