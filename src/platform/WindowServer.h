@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -65,9 +66,24 @@ struct GestureEvent {
     bool operator==(const GestureEvent&) const = default;
 };
 
+// A window picture: 8 bits per component, alpha premultiplied and first, 32-bit little-endian (bytes B,
+// G, R, A in memory). Rows are `bytesPerRow` apart, which may exceed width x 4: the bytes past a row's
+// pixels are padding.
 struct WindowImage {
     int width = 0, height = 0;
-    std::vector<std::uint8_t> rgba;
+    std::size_t bytesPerRow = 0;
+    std::vector<std::uint8_t> pixels;  // bytesPerRow x height
+};
+
+namespace capture {
+constexpr std::uint32_t thumbnailOptions = 0x80a00;
+constexpr std::uint32_t highResolutionOptions = 0x80900;
+}  // namespace capture
+
+// A window the screenshot service can picture, with its frame in points.
+struct ShareableWindow {
+    std::uint32_t windowID = 0;
+    Rect frame;
 };
 
 // The window server's operations, across every Space. Results that the real calls give as a status
@@ -119,10 +135,34 @@ class WindowServer {
     // An event made from a binary form (CGEventCreateFromData); empty when the bytes don't make one.
     virtual std::optional<GestureEvent> eventFromData(const std::vector<std::uint8_t>& data) = 0;
 
+    // Pictures of the given windows, in order, from the window server's own buffers (any Space,
+    // minimized too). Windows with no picture are left out. Called from capture threads: safe to call
+    // off the main thread.
     virtual std::vector<WindowImage> captureWindows(const std::vector<std::uint32_t>& windows,
                                                     std::uint32_t options) = 0;
     // The operating system's major version (decides the gesture form).
     virtual int osMajorVersion() = 0;
+
+    // The screenshot service that stands in when the window server gives no picture (main thread).
+    // The windows it can picture now; nothing when the service is missing or refuses.
+    virtual std::optional<std::vector<ShareableWindow>> shareableWindows() { return std::nullopt; }
+    // One window drawn at the given pixel size, no cursor, no shadow; nothing on failure.
+    virtual std::optional<WindowImage> screenshotWindow(std::uint32_t window, int width, int height) {
+        (void)window;
+        (void)width;
+        (void)height;
+        return std::nullopt;
+    }
+    // The desktop picture's file for a display; nothing when it has none.
+    virtual std::optional<std::string> desktopImagePath(std::uint32_t displayID) {
+        (void)displayID;
+        return std::nullopt;
+    }
+    // Loads a picture file. Called from a background queue: safe off the main thread.
+    virtual std::optional<WindowImage> loadImage(const std::string& path) {
+        (void)path;
+        return std::nullopt;
+    }
 };
 
 }  // namespace zelk::platform

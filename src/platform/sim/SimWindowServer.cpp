@@ -403,21 +403,165 @@ void SimWindowServer::coreDockSendNotification(const std::string& name) {
         world_.setOverlay(world_.overlay() == Overlay::none ? Overlay::appExpose : Overlay::none);
 }
 
+namespace {
+
+constexpr std::size_t kRowPadding = 16;
+
+std::uint32_t mixBits(std::uint64_t v) {
+    v ^= v >> 33;
+    v *= 0xff51afd7ed558ccdULL;
+    v ^= v >> 33;
+    v *= 0xc4ceb9fe1a85ec53ULL;
+    v ^= v >> 33;
+    return static_cast<std::uint32_t>(v);
+}
+
+std::uint32_t textBits(const std::string& text) {
+    std::uint64_t h = 1469598103934665603ULL;
+    for (unsigned char c : text)
+        h = (h ^ c) * 1099511628211ULL;
+    return mixBits(h);
+}
+
+// One opaque BGRA pixel from the low 24 bits of a colour.
+void putOpaque(std::uint8_t* p, std::uint32_t rgb) {
+    p[0] = static_cast<std::uint8_t>(rgb & 0xFF);
+    p[1] = static_cast<std::uint8_t>((rgb >> 8) & 0xFF);
+    p[2] = static_cast<std::uint8_t>((rgb >> 16) & 0xFF);
+    p[3] = 0xFF;
+}
+
+platform::WindowImage blankImage(int width, int height) {
+    platform::WindowImage img;
+    img.width = std::max(1, width);
+    img.height = std::max(1, height);
+    img.bytesPerRow = static_cast<std::size_t>(img.width) * 4 + kRowPadding;
+    // Padding holds bytes no reader may mistake for pixels.
+    img.pixels.assign(img.bytesPerRow * static_cast<std::size_t>(img.height), 0xEE);
+    return img;
+}
+
+}  // namespace
+
+platform::WindowImage drawSimWindow(std::uint32_t id, const std::string& title, std::uint32_t generation,
+                                    int width, int height) {
+    platform::WindowImage img = blankImage(width, height);
+    const std::uint32_t body = mixBits(id) | 0x202020;
+    const std::uint32_t band = textBits(title);
+    const std::uint32_t stripe = mixBits((static_cast<std::uint64_t>(id) << 32) | generation);
+    const int bandRows = std::min(img.height, std::max(1, img.height / 12));
+    const std::size_t rowBytes = static_cast<std::size_t>(img.width) * 4;
+    std::vector<std::uint8_t> bandRow(rowBytes), bodyRow(rowBytes);
+    const int stripeOffset = static_cast<int>(generation * 7u % 32u);
+    for (int x = 0; x < img.width; ++x) {
+        putOpaque(&bandRow[static_cast<std::size_t>(x) * 4], band);
+        const bool inStripe = ((x + stripeOffset) / 16) % 2 == 0;
+        putOpaque(&bodyRow[static_cast<std::size_t>(x) * 4], inStripe ? stripe : body);
+    }
+    // The corners are clear (alpha 0, so premultiplied colour 0), as a rounded window's are.
+    for (int y = 0; y < img.height; ++y) {
+        std::uint8_t* row = img.pixels.data() + img.bytesPerRow * static_cast<std::size_t>(y);
+        std::memcpy(row, y < bandRows ? bandRow.data() : bodyRow.data(), rowBytes);
+        if ((y == 0 || y == img.height - 1) && img.width > 2) {
+            std::memset(row, 0, 4);
+            std::memset(row + rowBytes - 4, 0, 4);
+        }
+    }
+    return img;
+}
+
+platform::WindowImage drawSimWallpaper(const std::string& path, int width, int height) {
+    platform::WindowImage img = blankImage(width, height);
+    const std::uint32_t top = textBits(path), bottom = mixBits(top);
+    for (int y = 0; y < img.height; ++y) {
+        std::uint8_t px[4];
+        const int t = img.height > 1 ? y * 255 / (img.height - 1) : 0;
+        std::uint32_t rgb = 0;
+        for (int c = 0; c < 3; ++c) {
+            const int a = static_cast<int>((top >> (8 * c)) & 0xFF),
+                      b = static_cast<int>((bottom >> (8 * c)) & 0xFF);
+            rgb |= static_cast<std::uint32_t>((a * (255 - t) + b * t) / 255) << (8 * c);
+        }
+        putOpaque(px, rgb);
+        std::uint8_t* row = img.pixels.data() + img.bytesPerRow * static_cast<std::size_t>(y);
+        for (int x = 0; x < img.width; ++x)
+            std::memcpy(row + static_cast<std::size_t>(x) * 4, px, 4);
+    }
+    return img;
+}
+
+namespace {
+
+struct WindowSnapshot {
+    std::uint32_t id = 0;
+    std::string title;
+    std::uint32_t generation = 0;
+    int width = 0, height = 0;
+    bool tiny = false;
+};
+
+int pixelsOf(double points, double scale) {
+    return std::max(1, static_cast<int>(points * scale));
+}
+
+}  // namespace
+
 std::vector<platform::WindowImage> SimWindowServer::captureWindows(const std::vector<std::uint32_t>& windows,
                                                                    std::uint32_t) {
+    // The world belongs to the main thread: read what the pictures depend on there, draw here.
+    std::vector<WindowSnapshot> shots;
+    ferrow::MainQueue::shared().sync([&] {
+        if (!world_.permissions.screenRecording || world_.faults.noWindowServer) return;
+        const PictureKnobs& knobs = world_.pictures;
+        for (auto id : windows) {
+            const SimWindow* w = world_.window(id);
+            if (!w || knobs.none.count(id)) continue;
+            auto gen = knobs.generation.find(id);
+            shots.push_back({id, w->title, gen == knobs.generation.end() ? 0u : gen->second,
+                             pixelsOf(w->frame.width, knobs.pixelScale),
+                             pixelsOf(w->frame.height, knobs.pixelScale), knobs.tiny.count(id) > 0});
+        }
+    });
     std::vector<platform::WindowImage> out;
-    if (!world_.permissions.screenRecording) return out;
-    for (auto id : windows) {
-        const SimWindow* w = world_.window(id);
-        if (!w) continue;
-        platform::WindowImage img;
-        img.width = std::max(1, static_cast<int>(w->frame.width / 8));
-        img.height = std::max(1, static_cast<int>(w->frame.height / 8));
-        img.rgba.assign(static_cast<std::size_t>(img.width * img.height * 4),
-                        static_cast<std::uint8_t>(id & 0xFF));
-        out.push_back(std::move(img));
-    }
+    out.reserve(shots.size());
+    for (const auto& s : shots)
+        out.push_back(s.tiny ? drawSimWindow(s.id, s.title, s.generation, 1, 1)
+                             : drawSimWindow(s.id, s.title, s.generation, s.width, s.height));
     return out;
+}
+
+std::optional<std::vector<platform::ShareableWindow>> SimWindowServer::shareableWindows() {
+    if (!world_.permissions.screenRecording || world_.pictures.fallbackFails) return std::nullopt;
+    std::vector<platform::ShareableWindow> out;
+    for (const auto& [id, w] : world_.windows())
+        out.push_back({id, w.frame});
+    return out;
+}
+
+std::optional<platform::WindowImage> SimWindowServer::screenshotWindow(std::uint32_t window, int width,
+                                                                       int height) {
+    if (!world_.permissions.screenRecording || world_.pictures.fallbackFails) return std::nullopt;
+    const SimWindow* w = world_.window(window);
+    if (!w || width < 1 || height < 1) return std::nullopt;
+    auto gen = world_.pictures.generation.find(window);
+    return drawSimWindow(window, w->title, gen == world_.pictures.generation.end() ? 0u : gen->second, width,
+                         height);
+}
+
+std::optional<std::string> SimWindowServer::desktopImagePath(std::uint32_t displayID) {
+    auto index = world_.displayIndexById(displayID);
+    if (!index) return std::nullopt;
+    const std::string& uuid = world_.displays()[*index].uuid;
+    auto it = world_.pictures.wallpapers.find(uuid);
+    if (it != world_.pictures.wallpapers.end())
+        return it->second.empty() ? std::nullopt : std::optional<std::string>(it->second);
+    return std::string("/Library/Desktop Pictures/Default.png");
+}
+
+std::optional<platform::WindowImage> SimWindowServer::loadImage(const std::string& path) {
+    if (path.empty()) return std::nullopt;
+    // A pure function of the path: safe on any thread.
+    return drawSimWallpaper(path, 320, 200);
 }
 
 void SimWindowServer::onChange(const WorldChange& c) {

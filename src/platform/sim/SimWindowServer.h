@@ -36,6 +36,13 @@ class GestureDecoder {
         pending_;  // display -> (target index, lands at)
 };
 
+// The simulated window server's drawing of a window: a body colour from the id, a title band from the
+// title, stripes that move with the content generation. Rows carry 16 bytes of padding.
+platform::WindowImage drawSimWindow(std::uint32_t id, const std::string& title, std::uint32_t generation,
+                                    int width, int height);
+// A desktop picture drawn from its path alone.
+platform::WindowImage drawSimWallpaper(const std::string& path, int width, int height);
+
 class SimWindowServer final : public platform::WindowServer {
   public:
     explicit SimWindowServer(SimWorld& world);
@@ -77,6 +84,11 @@ class SimWindowServer final : public platform::WindowServer {
     std::vector<platform::WindowImage> captureWindows(const std::vector<std::uint32_t>& windows,
                                                       std::uint32_t options) override;
     int osMajorVersion() override { return world_.osMajorVersion; }
+    std::optional<std::vector<platform::ShareableWindow>> shareableWindows() override;
+    std::optional<platform::WindowImage> screenshotWindow(std::uint32_t window, int width,
+                                                          int height) override;
+    std::optional<std::string> desktopImagePath(std::uint32_t displayID) override;
+    std::optional<platform::WindowImage> loadImage(const std::string& path) override;
 
     // Symbolic hot keys: 27 "move focus to next window", 118+n "switch to Desktop n+1", 79/81 left/right.
     struct HotKey {

@@ -134,6 +134,19 @@ struct Faults {
     bool eventDataFails = false;  // events can't be turned into or made from their binary form
 };
 
+// How the window server pictures windows. Pixels are a pure function of a window's id, title and
+// content generation, so a test changes a window's picture by bumping its generation.
+struct PictureKnobs {
+    std::set<std::uint32_t> none;  // windows the window server gives no picture of
+    std::set<std::uint32_t> tiny;  // windows it pictures as 1 x 1
+    std::int64_t latencyMs = 0;    // how long one capture operation takes on the virtual clock
+    bool fallbackFails = false;    // the screenshot service finds no windows
+    double pixelScale = 1;         // pixels per point of a window's frame
+    std::map<std::uint32_t, std::uint32_t> generation;  // window -> content generation
+    std::map<std::string, std::string> wallpapers;      // display uuid -> desktop picture path
+    void bump(std::uint32_t window) { ++generation[window]; }
+};
+
 // The simulated desktop: displays and Spaces, installed and running apps, their windows, focus.
 // Operations are what the system does in response to a request or a user action; each reports what
 // changed through `changes`. Time comes from the main queue's clock.
@@ -230,6 +243,7 @@ class SimWorld {
 
     Permissions permissions;
     Faults faults;
+    PictureKnobs pictures;
     std::string keyboardLayout = "qwerty";
     int osMajorVersion = 15;
     int spaceSwitchLatencyMs = 0;

@@ -108,6 +108,47 @@ bool readWindow(Reader& r, const json& w, const std::string& path, SimWindow& ou
     return true;
 }
 
+bool readIdList(Reader& r, const json& obj, const char* key, const std::string& path,
+                std::set<std::uint32_t>& out) {
+    if (!obj.contains(key) || obj[key].is_null()) return true;
+    const json& list = obj[key];
+    const std::string where = path + "." + key;
+    if (!list.is_array()) return r.fail(where, "expected a list of window ids");
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const json& v = list[i];
+        const bool isId =
+            (v.is_number_unsigned() && v.get<std::uint64_t>() <= 0xFFFFFFFFu) ||
+            (v.is_number_integer() && v.get<std::int64_t>() >= 0 && v.get<std::int64_t>() <= 0xFFFFFFFFLL);
+        if (!isId) return r.fail(fmt::format("{}[{}]", where, i), "expected a window id");
+        out.insert(static_cast<std::uint32_t>(v.get<std::uint64_t>()));
+    }
+    return true;
+}
+
+// How the window server pictures windows: `pictures: {none, tiny, latencyMs, fallbackFails,
+// pixelScale, wallpapers}`.
+bool readPictures(Reader& r, const json& p, PictureKnobs& out) {
+    if (!p.is_object()) return r.fail("pictures", "expected a mapping");
+    if (!readIdList(r, p, "none", "pictures", out.none)) return false;
+    if (!readIdList(r, p, "tiny", "pictures", out.tiny)) return false;
+    if (!r.number(p, "latencyMs", "pictures", out.latencyMs)) return false;
+    if (!r.boolean(p, "fallbackFails", "pictures", out.fallbackFails)) return false;
+    if (!r.number(p, "pixelScale", "pictures", out.pixelScale, 0.0)) return false;
+    if (out.pixelScale <= 0 || out.pixelScale > 4)
+        return r.fail("pictures.pixelScale", "expected a number above 0 and at most 4");
+    if (p.contains("wallpapers") && !p["wallpapers"].is_null()) {
+        const json& wp = p["wallpapers"];
+        if (!wp.is_object())
+            return r.fail("pictures.wallpapers", "expected a mapping of display uuid to path");
+        for (auto it = wp.begin(); it != wp.end(); ++it) {
+            if (!it.value().is_string() && !it.value().is_null())
+                return r.fail("pictures.wallpapers." + it.key(), "expected a path or null");
+            out.wallpapers[it.key()] = it.value().is_string() ? it.value().get<std::string>() : "";
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std::string& error) {
@@ -315,6 +356,9 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         if (!world["configFile"].is_string()) return r.fail("configFile", "expected YAML text");
         extras.configFile = world["configFile"].get<std::string>();
     }
+    if (world.contains("pictures") && !world["pictures"].is_null() &&
+        !readPictures(r, world["pictures"], w.pictures))
+        return false;
     if (world.contains("faults") && !world["faults"].is_null()) {
         const json& faults = world["faults"];
         if (!faults.is_object()) return r.fail("faults", "expected a mapping");
