@@ -31,7 +31,8 @@ constexpr double kMinTimeout = 0.001, kMaxTimeout = 3600;
 constexpr const char* kPositions =
     "Positions: left-half right-half top-half bottom-half top-left top-right bottom-left bottom-right\n"
     "  center maximized fullscreen vertical-third-1..3 horizontal-third-1..3 vertical-quarter-1..4\n"
-    "  horizontal-quarter-1..4, or a pixel rectangle \"x,y,width,height\" relative to the screen's visible frame.";
+    "  horizontal-quarter-1..4, or a pixel rectangle \"x,y,width,height\" relative to the screen's visible "
+    "frame.";
 
 // What the command line asks for, filled in as CLI11 parses.
 struct Args {
@@ -373,8 +374,13 @@ int main(int argc, char** argv) {
         });
     }
     {
-        auto* s =
-            leaf(app.add_subcommand("expose", "The overview of every window"), simple(ZelkCommand::expose));
+        auto* s = leaf(app.add_subcommand("expose", "The overview of every window"), [](const Args& args) {
+            // No action given: the overview toggles.
+            ZelkRequest r = base(ZelkCommand::expose, args);
+            if (!r.mode) r.mode = "toggle";
+            return std::optional<std::string>(
+                toJson(r).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+        });
         a.mode = "";
         s->add_option("action", a.mode, "toggle (default), show, hide or status")
             ->check(CLI::IsMember({"toggle", "show", "hide", "status", "debug", "letters"}));

@@ -130,6 +130,7 @@ class ExposeManager {
     const std::vector<platform::Screen>& panelScreens() const { return screens_; }
     const ExposeWindow* window(std::uint32_t id) const;
     bool hotCornerArmed() const { return hotCorner_.armed(); }
+    HotCorner hotCorner() const { return settings_.hotCorner; }
 
     // After every change of what the overview shows.
     ferrow::Signal<> changed;

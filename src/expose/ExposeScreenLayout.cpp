@@ -43,10 +43,12 @@ std::string spaceTitle(const ExposeSpaceInfo& s) {
     return s.isFullscreen ? std::string("Full Screen") : fmt::format("Space {}", s.userIndex);
 }
 
+// Sections give their own order (top to bottom); cards follow the apps' order.
 void finishOrder(ExposeLayoutSnapshot& out, const std::vector<const ExposeWindow*>& windows) {
+    const bool ordered = !out.order.empty();
     for (const auto* w : windows)
         if (out.tileFrame(w->id)) {
-            out.order.push_back(w->id);
+            if (!ordered) out.order.push_back(w->id);
             if (!dimmed(*w)) out.visible.push_back(w->id);
         }
 }
@@ -89,6 +91,9 @@ void addSections(const std::vector<SectionSpec>& specs,
                  double gap, ExposeLayoutSnapshot& out) {
     auto result = layoutSections(specs, container, caption, gap, false);
     out.tiles = std::move(result.placed);
+    for (const auto& spec : specs)
+        for (const auto& item : spec.items)
+            out.order.push_back(item.id);
     for (const auto& p : out.tiles)
         if (caption > 0) out.captioned.push_back(p.id);
     for (const auto& s : result.sections) {
