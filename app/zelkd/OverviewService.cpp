@@ -113,10 +113,21 @@ expose::ExposeEnvironment OverviewService::environment() {
         return where && s.iss().switchToSpace(where->second, where->first);
     };
     auto* ax = p.accessibility;
+    // The window's own element among its app's windows, and its close button pressed.
     env.closeWindow = [&s, ax](std::uint32_t id) {
-        const auto element = elementOf(s, id);
-        auto button = ax && element ? refOf(ax->copyAttribute(element, "AXCloseButton")) : std::nullopt;
-        return button && ax->performAction(*button, "AXPress") == platform::AXError::success;
+        auto w = tracked(s, id);
+        if (!ax || !w) return false;
+        const auto app = ax->applicationElement(w->appPid);
+        ax->setMessagingTimeout(app, 1.0);
+        auto list = ax->copyAttribute(app, "AXWindows");
+        if (!list.ok() || !list.value || !std::holds_alternative<std::vector<platform::AXRef>>(*list.value))
+            return false;
+        for (auto element : std::get<std::vector<platform::AXRef>>(*list.value)) {
+            if (ax->windowNumber(element) != id) continue;
+            auto button = refOf(ax->copyAttribute(element, "AXCloseButton"));
+            return button && ax->performAction(*button, "AXPress") == platform::AXError::success;
+        }
+        return false;
     };
     env.setMinimized = [&s, ax](std::uint32_t id, bool minimized) {
         auto w = tracked(s, id);

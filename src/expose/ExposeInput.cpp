@@ -1,5 +1,6 @@
 #include "expose/ExposeInput.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "platform/EventTap.h"
@@ -88,19 +89,9 @@ std::optional<stages::SemanticPosition> positionFor(ExposePlacementRole role, bo
 }
 
 std::string positionLabel(stages::SemanticPosition position) {
-    // "leftHalf" → "left half", "verticalThird1" → "vertical third 1".
-    std::string out;
-    for (char c : stages::rawValue(position)) {
-        if (std::isupper(static_cast<unsigned char>(c))) {
-            out += ' ';
-            out += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        } else if (std::isdigit(static_cast<unsigned char>(c))) {
-            out += ' ';
-            out += c;
-        } else {
-            out += c;
-        }
-    }
+    // "left-half" → "left half".
+    std::string out(stages::rawValue(position));
+    std::replace(out.begin(), out.end(), '-', ' ');
     return out;
 }
 

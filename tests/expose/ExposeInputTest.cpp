@@ -52,10 +52,11 @@ TEST(ExposeKeys, TheClusterSwapsHalvesAndThirdsBetweenLayouts) {
 
 TEST(ExposeFlings, NeedEightyFivePointsAndToDominateByOnePointThree) {
     EXPECT_EQ(evaluateFling(80, 0), Fling::none);
-    EXPECT_EQ(evaluateFling(90, 60), Fling::none);
-    EXPECT_EQ(evaluateFling(90, 69), Fling::right);
+    EXPECT_EQ(evaluateFling(90, 70), Fling::none);  // 70 * 1.3 = 91: not dominant
+    EXPECT_EQ(evaluateFling(90, 60), Fling::right);
     EXPECT_EQ(evaluateFling(-90, 0), Fling::left);
-    EXPECT_EQ(evaluateFling(60, 90), Fling::none);
+    EXPECT_EQ(evaluateFling(60, 90), Fling::down);
+    EXPECT_EQ(evaluateFling(70, -90), Fling::none);
     EXPECT_EQ(evaluateFling(0, -86), Fling::up);
     EXPECT_EQ(evaluateFling(10, 200), Fling::down);
 }
