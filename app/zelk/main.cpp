@@ -375,8 +375,13 @@ int main(int argc, char** argv) {
         });
     }
     {
-        auto* s =
-            leaf(app.add_subcommand("expose", "The overview of every window"), simple(ZelkCommand::expose));
+        auto* s = leaf(app.add_subcommand("expose", "The overview of every window"), [](const Args& args) {
+            // No action given: the overview toggles.
+            ZelkRequest r = base(ZelkCommand::expose, args);
+            if (!r.mode) r.mode = "toggle";
+            return std::optional<std::string>(
+                toJson(r).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+        });
         a.mode = "";
         s->add_option("action", a.mode, "toggle (default), show, hide or status")
             ->check(CLI::IsMember({"toggle", "show", "hide", "status", "debug", "letters"}));

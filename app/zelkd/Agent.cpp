@@ -4,7 +4,7 @@
 
 #include "AppPanelCycle.h"
 #include "DebugService.h"
-
+#include "OverviewService.h"
 #include "SearchService.h"
 #include "Subsystems.h"
 #include "TabCycleService.h"
@@ -34,6 +34,13 @@ command::StatusProviders statusProviders(Subsystems& subsystems, bool live) {
     if (live) p.pid = [] { return static_cast<std::int32_t>(::getpid()); };
     return p;
 }
+
+// The overview stands in front of the router: while it is up, keys are its own.
+void makeOverview(Subsystems& subsystems, KeyRouter& router, command::CommandService& commands) {
+    auto overview = std::make_unique<OverviewService>(subsystems);
+    overview->wire(InputManager::shared(), router, commands.dispatcher());
+    subsystems.setOverview(std::move(overview));
+}
 }  // namespace
 
 Agent::Agent(bool commandService)
@@ -48,6 +55,7 @@ Agent::Agent(bool commandService)
     commands_->registerSearch(subsystems_->search().commandProviders());
     commands_->registerStages(subsystems_->stageProviders());
     makeTabCycle();
+    makeOverview(*subsystems_, *router_, *commands_);
     wirePanel();
     wireSelectionActions();
     wireAppCycle();
@@ -99,6 +107,8 @@ void Agent::wirePanel() {
     auto env = subsystems_->panelEnvironment();
     env.tabCyclePanel = [cycle = tabCycle_.get()] { return cycle->panelSections(); };
     env.tabCycleFilter = [cycle = tabCycle_.get()] { return cycle->filter(); };
+    env.overlayVisible = [m = &subsystems_->overview().manager()] { return m->isVisible(); };
+    env.dismissOverlay = [m = &subsystems_->overview().manager()] { m->hide(true); };
     panel_ = std::make_unique<osd::OSDController>(input, *router_, std::move(env));
     osd::OSDController& panel = *panel_;
     input.showOSDHook = [&panel](bool immediate) { panel.showOSD(immediate); };
@@ -188,6 +198,7 @@ Agent::~Agent() {
     selection_.reset();
     appCycle_.reset();
     unwirePanel();
+    subsystems_->overview().unwire(InputManager::shared());
     tabCycle_->unwire(InputManager::shared());
     tabCycle_.reset();
     router_.reset();

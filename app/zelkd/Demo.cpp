@@ -104,7 +104,12 @@ const std::string& demoScript() {
 - {at: 24500, tap: w}
 - {at: 24700, flags: []}
 - {at: 25200, tap: escape}
-- {at: 26000, end: true}
+# The overview: every window of every Space, grouped by app under its letter. The right arrow moves
+# the selection; Escape closes it and keeps focus where it was.
+- {at: 25600, command: {command: expose, mode: show}}
+- {at: 26000, tap: rightArrow}
+- {at: 26500, tap: escape}
+- {at: 27000, end: true}
 )YAML";
     return text;
 }

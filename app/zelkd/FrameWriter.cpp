@@ -93,6 +93,20 @@ void FrameWriter::add(const sim::SimWorld& world, const osd::OSDModel& model, do
     frames_.push_back({file, atMs, osd::describe(model)});
 }
 
+void FrameWriter::addOverview(const sim::SimWorld& world, const draw::OverviewPicture& picture,
+                              const std::string& caption, double atMs) {
+    if (caption == lastOverviewKey_) return;
+    lastOverviewKey_ = caption;
+    auto desktop = pictureOf(world);
+    Rect all = desktop.bounds();
+    draw::ImageSurface surface(int(std::ceil(all.width * kScale)), int(std::ceil(all.height * kScale)));
+    draw::drawDesktop(surface, desktop, osd::OSDModel{}, kScale);
+    draw::drawOverview(surface, picture, kScale, {all.x, all.y});
+    std::string file = fmt::format("frame-{:04}.png", frames_.size() + 1);
+    surface.writePNG(dir_ / file);
+    frames_.push_back({file, atMs, caption});
+}
+
 bool FrameWriter::finish(std::string& error) {
     std::ofstream out(dir_ / "index.html", std::ios::trunc);
     if (!out) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "input/OSDModel.h"
+#include "platform/draw/ExposePainter.h"
 #include "platform/sim/SimWorld.h"
 
 namespace zelk::agent {
@@ -16,6 +17,9 @@ class FrameWriter {
     // False (with `error`) when the folder can't be made.
     bool open(std::string& error);
     void add(const sim::SimWorld& world, const osd::OSDModel& model, double atMs);
+    // The overview over the desktop, each time what it shows changes.
+    void addOverview(const sim::SimWorld& world, const draw::OverviewPicture& picture,
+                     const std::string& caption, double atMs);
     bool finish(std::string& error);
     std::size_t count() const { return frames_.size(); }
 
@@ -28,6 +32,7 @@ class FrameWriter {
     std::filesystem::path dir_;
     std::vector<Frame> frames_;
     std::string lastKey_;
+    std::string lastOverviewKey_;
 };
 
 }  // namespace zelk::agent

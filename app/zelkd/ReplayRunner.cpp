@@ -4,6 +4,8 @@
 
 #include "Agent.h"
 #include "FrameWriter.h"
+#include "OverviewService.h"
+#include "Subsystems.h"
 #include "TraceRecorder.h"
 #include "input/OSDController.h"
 #include "platform/Platform.h"
@@ -188,6 +190,19 @@ ferrow::Subscription recordPanel(Agent& agent, TraceRecorder& trace) {
     });
 }
 
+// The overview writes a `panel` event of its own view each time what it shows changes.
+static ferrow::Subscription recordOverview(Agent& agent, TraceRecorder& trace) {
+    auto last = std::make_shared<json>();
+    auto& manager = agent.subsystems().overview().manager();
+    return manager.changed.subscribe([&trace, &manager, last] {
+        json event = overviewEvent(manager);
+        if (event == *last) return;
+        *last = event;
+        event["kind"] = "panel";
+        trace.record(std::move(event));
+    });
+}
+
 int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYaml,
                       const ReplayOptions& options, std::string& error) {
     ReplayScript script;
@@ -228,10 +243,18 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
             trace.setMinimumLogLevel(ferrow::LogLevel::info);
         Agent agent;
         auto panelTrace = recordPanel(agent, trace);
-        ferrow::Subscription panelFrames;
+        auto overviewTrace = recordOverview(agent, trace);
+        ferrow::Subscription panelFrames, overviewFrames;
         if (frames)
             panelFrames = agent.panel().changed.subscribe(
                 [&](const osd::OSDModel& m) { frames->add(desktop.world(), m, trace.elapsedMs()); });
+        if (frames)
+            overviewFrames = agent.subsystems().overview().manager().changed.subscribe([&] {
+                auto& m = agent.subsystems().overview().manager();
+                if (m.isVisible())
+                    frames->addOverview(desktop.world(), overviewPicture(m), overviewEvent(m)["text"],
+                                        trace.elapsedMs());
+            });
         agent.start();
         EventApplier applier(desktop, agent, trace);
         for (const auto& event : script.events) {

@@ -1,5 +1,6 @@
 #include "Subsystems.h"
 
+#include "OverviewService.h"
 #include "SearchService.h"
 
 #include <fmt/format.h>
@@ -16,9 +17,9 @@
 #include "platform/Platform.h"
 #include "search/Graphemes.h"
 #include "spaces/ISSManager.h"
+#include "stages/StageService.h"
 #include "support/Log.h"
 #include "windows/AppWindowKeys.h"
-#include "stages/StageService.h"
 #include "windows/WindowKeyAssignments.h"
 #include "windows/WindowManager.h"
 #include "windows/WindowMinimizer.h"
@@ -172,12 +173,17 @@ void Subsystems::followPointer() {
 
 Subsystems::~Subsystems() {
     subscriptions_.clear();
+    overview_.reset();
     companions::PointerFollower::reset();
     stages_.reset();
     search_.reset();
     windows_.reset();
     iss_.reset();
     apps::AppManager::reset();
+}
+
+void Subsystems::setOverview(std::unique_ptr<OverviewService> overview) {
+    overview_ = std::move(overview);
 }
 
 apps::AppManager& Subsystems::apps() {

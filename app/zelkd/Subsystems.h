@@ -38,6 +38,7 @@ namespace zelk::agent {
 // The long-lived managers of this build, created on the installed platform, and what the router and
 // the command service reach through them.
 class SearchService;
+class OverviewService;
 
 class Subsystems {
   public:
@@ -54,6 +55,9 @@ class Subsystems {
     windows::WindowManager& windows() { return *windows_; }
     spaces::ISSManager& iss() { return *iss_; }
     SearchService& search() { return *search_; }
+    // The full-screen overview, made and wired by the agent.
+    OverviewService& overview() { return *overview_; }
+    void setOverview(std::unique_ptr<OverviewService> overview);
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
@@ -93,6 +97,7 @@ class Subsystems {
     std::unique_ptr<windows::WindowManager> windows_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
     std::unique_ptr<SearchService> search_;
+    std::unique_ptr<OverviewService> overview_;
     std::unique_ptr<stages::StageService> stages_;
     windows::WindowKeyWalk windowKeyWalk_;  // repeated presses of a shared window key in one hold
     std::vector<ferrow::Subscription> subscriptions_;

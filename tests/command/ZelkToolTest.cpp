@@ -170,6 +170,7 @@ TEST_F(ZelkToolTest, SubcommandsSendTheRequestsTheyName) {
         {"search -- pin", R"({"command":"search","query":"pin"})"},
         {"stage list a --windows", R"({"command":"list-stages","stageKey":"a","includeWindows":true})"},
         {"expose show", R"({"command":"expose","mode":"show"})"},
+        {"expose", R"({"command":"expose","mode":"toggle"})"},
         {"config import " + (dir / "settings.json").string(),
          R"({"command":"config-import","body":"{\"activationMode\":\"onPress\"}"})"},
     };
