@@ -7,6 +7,7 @@
 #include "command/CommandDispatcher.h"
 #include "config/Settings.h"
 #include "config/SettingsCatalogue.h"
+#include "expose/CapturedPictureSource.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
 #include "platform/Platform.h"
@@ -92,11 +93,27 @@ command::ZelkResponse exposeCommand(expose::ExposeManager& m, const command::Zel
 
 }  // namespace
 
+// Pictures are taken on the main queue's clock, one operation after another as the queue allows: on
+// the simulated desktop that keeps every run the same, and no capture thread outlives the main queue.
 OverviewService::OverviewService(Subsystems& subsystems) : subsystems_(subsystems) {
     manager_ = std::make_unique<expose::ExposeManager>(environment());
+    if (auto* server = platform::Platform::current().windowServer) {
+        pictures_ = std::make_unique<expose::CapturedPictureSource>(
+            *server, std::make_unique<expose::VirtualCaptureQueue>());
+        manager_->setPictureSource(pictures_.get());
+        subscriptions_.push_back(
+            pictures_->pictures().changed.subscribe([this](std::uint32_t) { manager_->changed.emit(); }));
+    }
 }
 
-OverviewService::~OverviewService() = default;
+// The picture cache lives as long as the program's one agent; an agent made again (tests, the replay
+// bench) starts without the pictures of the last one's windows.
+OverviewService::~OverviewService() {
+    subscriptions_.clear();
+    manager_.reset();
+    pictures_.reset();
+    expose::ThumbnailCache::reset();
+}
 
 expose::ExposeEnvironment OverviewService::environment() {
     auto& p = platform::Platform::current();

@@ -17,6 +17,10 @@ namespace zelk::command {
 class CommandDispatcher;
 }
 
+namespace zelk::expose {
+class CapturedPictureSource;
+}
+
 namespace zelk::agent {
 
 class Subsystems;
@@ -52,6 +56,8 @@ class OverviewService final : public HotkeyRouter {
     expose::ExposeEnvironment environment();
 
     Subsystems& subsystems_;
+    // Declared before the manager, which reads it until it goes.
+    std::unique_ptr<expose::CapturedPictureSource> pictures_;
     std::unique_ptr<expose::ExposeManager> manager_;
     std::vector<ferrow::Subscription> subscriptions_;
     InputManager* input_ = nullptr;
