@@ -31,7 +31,8 @@ constexpr double kMinTimeout = 0.001, kMaxTimeout = 3600;
 constexpr const char* kPositions =
     "Positions: left-half right-half top-half bottom-half top-left top-right bottom-left bottom-right\n"
     "  center maximized fullscreen vertical-third-1..3 horizontal-third-1..3 vertical-quarter-1..4\n"
-    "  horizontal-quarter-1..4, or a pixel rectangle \"x,y,width,height\" relative to the screen's visible frame.";
+    "  horizontal-quarter-1..4, or a pixel rectangle \"x,y,width,height\" relative to the screen's visible "
+    "frame.";
 
 // What the command line asks for, filled in as CLI11 parses.
 struct Args {
@@ -108,6 +109,27 @@ CLI::Validator finiteRange(double lo, double hi, const char* unit) {
             return {};
         },
         fmt::format("{} {}..{}", unit, lo, hi), "finite range");
+}
+
+// `window move` takes its Space as `--space N` or as its first word, and the rest as the window's title.
+std::function<std::optional<std::string>(const Args&)> moveToSpace() {
+    return [](const Args& given) -> std::optional<std::string> {
+        Args a = given;
+        if (a.spaceIndex < 0 && !a.queryWords.empty()) {
+            const std::string& first = a.queryWords.front();
+            char* end = nullptr;
+            long long n = std::strtoll(first.c_str(), &end, 10);
+            if (!first.empty() && end && *end == '\0') {
+                a.spaceIndex = n < 0 ? 0 : n;
+                a.queryWords.erase(a.queryWords.begin());
+            }
+        }
+        if (a.spaceIndex < 0) {
+            std::cerr << "zelk window move: give the Space's number (--space N)\n";
+            return std::nullopt;
+        }
+        return simple(ZelkCommand::moveWindowToSpace)(a);
+    };
 }
 
 // The app commands name their app by query or bundle identifier; without either there is nothing
@@ -259,10 +281,11 @@ int main(int argc, char** argv) {
             ->check(CLI::Range(0LL, 4294967295LL));
     }
     {
-        auto* s = leaf(windowGroup->add_subcommand("move", "Move a window to another Space"),
-                       simple(ZelkCommand::moveWindowToSpace));
-        s->add_option("space", a.spaceIndex, "The Space's number, 1-9")->required();
-        s->add_option("query", a.queryWords, "Words of the window's title (default: the focused window)");
+        auto* s = leaf(windowGroup->add_subcommand("move", "Move a window to another Space"), moveToSpace());
+        s->add_option("--space", a.spaceIndex, "The Space's number, 1-9");
+        s->add_option("words", a.queryWords,
+                      "Without --space: the Space's number first; then words of the window's title (default: "
+                      "the focused window)");
         s->add_option("--id", a.windowID, "The window's number, exactly")
             ->check(CLI::Range(0LL, 4294967295LL));
     }

@@ -618,7 +618,8 @@ bool KeyRouter::underWindowTrigger(const KeyPress& k) const {
 // window to that Space, the previous one or a neighbour.
 KeyRouter::Verdict KeyRouter::windowTriggerMovesTheWindowAcrossSpaces(KeyPress& k) {
     const auto& s = input_.settings();
-    if (!underWindowTrigger(k) || !s.enableWindowMoveToSpaceShortcut || s.spaceMode != SpaceMode::multi)
+    if (!services_.built.spaceMoves || !underWindowTrigger(k) || !s.enableWindowMoveToSpaceShortcut ||
+        s.spaceMode != SpaceMode::multi)
         return std::nullopt;
     if (isDigitKey(k.key) && digitValue(k.key) >= 1) {
         markUsed();

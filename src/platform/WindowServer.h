@@ -123,6 +123,8 @@ class WindowServer {
                                                     std::uint32_t options) = 0;
     // The operating system's major version (decides the gesture form).
     virtual int osMajorVersion() = 0;
+    // The minor part of the version (decides which private calls still work).
+    virtual int osMinorVersion() { return 0; }
 };
 
 }  // namespace zelk::platform
