@@ -3,6 +3,7 @@
 #include "config/SettingsCatalogue.h"
 #include "input/AgentFixture.h"
 #include "spaces/WindowMover.h"
+#include "windows/WindowManager.h"
 
 using namespace zelk;
 using namespace zelk::testing;
@@ -54,7 +55,9 @@ TEST_F(WindowMoverTest, AStagesWindowsMoveTogetherByTheBridgedOperation) {
     EXPECT_EQ(mover().moveActiveStageWindowsToSpace(3), MoveResult::moved);
     // Stamped at once, before the operation lands.
     for (auto& w : agent->subsystems().windows().windows())
-        if (w.id == 1001 || w.id == 1002) EXPECT_EQ(w.spaceID, 3u);
+        if (w.id == 1001 || w.id == 1002) {
+            EXPECT_EQ(w.spaceID, 3u);
+        }
     EXPECT_TRUE(
         logs->contains("moveActiveStageWindowsToSpace: stage=Work bridged-moved 2 windows (0 off-space) -> "
                        "existing space 3"));

@@ -24,8 +24,8 @@ std::string pointText(Point p) {
 SimMissionControl::SimMissionControl(SimWorld& world, SimWindowServer& server, SimAccessibility& ax)
     : world_(world), server_(server), ax_(ax) {
     ax_.setElementTree(this);
-    world_.systemShortcut = [this](std::uint16_t keyCode, std::uint64_t flags) {
-        return onHotKey(keyCode, flags);
+    world_.systemShortcut = [this](std::uint16_t keyCode, std::uint64_t flags, bool down) {
+        return onHotKey(keyCode, flags, down);
     };
     subscription_ = world_.changes.subscribe([this](const WorldChange& c) { onChange(c); });
 }
@@ -282,11 +282,12 @@ void SimMissionControl::onChange(const WorldChange& c) {
     }
 }
 
-bool SimMissionControl::onHotKey(std::uint16_t keyCode, std::uint64_t flags) {
+bool SimMissionControl::onHotKey(std::uint16_t keyCode, std::uint64_t flags, bool down) {
     for (int n = 0; n < 16; ++n) {
         auto it = server_.hotKeys().find(118 + n);
         if (it == server_.hotKeys().end() || !it->second.enabled || it->second.keyCode != keyCode) continue;
         if ((flags & it->second.modifiers) != it->second.modifiers || keyCode == 0) continue;
+        if (!down) return true;
         note(fmt::format("hotkey {}", 118 + n));
         // "Switch to Desktop n" counts the user Spaces of the active display.
         if (world_.displays().empty()) return true;

@@ -64,7 +64,7 @@ class SimMissionControl final : public platform::MouseEvents, public SimElementT
     std::optional<std::uint32_t> hit(Point at) const;
     std::uint32_t titleBarAt(Point at) const;
     void onChange(const WorldChange& change);
-    bool onHotKey(std::uint16_t keyCode, std::uint64_t flags);
+    bool onHotKey(std::uint16_t keyCode, std::uint64_t flags, bool down);
     void note(std::string call) { calls_.push_back(std::move(call)); }
 
     SimWorld& world_;

@@ -233,8 +233,8 @@ class SimWorld {
     int osMinorVersion = 0;
     // How long a bridged window move takes to land after it is dispatched.
     int moveLatencyMs = 0;
-    // The system's own shortcuts: a posted key down it takes (true) never reaches an app.
-    std::function<bool(std::uint16_t keyCode, std::uint64_t flags)> systemShortcut;
+    // The system's own shortcuts: a posted key it takes (true) never reaches an app; it acts on the down.
+    std::function<bool(std::uint16_t keyCode, std::uint64_t flags, bool down)> systemShortcut;
     // A new user Space at the end of the display's list; its id, 0 for no such display.
     std::uint64_t addSpace(std::size_t displayIndex);
     int spaceSwitchLatencyMs = 0;
