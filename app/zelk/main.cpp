@@ -112,6 +112,27 @@ CLI::Validator finiteRange(double lo, double hi, const char* unit) {
         fmt::format("{} {}..{}", unit, lo, hi), "finite range");
 }
 
+// `window move` takes its Space as `--space N` or as its first word, and the rest as the window's title.
+std::function<std::optional<std::string>(const Args&)> moveToSpace() {
+    return [](const Args& given) -> std::optional<std::string> {
+        Args a = given;
+        if (a.spaceIndex < 0 && !a.queryWords.empty()) {
+            const std::string& first = a.queryWords.front();
+            char* end = nullptr;
+            long long n = std::strtoll(first.c_str(), &end, 10);
+            if (!first.empty() && end && *end == '\0') {
+                a.spaceIndex = n < 0 ? 0 : n;
+                a.queryWords.erase(a.queryWords.begin());
+            }
+        }
+        if (a.spaceIndex < 0) {
+            std::cerr << "zelk window move: give the Space's number (--space N)\n";
+            return std::nullopt;
+        }
+        return simple(ZelkCommand::moveWindowToSpace)(a);
+    };
+}
+
 // The app commands name their app by query or bundle identifier; without either there is nothing
 // to ask the agent.
 std::function<std::optional<std::string>(const Args&)> needsApp(ZelkCommand command, std::string usage) {
@@ -261,10 +282,11 @@ int main(int argc, char** argv) {
             ->check(CLI::Range(0LL, 4294967295LL));
     }
     {
-        auto* s = leaf(windowGroup->add_subcommand("move", "Move a window to another Space"),
-                       simple(ZelkCommand::moveWindowToSpace));
-        s->add_option("space", a.spaceIndex, "The Space's number, 1-9")->required();
-        s->add_option("query", a.queryWords, "Words of the window's title (default: the focused window)");
+        auto* s = leaf(windowGroup->add_subcommand("move", "Move a window to another Space"), moveToSpace());
+        s->add_option("--space", a.spaceIndex, "The Space's number, 1-9");
+        s->add_option("words", a.queryWords,
+                      "Without --space: the Space's number first; then words of the window's title (default: "
+                      "the focused window)");
         s->add_option("--id", a.windowID, "The window's number, exactly")
             ->check(CLI::Range(0LL, 4294967295LL));
     }

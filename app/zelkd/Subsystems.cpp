@@ -18,6 +18,8 @@
 #include "search/Graphemes.h"
 #include "spaces/ISSManager.h"
 #include "stages/StageService.h"
+#include "spaces/SpaceNumbering.h"
+#include "spaces/WindowMover.h"
 #include "support/Log.h"
 #include "windows/AppWindowKeys.h"
 #include "windows/WindowKeyAssignments.h"
@@ -99,27 +101,11 @@ std::vector<AppTarget> findApps(apps::AppManager& manager, const command::ZelkRe
     return exact;
 }
 
-// The display that shows the active Space (as `status` counts), else the one under the pointer.
-const platform::DisplaySpaces* activeDisplay(const std::vector<platform::DisplaySpaces>& all,
-                                             spaces::ISSManager& iss) {
-    if (all.empty()) return nullptr;
-    if (auto* server = platform::Platform::current().windowServer) {
-        const std::uint64_t active = server->activeSpace();
-        for (auto& d : all)
-            if (d.currentSpace.id64 == active) return &d;
-    }
-    auto under = iss.model().displayUnderPointer();
-    for (auto& d : all)
-        if (under && d.displayIdentifier == *under) return &d;
-    return &all.front();
-}
-
-// 1-based position of a Space on its display.
+// The Space's number as the tool lists and switches by (full-screen Spaces have none).
 std::optional<std::int64_t> spaceIndexOf(const std::vector<platform::DisplaySpaces>& all, std::uint64_t id) {
-    for (auto& d : all)
-        for (std::size_t i = 0; i < d.spaces.size(); ++i)
-            if (d.spaces[i].id64 == id) return static_cast<std::int64_t>(i) + 1;
-    return std::nullopt;
+    auto s = spaces::numberedSpaceByID(spaces::numberUserSpaces(all), id);
+    if (!s) return std::nullopt;
+    return s->number;
 }
 
 }  // namespace
@@ -146,6 +132,7 @@ Subsystems::Subsystems() {
     search_ = std::make_unique<SearchService>(*windows_);
     stages_ = std::make_unique<stages::StageService>(*windows_, Settings::shared(), p);
     attachStageHooks();
+    mover_ = std::make_unique<spaces::WindowMover>(*windows_, p);
     followPointer();
 }
 
@@ -177,6 +164,7 @@ Subsystems::~Subsystems() {
     companions::PointerFollower::reset();
     stages_.reset();
     search_.reset();
+    mover_.reset();
     windows_.reset();
     iss_.reset();
     apps::AppManager::reset();
@@ -415,6 +403,7 @@ RoutingServices Subsystems::routingServices() {
     };
     search_->fill(s);
     fillStageRouting(s);
+    wireSpaceMoves(s);
     return s;
 }
 
@@ -462,6 +451,7 @@ command::StatusProviders Subsystems::statusProviders() {
         info.isFocused = true;
         return info;
     };
+    numberSpacesForStatus(p);
     return p;
 }
 
@@ -506,15 +496,6 @@ command::ManagerProviders Subsystems::commandProviders() {
         const auto names = displayNames();
         for (auto& w : windows_->windows())
             if (!bundle || w.bundleIdentifier == *bundle) out.push_back(windowInfo(w, all, names));
-        return out;
-    };
-    p.listSpaces = [this] {
-        std::vector<command::ZelkSpaceInfo> out;
-        auto all = windows_->displaySpaces();
-        if (auto* d = activeDisplay(all, *iss_))
-            for (std::size_t i = 0; i < d->spaces.size(); ++i)
-                out.push_back({static_cast<std::int64_t>(i) + 1, d->spaces[i].id64,
-                               d->spaces[i].id64 == d->currentSpace.id64});
         return out;
     };
     p.findApps = [this](const command::ZelkRequest& r) { return findApps(apps(), r); };
@@ -572,19 +553,7 @@ command::ManagerProviders Subsystems::commandProviders() {
         minimizer_->minimizeOthers(front->pid, focused ? focused->id : 0);
         return true;
     };
-    p.switchSpace = [this](std::int64_t index) -> std::int64_t {
-        if (index == 0) {
-            // The previous Space: its position on its display.
-            auto prev = windows_->previousSpaceID();
-            auto all = windows_->displaySpaces();
-            auto i = prev ? spaceIndexOf(all, *prev) : std::nullopt;
-            if (!i) return 0;
-            windows_->switchToSpaceIndex(static_cast<int>(*i) - 1);
-            return *i;
-        }
-        windows_->switchToSpaceNumber(static_cast<int>(index));
-        return index;
-    };
+    addSpaceCommands(p);
     return p;
 }
 

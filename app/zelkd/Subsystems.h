@@ -21,7 +21,8 @@ class AppManager;
 }
 namespace zelk::spaces {
 class ISSManager;
-}
+class WindowMover;
+}  // namespace zelk::spaces
 namespace zelk::windows {
 class AppWindowKeys;
 class WindowKeyAssignmentRunner;
@@ -58,6 +59,7 @@ class Subsystems {
     // The full-screen overview, made and wired by the agent.
     OverviewService& overview() { return *overview_; }
     void setOverview(std::unique_ptr<OverviewService> overview);
+    spaces::WindowMover& mover() { return *mover_; }
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
@@ -79,6 +81,11 @@ class Subsystems {
     // keys reach them (StageWiring.cpp).
     void attachStageHooks();
     void fillStageRouting(RoutingServices& s);
+    // Moving windows between Spaces: the move keys, `move-window-to-space`, and the one Space
+    // numbering that `switch-space`, `list-spaces` and `status` share.
+    void wireSpaceMoves(RoutingServices& services);
+    void addSpaceCommands(command::ManagerProviders& providers);
+    void numberSpacesForStatus(command::StatusProviders& providers);
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
@@ -95,6 +102,7 @@ class Subsystems {
     std::unique_ptr<windows::WindowKeyAssignmentRunner> keyRunner_;
     std::unique_ptr<spaces::ISSManager> iss_;
     std::unique_ptr<windows::WindowManager> windows_;
+    std::unique_ptr<spaces::WindowMover> mover_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
     std::unique_ptr<SearchService> search_;
     std::unique_ptr<OverviewService> overview_;

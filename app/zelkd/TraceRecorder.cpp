@@ -192,6 +192,9 @@ void TraceRecorder::onChange(const sim::WorldChange& c) {
         case K::screens:
             record({{"kind", "screens"}, {"display", c.display}, {"frame", frame(c.frame)}});
             break;
+        case K::mouse:
+            record({{"kind", "mouse"}, {"event", c.text1}, {"x", c.point.x}, {"y", c.point.y}});
+            break;
         case K::menuExtra:
             record({{"kind", "menuExtra"}, {"bundleID", c.bundleID}, {"title", c.text1}});
             break;
@@ -299,6 +302,8 @@ std::string TraceRecorder::describe(const json& e) const {
     if (kind == "notification")
         return fmt::format("banner \"{}\": {}", e.value("title", ""), e.value("body", ""));
     if (kind == "overlay") return "overlay " + e.value("state", "");
+    if (kind == "mouse")
+        return fmt::format("mouse {} at {}, {}", e.value("event", ""), e.value("x", 0.0), e.value("y", 0.0));
     if (kind == "panel") {
         if (e.contains("text")) return "panel  " + e.value("text", "");
         return e.value("visible", false) ? "panel  " + e.value("view", "") + " shown" : "panel  hidden";

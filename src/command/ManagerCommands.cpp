@@ -129,6 +129,11 @@ void registerManagerCommands(CommandDispatcher& d, const ManagerProviders& provi
         if (!r.spaceIndex || *r.spaceIndex < 0 || *r.spaceIndex > 9)
             return ZelkResponse::failure("space index must be 0-9 (0 = previous)");
         std::int64_t target = p->switchSpace(*r.spaceIndex);
+        // No Space to go to is a failure, never a switch "to Space #0".
+        if (target <= 0)
+            return ZelkResponse::failure(*r.spaceIndex == 0
+                                             ? std::string("no previous space to switch to")
+                                             : fmt::format("space #{} does not exist", *r.spaceIndex));
         return ZelkResponse::success(fmt::format("switching to Space #{}", target));
     });
     reg(C::moveWindowToSpace, bool(p->moveWindowToSpace), [p](const ZelkRequest& r) {

@@ -34,7 +34,8 @@ struct ManagerProviders {
     std::function<void()> focusLastWindow, minimizeFocused;
     std::function<bool()> minimizeOthers;  // false when there is no frontmost app
 
-    // 1-based index, or 0 for the previous Space; answers the index it switches to.
+    // 1-based index, or 0 for the previous Space; answers the index it switches to, 0 when there is
+    // no such Space.
     std::function<std::int64_t(std::int64_t index)> switchSpace;
     // Called with an index already checked to be 1-9; answers the whole reply.
     std::function<ZelkResponse(const ZelkRequest&, std::int64_t index)> moveWindowToSpace;

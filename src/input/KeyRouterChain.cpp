@@ -614,6 +614,11 @@ KeyRouter::Verdict KeyRouter::stageTriggerKeys(KeyPress& k) {
         services_.repositionActiveStage();
         return kSwallow;
     }
+    if (services_.built.spaceMoves && s.enableStageMoveToSpaceShortcut && s.spaceMode == SpaceMode::multi &&
+        isDigitKey(k.key) && digitValue(k.key) >= 1) {
+        services_.moveActiveStageToSpace(digitValue(k.key));
+        return kSwallow;
+    }
     if ((isLetterKey(k.key) || isDigitKey(k.key)) && services_.activateStage(k.letter)) return kSwallow;
     input_.hideOSD();
     return kPass;
@@ -627,7 +632,8 @@ bool KeyRouter::underWindowTrigger(const KeyPress& k) const {
 // window to that Space, the previous one or a neighbour.
 KeyRouter::Verdict KeyRouter::windowTriggerMovesTheWindowAcrossSpaces(KeyPress& k) {
     const auto& s = input_.settings();
-    if (!underWindowTrigger(k) || !s.enableWindowMoveToSpaceShortcut || s.spaceMode != SpaceMode::multi)
+    if (!services_.built.spaceMoves || !underWindowTrigger(k) || !s.enableWindowMoveToSpaceShortcut ||
+        s.spaceMode != SpaceMode::multi)
         return std::nullopt;
     if (isDigitKey(k.key) && digitValue(k.key) >= 1) {
         markUsed();

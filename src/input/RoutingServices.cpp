@@ -44,6 +44,7 @@ void RoutingServices::fillDefaults() {
     orDefault(moveFocusedWindowToSpace, "moveFocusedWindowToSpace", false);
     orDefault(moveFocusedWindowToPreviousSpace, "moveFocusedWindowToPreviousSpace", false);
     orDefault(moveFocusedWindowAdjacent, "moveFocusedWindowAdjacent", false);
+    orDefault(moveActiveStageToSpace, "moveActiveStageToSpace", false);
     orNothing(runSearch, "search");
     orDefault(commitSearchSelection, "search commit", false);
     orNothing(stepPanel, "panel step");

@@ -35,6 +35,8 @@ struct BuiltFeatures {
     bool search = false;    // the typed search with results: sticky and window search, row digits, pins
     bool panel = false;     // the application panel: Tab and the arrows step its rows
     bool tabCycle = false;  // the tab cycle, and with it the take-over of Cmd-Tab and Cmd-backtick
+    // Moving the focused window to another Space: digits, 0 and the brackets under the window trigger.
+    bool spaceMoves = false;
 };
 
 // The operations the router calls in other subsystems. Each has a default that does nothing and says
@@ -73,6 +75,7 @@ struct RoutingServices {
     std::function<bool(int index)> moveFocusedWindowToSpace;
     std::function<bool()> moveFocusedWindowToPreviousSpace;
     std::function<bool(int delta)> moveFocusedWindowAdjacent;
+    std::function<bool(int index)> moveActiveStageToSpace;  // the stage trigger + a digit
 
     // Panels, cycle, search, overview, stages.
     std::function<void(const std::string& query)> runSearch;

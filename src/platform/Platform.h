@@ -4,6 +4,7 @@
 
 #include "platform/Accessibility.h"
 #include "platform/EventTap.h"
+#include "platform/MouseEvents.h"
 #include "platform/Notifications.h"
 #include "platform/Processes.h"
 #include "platform/Screens.h"
@@ -25,6 +26,7 @@ struct Platform {
     Notifications* notifications = nullptr;
     SettingsStore* settings = nullptr;
     Processes* processes = nullptr;
+    MouseEvents* mouse = nullptr;  // none: drags that need the mouse fail
 
     // The installed platform; reset between tests.
     static Platform& current();

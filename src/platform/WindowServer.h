@@ -163,6 +163,8 @@ class WindowServer {
         (void)path;
         return std::nullopt;
     }
+    // The minor part of the version (decides which private calls still work).
+    virtual int osMinorVersion() { return 0; }
 };
 
 }  // namespace zelk::platform

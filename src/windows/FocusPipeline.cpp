@@ -291,7 +291,7 @@ void FocusPipeline::focusSpaceContainingWindow(const ManagedWindow& window) {
               spaces::methodName(spaces::SpaceSwitchMethod::iss));
 }
 
-void FocusPipeline::holdFocusOnMovedWindow(std::uint32_t windowID) {
+void FocusPipeline::holdFocusOnMovedWindow(std::uint32_t windowID, std::optional<std::uint64_t> targetSpace) {
     auto owner = env_.windowServer->windowOwner(windowID);
     auto pid = owner ? env_.windowServer->connectionPID(*owner) : std::nullopt;
     if (!pid || *pid < 1) {
@@ -300,7 +300,7 @@ void FocusPipeline::holdFocusOnMovedWindow(std::uint32_t windowID) {
     }
     deliberateID_ = windowID;
     deliberateAt_ = ferrow::now();
-    reassert_.start(*pid, windowID, std::nullopt);
+    reassert_.start(*pid, windowID, targetSpace);
 }
 
 void FocusPipeline::updateFocusedWindow() {

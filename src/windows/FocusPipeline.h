@@ -29,7 +29,9 @@ class FocusPipeline {
     bool focusSameSpaceWindow(const std::string& bundleID);
     bool focusMainWindowIfOnInactiveSpace(const std::string& bundleID);
     void focusSpaceContainingWindow(const ManagedWindow& window);
-    void holdFocusOnMovedWindow(std::uint32_t windowID);
+    // With a target Space the loop only locks in once that Space shows.
+    void holdFocusOnMovedWindow(std::uint32_t windowID,
+                                std::optional<std::uint64_t> targetSpace = std::nullopt);
     void updateFocusedWindow();
     void setFocusedWindow(const ManagedWindow& window);
     bool focusLastFocusedWindow();

@@ -40,10 +40,11 @@ TEST(PointerFollowerReplay, TheWindowFocusedOnTheOtherDisplayGetsThePointer150ms
 }
 
 TEST(PointerFollowerReplay, AnActivatedAppAndASpaceSwitchMoveThePointerToo) {
+    // Space #4 is the second display's second Space: the tool numbers user Spaces across displays.
     auto events = replay(kWorld, R"(
 - {at: 500, command: {command: focus-app, bundleID: com.apple.mail}}
 - {at: 1000, pointer: {x: 3000, y: 900}}
-- {at: 1500, command: {command: switch-space, spaceIndex: 2}}
+- {at: 1500, command: {command: switch-space, spaceIndex: 4}}
 - {at: 3000, end: true}
 )");
     EXPECT_EQ(pointerWarps(events),

@@ -104,9 +104,10 @@ TEST_F(Placer, NamedAndPixelPlacementsOnScreensByNameOrNumber) {
     EXPECT_EQ(frame(11), (Rect{1440, 0, 1280, 720}));
     ASSERT_TRUE(placer->placeWindow(safari, PixelsPlacement{{10, 20, 300, 200}, "2"}));
     EXPECT_EQ(frame(11), (Rect{1450, 20, 300, 200}));
-    // An unknown screen follows the main screen, as a stage does when a display is gone.
+    // An unknown screen follows the main screen, as a stage does when a display is gone: the
+    // focused window now lies on the second display (and its Space), which makes that one main.
     ASSERT_TRUE(placer->placeWindow(safari, PixelsPlacement{{10, 20, 300, 200}, "External Projector"}));
-    EXPECT_EQ(frame(11), (Rect{10, 45, 300, 200}));
+    EXPECT_EQ(frame(11), (Rect{1450, 20, 300, 200}));
 }
 
 TEST_F(Placer, AStageItemFindsItsWindowByNumberResolutionOrAsTheNewest) {

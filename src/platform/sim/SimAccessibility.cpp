@@ -97,6 +97,12 @@ AXResult<AXValue> SimAccessibility::copyAttribute(AXRef element, const std::stri
                 if (!w || w->minimized || !world_.isWindowOnVisibleSpace(*w)) return none();
                 return value(windowElement(app->pid, w->id));
             }
+            if (attr == "AXChildren" && tree_ && tree_->ownerPid() == app->pid) {
+                std::vector<AXRef> refs;
+                for (auto node : tree_->roots())
+                    refs.push_back(make(Kind::treeNode, app->pid, node));
+                return value(refs);
+            }
             if (attr == "AXParent" || attr == "AXSubrole" || attr == "AXDescription") return none();
             if (attr == "AXExtrasMenuBar") {
                 if (app->menuExtra.empty()) return none();
@@ -133,6 +139,17 @@ AXResult<AXValue> SimAccessibility::copyAttribute(AXRef element, const std::stri
             if (attr == "AXDocument") return w->document.empty() ? none() : value(w->document);
             if (attr == "AXFullScreen") return value(w->fullscreen);
             return {AXError::attributeUnsupported, std::nullopt};
+        }
+        case Kind::treeNode: {
+            if (!tree_ || tree_->ownerPid() != pidOf(element))
+                return {AXError::invalidUIElement, std::nullopt};
+            auto v = tree_->attribute(windowOf(element), attr);
+            if (!v) return none();
+            // Child nodes travel as node numbers; they become elements of the same owner here.
+            if (auto* nodes = std::get_if<std::vector<AXRef>>(&*v))
+                for (auto& n : *nodes)
+                    n = make(Kind::treeNode, pidOf(element), static_cast<std::uint32_t>(n));
+            return value(*v);
         }
         case Kind::closeButton:
             if (attr == "AXRole") return value(std::string("AXButton"));
@@ -204,6 +221,8 @@ AXError SimAccessibility::performAction(AXRef element, const std::string& action
         world_.raiseWithinApp(w->id);
         return AXError::success;
     }
+    if (kindOf(element) == Kind::treeNode && action == "AXPress")
+        return tree_ && tree_->press(windowOf(element)) ? AXError::success : AXError::cannotComplete;
     if (kindOf(element) == Kind::menuExtra && action == "AXPress")
         return world_.pressMenuExtra(pidOf(element)) ? AXError::success : AXError::cannotComplete;
     if (kindOf(element) == Kind::closeButton && action == "AXPress") {

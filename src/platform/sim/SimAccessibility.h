@@ -7,6 +7,18 @@
 
 namespace zelk::sim {
 
+// Elements a part of the simulated desktop shows above the windows (the Mission Control overlay),
+// hung under one app's element. Nodes are numbered by the tree; 0 is none.
+class SimElementTree {
+  public:
+    virtual ~SimElementTree() = default;
+    virtual std::int32_t ownerPid() const = 0;
+    virtual std::vector<std::uint32_t> roots() = 0;
+    // nullopt: the node has no such value.
+    virtual std::optional<platform::AXValue> attribute(std::uint32_t node, const std::string& attr) = 0;
+    virtual bool press(std::uint32_t node) = 0;
+};
+
 // Accessibility over the simulated world. Only windows on a Space that its display shows are visible;
 // an app with the time-out fault blocks every call for the element's messaging time-out and answers
 // -25204; without the permission every call answers -25211.
@@ -39,6 +51,8 @@ class SimAccessibility final : public platform::Accessibility {
     void destroyObserver(std::uint64_t observer) override;
 
     static platform::AXRef windowElement(std::int32_t pid, std::uint32_t window);
+    // The tree shown under its owner's element ("AXChildren"); null for none.
+    void setElementTree(SimElementTree* tree) { tree_ = tree; }
 
     // Calls made, for tests: "copyAttribute pid=501 AXWindows", ...
     std::size_t callCount() const { return calls_; }
@@ -59,7 +73,8 @@ class SimAccessibility final : public platform::Accessibility {
         systemWide = 3,
         closeButton = 4,
         extrasMenuBar = 5,
-        menuExtra = 6
+        menuExtra = 6,
+        treeNode = 7
     };
     static constexpr platform::AXRef kSystemWide = platform::AXRef(3) << 56;
     static platform::AXRef make(Kind kind, std::int32_t pid, std::uint32_t window);
@@ -85,6 +100,7 @@ class SimAccessibility final : public platform::Accessibility {
     std::map<std::uint64_t, Observer> observers_;
     std::uint64_t nextObserver_ = 1;
     ferrow::Subscription subscription_;
+    SimElementTree* tree_ = nullptr;
 };
 
 }  // namespace zelk::sim

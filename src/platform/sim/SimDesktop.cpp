@@ -93,6 +93,7 @@ platform::Platform SimDesktop::platform(platform::SettingsStore* settings) {
     p.notifications = &notifications_;
     p.settings = settings ? settings : &settings_;
     p.processes = &processes_;
+    p.mouse = &missionControl_;
     return p;
 }
 

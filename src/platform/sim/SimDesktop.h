@@ -5,6 +5,7 @@
 #include "platform/Platform.h"
 #include "platform/sim/SimAccessibility.h"
 #include "platform/sim/SimEventTap.h"
+#include "platform/sim/SimMissionControl.h"
 #include "platform/sim/SimWindowServer.h"
 #include "platform/sim/SimWorkspace.h"
 #include "platform/sim/SimWorld.h"
@@ -88,6 +89,7 @@ class SimDesktop {
     SimPointer& pointer() { return pointer_; }
     SimNotifications& notifications() { return notifications_; }
     SimProcesses& processes() { return processes_; }
+    SimMissionControl& missionControl() { return missionControl_; }
     platform::MemorySettingsStore& settings() { return settings_; }
     // The interfaces, with the settings store given (default: the in-memory one).
     platform::Platform platform(platform::SettingsStore* settings = nullptr);
@@ -102,6 +104,7 @@ class SimDesktop {
     SimPointer pointer_{world_};
     SimNotifications notifications_{world_};
     SimProcesses processes_{world_};
+    SimMissionControl missionControl_{world_, windowServer_, accessibility_};
     platform::MemorySettingsStore settings_;
 };
 

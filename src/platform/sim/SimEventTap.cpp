@@ -158,6 +158,7 @@ void SimEventTap::disableBySystem(bool byUserInput) {
 
 void SimEventTap::postKeyEvent(std::uint16_t keyCode, bool down, std::uint64_t flags) {
     // Posted events don't come back through our own tap; the system acts on its shortcuts.
+    if (world_.systemShortcut && world_.systemShortcut(keyCode, flags, down)) return;
     if (down)
         world_.receivedKeys.push_back({world_.frontPid(), keyCode, true, flags});
     else

@@ -360,8 +360,24 @@ bool SimWindowServer::managedDisplaySetCurrentSpace(const std::string& display, 
     return world_.switchSpace(*d, space);
 }
 
+bool SimWindowServer::directMoveRefused() const {
+    const int major = world_.osMajorVersion, minor = world_.osMinorVersion;
+    return major > 14 || (major == 12 && minor >= 7) || (major == 13 && minor >= 6) ||
+           (major == 14 && minor >= 5);
+}
+
 bool SimWindowServer::moveWindowsToManagedSpace(const std::vector<std::uint32_t>& windows,
                                                 std::uint64_t space) {
+    // A refused call reports success for our own windows only: others' stay where they are.
+    bool foreign = std::any_of(windows.begin(), windows.end(), [this](std::uint32_t id) {
+        const SimWindow* w = world_.window(id);
+        return w && w->pid != SimWorld::kOwnPID;
+    });
+    if (directMoveRefused() && foreign) {
+        moveCalls_.push_back({"direct refused", windows, space});
+        return false;
+    }
+    moveCalls_.push_back({"direct", windows, space});
     bool all = true;
     for (auto id : windows)
         all = world_.moveWindowToSpace(id, space) && all;
@@ -369,8 +385,17 @@ bool SimWindowServer::moveWindowsToManagedSpace(const std::vector<std::uint32_t>
 }
 
 bool SimWindowServer::bridgedMoveWindows(const std::vector<std::uint32_t>& windows, std::uint64_t space) {
-    if (!world_.bridgedMoveAvailable) return false;
-    return moveWindowsToManagedSpace(windows, space);
+    if (!world_.bridgedMoveAvailable || !world_.displayIndexOfSpace(space)) return false;
+    moveCalls_.push_back({"bridged", windows, space});
+    auto land = [this, windows, space] {
+        for (auto id : windows)
+            world_.moveWindowToSpace(id, space);
+    };
+    if (world_.moveLatencyMs <= 0)
+        land();
+    else
+        ferrow::mainAsyncAfter(world_.moveLatencyMs, land);
+    return true;
 }
 
 bool SimWindowServer::registerNotifyProc(int code, NotifyCallback callback) {

@@ -89,6 +89,16 @@ class SimWindowServer final : public platform::WindowServer {
                                                           int height) override;
     std::optional<std::string> desktopImagePath(std::uint32_t displayID) override;
     std::optional<platform::WindowImage> loadImage(const std::string& path) override;
+    int osMinorVersion() override { return world_.osMinorVersion; }
+    // From these releases on the direct move refuses windows of other processes.
+    bool directMoveRefused() const;
+    // Window moves asked of the window server, in order: "direct", "direct refused", "bridged".
+    struct MoveCall {
+        std::string means;
+        std::vector<std::uint32_t> windows;
+        std::uint64_t space = 0;
+    };
+    const std::vector<MoveCall>& moveCalls() const { return moveCalls_; }
 
     // Symbolic hot keys: 27 "move focus to next window", 118+n "switch to Desktop n+1", 79/81 left/right.
     struct HotKey {
@@ -122,6 +132,7 @@ class SimWindowServer final : public platform::WindowServer {
     std::vector<RecordSeen> records_;
     std::vector<platform::GestureEvent> posted_;
     std::vector<std::pair<std::uint64_t, std::int32_t>> spaceFront_;
+    std::vector<MoveCall> moveCalls_;
     std::size_t frontCalls_ = 0;
     ferrow::Subscription subscription_;
 };

@@ -771,6 +771,16 @@ void SimWorld::postNotification(const std::string& id, const std::string& title,
     emit(c);
 }
 
+std::uint64_t SimWorld::addSpace(std::size_t displayIndex) {
+    if (displayIndex >= displays_.size()) return 0;
+    std::uint64_t id = 1;
+    for (auto& d : displays_)
+        for (auto& s : d.spaces)
+            id = std::max(id, s.id + 1);
+    displays_[displayIndex].spaces.push_back({id, false});
+    return id;
+}
+
 void SimWorld::setOverlay(Overlay overlay) {
     if (overlay_ == overlay) return;
     overlay_ = overlay;

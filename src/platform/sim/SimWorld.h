@@ -105,6 +105,7 @@ struct WorldChange {
                        // display = route, text1 = flags and text2 = user data (hex)
         menuExtra,     // an app's menu-bar extra was pressed open: pid, bundle, text1 = its title
         screens,       // a display changed its frame (resolution or arrangement): display, frame
+        mouse,         // a synthetic mouse event was posted: text1 = its kind, point
     };
     Kind kind;
     std::int32_t pid = 0;
@@ -240,12 +241,26 @@ class SimWorld {
     void postNotification(const std::string& id, const std::string& title, const std::string& body);
     void setOverlay(Overlay overlay);
     Overlay overlay() const { return overlay_; }
+    // Tells everyone of a synthetic mouse event (the trace writes it).
+    void noteMouseEvent(const std::string& kind, Point at) {
+        WorldChange c{WorldChange::Kind::mouse};
+        c.text1 = kind;
+        c.point = at;
+        emit(c);
+    }
 
     Permissions permissions;
     Faults faults;
     PictureKnobs pictures;
     std::string keyboardLayout = "qwerty";
     int osMajorVersion = 15;
+    int osMinorVersion = 0;
+    // How long a bridged window move takes to land after it is dispatched.
+    int moveLatencyMs = 0;
+    // The system's own shortcuts: a posted key it takes (true) never reaches an app; it acts on the down.
+    std::function<bool(std::uint16_t keyCode, std::uint64_t flags, bool down)> systemShortcut;
+    // A new user Space at the end of the display's list; its id, 0 for no such display.
+    std::uint64_t addSpace(std::size_t displayIndex);
     int spaceSwitchLatencyMs = 0;
     bool bridgedMoveAvailable = true;
 

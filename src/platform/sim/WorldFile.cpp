@@ -169,6 +169,26 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
                       "unknown layout '" + w.keyboardLayout + "' (qwerty, dvorak or azerty)");
     if (!r.number(world, "osMajorVersion", "world", w.osMajorVersion)) return false;
     if (!r.number(world, "spaceSwitchLatencyMs", "world", w.spaceSwitchLatencyMs)) return false;
+    if (!r.number(world, "osMinorVersion", "world", w.osMinorVersion)) return false;
+    if (!r.number(world, "moveLatencyMs", "world", w.moveLatencyMs)) return false;
+    if (!r.boolean(world, "bridgedMoveAvailable", "world", w.bridgedMoveAvailable)) return false;
+    if (world.contains("unboundSymbolicHotKeys") && !world["unboundSymbolicHotKeys"].is_null()) {
+        const json& list = world["unboundSymbolicHotKeys"];
+        if (!list.is_array()) return r.fail("unboundSymbolicHotKeys", "expected a list of hot key numbers");
+        for (auto& n : list) {
+            if (!n.is_number_integer())
+                return r.fail("unboundSymbolicHotKeys", "expected a list of hot key numbers");
+            desktop.windowServer().hotKeys().erase(n.get<int>());
+        }
+    }
+    if (world.contains("missionControl") && !world["missionControl"].is_null()) {
+        const json& mc = world["missionControl"];
+        if (!mc.is_object()) return r.fail("missionControl", "expected a mapping");
+        auto& options = desktop.missionControl().options;
+        if (!r.boolean(mc, "spacesBar", "missionControl", options.spacesBar)) return false;
+        if (!r.boolean(mc, "addButton", "missionControl", options.addButton)) return false;
+        if (!r.boolean(mc, "thumbnails", "missionControl", options.thumbnails)) return false;
+    }
     bool dock = false;
     if (!r.boolean(world, "dock", "world", dock)) return false;
     if (dock) w.addDock();

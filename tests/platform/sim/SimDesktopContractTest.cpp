@@ -409,6 +409,9 @@ TEST_F(SimContract, EachDisplayShowsItsOwnSpaceAndTheActiveSpaceFollowsTheFocuse
 TEST_F(SimContract, WindowsMovedToAnotherSpaceGoWithItAndASwipeFocusesWhatItShows) {
     auto& server = desktop.windowServer();
     Listener heard(desktop, {101, 102});
+    // Releases from 14.5 on refuse the direct move for other processes' windows.
+    world().osMajorVersion = 14;
+    EXPECT_FALSE(server.directMoveRefused());
     ASSERT_TRUE(server.moveWindowsToManagedSpace({21}, 2));
     EXPECT_EQ(server.spacesForWindows(7, {21}), (std::vector<std::uint64_t>{2}));
     EXPECT_EQ(axWindowNumbers(102), (std::vector<std::uint32_t>{22}));
