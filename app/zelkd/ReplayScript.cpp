@@ -122,10 +122,10 @@ std::string checkBody(const std::string& kind, const json& v) {
     else if (kind == "pointer" || kind == "click")
         problems = {field("x", true, Field::coordinate), field("y", true, Field::coordinate)};
     else if (kind == "fault") {
-        for (const char* name : {"axTimeout", "axRecover", "launchFails", "overlay"})
+        for (const char* name : {"axTimeout", "axRecover", "launchFails", "launchNoticeLost", "overlay"})
             problems.push_back(field(name, false, Field::text));
         for (const char* name : {"tapDisabled", "tapDisabledByUserInput", "tapDead", "screenLocked",
-                                 "noWindowServer", "missionControl", "appExpose"})
+                                 "noWindowServer", "missionControl", "appExpose", "spaceNoticesLost"})
             problems.push_back(field(name, false, Field::boolean));
         if (v.contains("secureInput") && !v["secureInput"].is_boolean() &&
             !fits(v["secureInput"], Field::pid))

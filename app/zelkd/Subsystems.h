@@ -21,6 +21,10 @@ class AppManager;
 }
 namespace zelk::spaces {
 class ISSManager;
+class SpacesIndicator;
+}  // namespace zelk::spaces
+namespace zelk::companions {
+class LaunchMonitor;
 }
 namespace zelk::windows {
 class AppWindowKeys;
@@ -54,6 +58,8 @@ class Subsystems {
     windows::WindowManager& windows() { return *windows_; }
     spaces::ISSManager& iss() { return *iss_; }
     SearchService& search() { return *search_; }
+    spaces::SpacesIndicator& spacesIndicator() { return *spacesIndicator_; }
+    companions::LaunchMonitor& launchMonitor() { return *launchMonitor_; }
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
@@ -71,6 +77,10 @@ class Subsystems {
 
   private:
     void followPointer();
+    // The strip of Spaces hears this program's switches before they happen.
+    void makeSpacesIndicator();
+    // Launches of apps that weren't running are watched for the launch pills.
+    void makeLaunchMonitor();
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
@@ -90,6 +100,8 @@ class Subsystems {
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
     std::unique_ptr<SearchService> search_;
     std::unique_ptr<stages::StageService> stages_;
+    std::unique_ptr<spaces::SpacesIndicator> spacesIndicator_;
+    std::unique_ptr<companions::LaunchMonitor> launchMonitor_;
     windows::WindowKeyWalk windowKeyWalk_;  // repeated presses of a shared window key in one hold
     std::vector<ferrow::Subscription> subscriptions_;
     bool started_ = false;

@@ -128,7 +128,9 @@ struct Faults {
     std::optional<std::int32_t> secureInputPID;
     bool screenLocked = false;
     bool noWindowServer = false;
-    bool eventDataFails = false;  // events can't be turned into or made from their binary form
+    bool eventDataFails = false;             // events can't be turned into or made from their binary form
+    std::set<std::string> launchNoticeLost;  // bundle ids that run without the launch notification
+    bool spaceNoticesLost = false;           // Space changes happen without the active-Space notification
 };
 
 // The simulated desktop: displays and Spaces, installed and running apps, their windows, focus.

@@ -315,7 +315,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
     if (world.contains("faults") && !world["faults"].is_null()) {
         const json& faults = world["faults"];
         if (!faults.is_object()) return r.fail("faults", "expected a mapping");
-        for (const char* name : {"axTimeout", "launchFails"}) {
+        for (const char* name : {"axTimeout", "launchFails", "launchNoticeLost"}) {
             json list = faults.value(name, json::array());
             if (list.is_null()) continue;
             if (!list.is_array())
@@ -323,7 +323,10 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
             for (std::size_t i = 0; i < list.size(); ++i) {
                 if (!list[i].is_string())
                     return r.fail(fmt::format("faults.{}[{}]", name, i), "expected a bundle id");
-                (std::string(name) == "axTimeout" ? w.faults.axTimeout : w.faults.launchFails)
+                const std::string n = name;
+                (n == "axTimeout"     ? w.faults.axTimeout
+                 : n == "launchFails" ? w.faults.launchFails
+                                      : w.faults.launchNoticeLost)
                     .insert(list[i].get<std::string>());
             }
         }
