@@ -96,7 +96,22 @@ const std::string& demoScript() {
 - {at: 24500, tap: w}
 - {at: 24700, flags: []}
 - {at: 25200, tap: escape}
-- {at: 26000, end: true}
+# The strip of Spaces in the menu bar: the user Spaces of both displays numbered in one count, Spotify's
+# full-screen Space by its letter (or a dot without one), the current Space of each display filled.
+- {at: 25500, setting: {spaceMode: multi}}
+- {at: 25600, setting: {showSpacesIndicator: true}}
+- {at: 25800, switchSpace: {display: 1, space: 2}}
+# On a busy machine an app takes a while to start: after 1.5 s a pill says it is launching, then that
+# it launched.
+- {at: 26000, fault: {launchLatencyMs: 2500}}
+- {at: 26100, flags: [rightCommand]}
+- {at: 26200, tap: space}
+- {at: 26300, flags: []}
+- {at: 26400, tap: s}
+- {at: 26450, tap: l}
+- {at: 26500, tap: a}
+- {at: 26700, tap: return}
+- {at: 31000, end: true}
 )YAML";
     return text;
 }

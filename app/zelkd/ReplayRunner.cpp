@@ -130,6 +130,8 @@ class EventApplier {
                 world_.faults.launchFails.insert(value.get<std::string>());
             else if (name == "launchNoticeLost" && value.is_string())
                 world_.faults.launchNoticeLost.insert(value.get<std::string>());
+            else if (name == "launchLatencyMs" && value.is_number())
+                world_.launchLatencyMs = static_cast<int>(value.get<double>());
             else if (name == "spaceNoticesLost" && value.is_boolean())
                 world_.faults.spaceNoticesLost = value.get<bool>();
             else if (name == "tapDisabled" && value.is_boolean()) {

@@ -127,6 +127,7 @@ std::string checkBody(const std::string& kind, const json& v) {
         for (const char* name : {"tapDisabled", "tapDisabledByUserInput", "tapDead", "screenLocked",
                                  "noWindowServer", "missionControl", "appExpose", "spaceNoticesLost"})
             problems.push_back(field(name, false, Field::boolean));
+        problems.push_back(field("launchLatencyMs", false, Field::time));
         if (v.contains("secureInput") && !v["secureInput"].is_boolean() &&
             !fits(v["secureInput"], Field::pid))
             problems.push_back("fault.secureInput: expected true, false or " + expected(Field::pid));

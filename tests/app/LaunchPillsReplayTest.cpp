@@ -56,6 +56,18 @@ TEST(LaunchPillsReplay, ALostLaunchNotificationEndsInTakingAWhile) {
                                                            "6100 Mail is taking a while", "8600 hidden"}));
 }
 
+TEST(LaunchPillsReplay, TheMachinesLaunchLatencyAddsToTheAppsOwn) {
+    auto events = replay(mailWorld(300), R"(
+- {at: 500, fault: {launchLatencyMs: 1700}}
+- {at: 1000, flags: [rightCommand]}
+- {at: 1100, tap: m}
+- {at: 1300, flags: []}
+- {at: 8000, end: true}
+)");
+    EXPECT_EQ(pillLines(events),
+              (std::vector<std::string>{"2600 Launching Mail", "3100 Mail launched", "4300 hidden"}));
+}
+
 TEST(LaunchPillsReplay, AFastLaunchShowsNoPill) {
     auto events = replay(mailWorld(300), kPressM);
     EXPECT_TRUE(pillLines(events).empty());

@@ -225,6 +225,7 @@ class SimWorld {
     std::string keyboardLayout = "qwerty";
     int osMajorVersion = 15;
     int spaceSwitchLatencyMs = 0;
+    int launchLatencyMs = 0;  // added to every app's own launch delay: a busy machine
     bool bridgedMoveAvailable = true;
 
     ferrow::Signal<WorldChange> changes;

@@ -126,6 +126,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
                       "unknown layout '" + w.keyboardLayout + "' (qwerty, dvorak or azerty)");
     if (!r.number(world, "osMajorVersion", "world", w.osMajorVersion)) return false;
     if (!r.number(world, "spaceSwitchLatencyMs", "world", w.spaceSwitchLatencyMs)) return false;
+    if (!r.number(world, "launchLatencyMs", "world", w.launchLatencyMs)) return false;
     bool dock = false;
     if (!r.boolean(world, "dock", "world", dock)) return false;
     if (dock) w.addDock();
