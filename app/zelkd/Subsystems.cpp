@@ -187,6 +187,7 @@ void Subsystems::makeSpacesIndicator() {
                 if (auto window = stages_->resolve(item)) return window->id;
         return std::nullopt;
     };
+    env.displayUnderPointer = [this] { return iss_->model().displayUnderPointer(); };
     spacesIndicator_ = std::make_unique<spaces::SpacesIndicator>(std::move(env));
     iss_->predictActiveSpace = [this](int index, const std::string& display) {
         spacesIndicator_->predictActiveSpaceAt(index, display);

@@ -75,8 +75,11 @@ void SpacesIndicator::start() {
         }));
     if (env_.observeStages) refreshObservers_.push_back(env_.observeStages([this] { recomputeStageMap(); }));
     // What changes without any event (a Space added in Mission Control) shows within one interval.
-    refreshTimer_ = std::make_unique<ferrow::Repeater>("SpacesIndicator refresh", kRefreshInterval, -1,
-                                                       [this] { refresh(false); });
+    refreshTimer_ =
+        std::make_unique<ferrow::Repeater>("SpacesIndicator refresh", kRefreshInterval, -1, [this] {
+            if (env_.displayUnderPointer) checkCursorDisplay(env_.displayUnderPointer());
+            refresh(false);
+        });
     recomputeStageMap();
     refresh(true);
 }
@@ -92,6 +95,7 @@ void SpacesIndicator::stop() {
     isRecomputingStageMap_ = false;
     predictedActiveSpaceID_.reset();
     predictedActiveSpaceExpiry_.reset();
+    lastCursorDisplayUUID_.reset();
     model_.set(SpacesIndicatorModel{});  // the plain icon
 }
 
@@ -111,6 +115,12 @@ void SpacesIndicator::predictActiveSpaceAt(int index, const std::string& display
         if (index < static_cast<int>(d.spaces.size())) predictActiveSpace(d.spaces[std::size_t(index)].id64);
         return;
     }
+}
+
+void SpacesIndicator::checkCursorDisplay(const std::optional<std::string>& display) {
+    if (!display || display == lastCursorDisplayUUID_) return;
+    lastCursorDisplayUUID_ = display;
+    refresh(false);
 }
 
 void SpacesIndicator::clearPrediction() {

@@ -37,6 +37,8 @@ struct SpacesIndicatorEnvironment {
     // A stage item's live window, if it can be found now.
     std::function<std::optional<std::uint32_t>(const std::string& stageKey, const std::string& itemID)>
         resolveItem;
+    // The identifier of the display under the pointer, checked on each periodic refresh.
+    std::function<std::optional<std::string>()> displayUnderPointer;
 };
 
 // The strip of Spaces in the menu bar: one cell per Space of each display, the current one filled.
@@ -70,6 +72,8 @@ class SpacesIndicator {
     // The system reported its own Space change.
     void clearPrediction();
     void refresh(bool force);
+    // The pointer is over this display now; a different display than last time refreshes.
+    void checkCursorDisplay(const std::optional<std::string>& display);
     // Recomputes which stage lives on which Space (stage activation and saving call it too).
     void recomputeStageMap();
 
@@ -109,6 +113,7 @@ class SpacesIndicator {
     std::map<std::string, CachedItemWindow> resolvedWindowByItemID_;
     ferrow::Observable<SpacesIndicatorModel> model_;
     std::uint64_t renderCount_ = 0;
+    std::optional<std::string> lastCursorDisplayUUID_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
