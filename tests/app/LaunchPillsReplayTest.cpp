@@ -23,6 +23,7 @@ settings:
     return world;
 }
 
+// The launch goes out when the trigger is released, at 1300: the times below count from there.
 const char* kPressM = R"(
 - {at: 1000, flags: [rightCommand]}
 - {at: 1100, tap: m}
@@ -42,7 +43,7 @@ std::vector<std::string> pillLines(const std::vector<json>& events) {
 TEST(LaunchPillsReplay, ASlowLaunchFromAKeyShowsLaunchingThenLaunched) {
     auto events = replay(mailWorld(2000), kPressM);
     EXPECT_EQ(pillLines(events),
-              (std::vector<std::string>{"2600 Launching Mail", "3100 Mail launched", "4300 hidden"}));
+              (std::vector<std::string>{"2800 Launching Mail", "3300 Mail launched", "4500 hidden"}));
     for (auto& e : events)
         if (e["kind"] == "pills" && e["visible"].get<bool>()) {
             EXPECT_EQ(e["pills"][0]["id"], "com.apple.mail");
@@ -65,7 +66,7 @@ TEST(LaunchPillsReplay, TheMachinesLaunchLatencyAddsToTheAppsOwn) {
 - {at: 8000, end: true}
 )");
     EXPECT_EQ(pillLines(events),
-              (std::vector<std::string>{"2600 Launching Mail", "3100 Mail launched", "4300 hidden"}));
+              (std::vector<std::string>{"2800 Launching Mail", "3300 Mail launched", "4500 hidden"}));
 }
 
 TEST(LaunchPillsReplay, AFastLaunchShowsNoPill) {

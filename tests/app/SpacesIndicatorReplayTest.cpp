@@ -3,7 +3,7 @@
 namespace zelk::testing {
 namespace {
 
-// Two displays; Safari fills Space 2 of the first in full screen.
+// Two displays; Safari, whose letter is s, fills Space 2 of the first in full screen.
 const char* kTwoDisplays = R"(
 displays:
   - id: 1
@@ -45,7 +45,7 @@ TEST(SpacesIndicatorReplay, TheStripIsTracedAtStartAndOnEachChange) {
 - {at: 5000, end: true}
 )");
     EXPECT_EQ(stripLines(events),
-              (std::vector<std::string>{"0 [1] · 2 | 3 [4]", "1000 1 · [2] | 3 [4]", "2000 1 · [2] | [3] 4",
+              (std::vector<std::string>{"0 [1] s 2 | 3 [4]", "1000 1 s [2] | 3 [4]", "2000 1 s [2] | [3] 4",
                                         "3000 [2] | [3]", "4000 "}));
     for (auto& e : events)
         if (e["kind"] == "spaces" && e["t"] == 0) {
@@ -68,8 +68,8 @@ TEST(SpacesIndicatorReplay, TheReadableTraceHasOneLinePerRender) {
                                         options, error),
               0)
         << error;
-    EXPECT_NE(text.str().find("spaces [1] · 2 | 3 [4]"), std::string::npos) << text.str();
-    EXPECT_NE(text.str().find("spaces 1 · [2] | 3 [4]"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find("spaces [1] s 2 | 3 [4]"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find("spaces 1 s [2] | 3 [4]"), std::string::npos) << text.str();
 }
 
 }  // namespace
