@@ -53,8 +53,8 @@ TEST(LaunchPillsReplay, ASlowLaunchFromAKeyShowsLaunchingThenLaunched) {
 
 TEST(LaunchPillsReplay, ALostLaunchNotificationEndsInTakingAWhile) {
     auto events = replay(mailWorld(3000, true), kPressM);
-    EXPECT_EQ(pillLines(events), (std::vector<std::string>{"2600 Launching Mail",
-                                                           "6100 Mail is taking a while", "8600 hidden"}));
+    EXPECT_EQ(pillLines(events), (std::vector<std::string>{"2800 Launching Mail",
+                                                           "6300 Mail is taking a while", "8800 hidden"}));
 }
 
 TEST(LaunchPillsReplay, TheMachinesLaunchLatencyAddsToTheAppsOwn) {
