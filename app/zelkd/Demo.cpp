@@ -109,7 +109,22 @@ const std::string& demoScript() {
 - {at: 25600, command: {command: expose, mode: show}}
 - {at: 26000, tap: rightArrow}
 - {at: 26500, tap: escape}
-- {at: 27000, end: true}
+# The strip of Spaces in the menu bar: the user Spaces of both displays numbered in one count, Spotify's
+# full-screen Space by its letter (or a dot without one), the current Space of each display filled.
+- {at: 27500, setting: {spaceMode: multi}}
+- {at: 27600, setting: {showSpacesIndicator: true}}
+- {at: 27800, switchSpace: {display: 1, space: 2}}
+# On a busy machine an app takes a while to start: after 1.5 s a pill says it is launching, then that
+# it launched.
+- {at: 28000, fault: {launchLatencyMs: 2500}}
+- {at: 28100, flags: [rightCommand]}
+- {at: 28200, tap: space}
+- {at: 28300, flags: []}
+- {at: 28400, tap: s}
+- {at: 28450, tap: l}
+- {at: 28500, tap: a}
+- {at: 28700, tap: return}
+- {at: 33000, end: true}
 )YAML";
     return text;
 }

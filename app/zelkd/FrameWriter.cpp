@@ -1,5 +1,6 @@
 #include "FrameWriter.h"
 
+#include <cairo.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -82,15 +83,33 @@ void FrameWriter::add(const sim::SimWorld& world, const osd::OSDModel& model, do
     // A frame when the picture of the panel changes: hidden states all look alike.
     std::string key =
         model.visibility.visible() ? osd::describe(model) + model.look.toJson().dump() : "hidden";
+    lastModel_ = model;
     if (key == lastKey_) return;
     lastKey_ = key;
+    write(world, model, atMs, osd::describe(model));
+}
+
+void FrameWriter::addOverlayChange(const sim::SimWorld& world, const std::string& caption, double atMs) {
+    write(world, lastModel_.value_or(osd::OSDModel{}), atMs, caption);
+}
+
+void FrameWriter::write(const sim::SimWorld& world, const osd::OSDModel& model, double atMs,
+                        std::string caption) {
     auto picture = pictureOf(world);
     Rect all = picture.bounds();
     draw::ImageSurface surface(int(std::ceil(all.width * kScale)), int(std::ceil(all.height * kScale)));
     draw::drawDesktop(surface, picture, model, kScale);
+    if (overlay_) {
+        cairo_t* cr = surface.context();
+        cairo_save(cr);
+        cairo_scale(cr, kScale, kScale);
+        cairo_translate(cr, -all.x, -all.y);
+        overlay_(surface);
+        cairo_restore(cr);
+    }
     std::string file = fmt::format("frame-{:04}.png", frames_.size() + 1);
     surface.writePNG(dir_ / file);
-    frames_.push_back({file, atMs, osd::describe(model)});
+    frames_.push_back({file, atMs, std::move(caption)});
 }
 
 void FrameWriter::addOverview(const sim::SimWorld& world, const draw::OverviewPicture& picture,

@@ -7,8 +7,13 @@
 #include "OverviewService.h"
 #include "Subsystems.h"
 #include "TraceRecorder.h"
+#include "companions/LaunchMonitor.h"
 #include "input/OSDController.h"
 #include "platform/Platform.h"
+#include "platform/draw/LaunchPillPainter.h"
+#include "platform/draw/SpacesIndicatorPainter.h"
+#include "spaces/SpacesIndicator.h"
+#include "support/Format.h"
 #include "support/Log.h"
 #include "support/MainQueue.h"
 
@@ -124,6 +129,12 @@ class EventApplier {
                 world_.faults.axTimeout.erase(value.get<std::string>());
             else if (name == "launchFails" && value.is_string())
                 world_.faults.launchFails.insert(value.get<std::string>());
+            else if (name == "launchNoticeLost" && value.is_string())
+                world_.faults.launchNoticeLost.insert(value.get<std::string>());
+            else if (name == "launchLatencyMs" && value.is_number())
+                world_.launchLatencyMs = static_cast<int>(value.get<double>());
+            else if (name == "spaceNoticesLost" && value.is_boolean())
+                world_.faults.spaceNoticesLost = value.get<bool>();
             else if (name == "tapDisabled" && value.is_boolean()) {
                 if (value.get<bool>()) desktop_.eventTap().disableBySystem(false);
             } else if (name == "tapDisabledByUserInput" && value.is_boolean()) {
@@ -203,6 +214,53 @@ static ferrow::Subscription recordOverview(Agent& agent, TraceRecorder& trace) {
     });
 }
 
+ferrow::Subscription recordSpacesIndicator(Agent& agent, TraceRecorder& trace) {
+    return agent.subsystems().spacesIndicator().model().subscribe(
+        [&trace](const spaces::SpacesIndicatorModel& m) {
+            json cells = json::array();
+            for (const auto& c : m.cells) {
+                json cell{{"text", c.text()}, {"filled", c.isCurrent}, {"display", c.display}};
+                if (c.isStage) cell["stage"] = true;
+                cells.push_back(std::move(cell));
+            }
+            trace.record({{"kind", "spaces"},
+                          {"enabled", m.enabled},
+                          {"cells", std::move(cells)},
+                          {"text", spaces::describeIndicator(m.cells)}});
+        });
+}
+
+ferrow::Subscription recordLaunchPills(Agent& agent, TraceRecorder& trace) {
+    return agent.subsystems().launchMonitor().model().subscribe([&trace](
+                                                                    const companions::LaunchPillsModel& m) {
+        json pills = json::array();
+        std::vector<std::string> texts;
+        for (const auto& p : m.pills) {
+            pills.push_back(
+                {{"id", p.id}, {"phase", companions::phaseName(p.phase)}, {"text", companions::pillText(p)}});
+            texts.push_back(companions::pillText(p));
+        }
+        json event{{"kind", "pills"}, {"visible", m.visible}, {"pills", std::move(pills)}};
+        if (m.visible) event["frame"] = {m.frame.x, m.frame.y, m.frame.width, m.frame.height};
+        event["text"] = ferrow::join(texts, "; ");
+        trace.record(std::move(event));
+    });
+}
+
+// The strip in the first display's menu bar and the launch pills, over the desktop in the frames.
+void drawSurfacesBesidePanel(FrameWriter& frames, Agent& agent, const sim::SimWorld& world) {
+    auto& indicator = agent.subsystems().spacesIndicator().model();
+    auto& pills = agent.subsystems().launchMonitor().model();
+    frames.setOverlay([&indicator, &pills, &world](draw::Surface& surface) {
+        if (!world.displays().empty()) {
+            const auto& d = world.displays().front();
+            draw::drawSpacesIndicator(surface, indicator.get(),
+                                      draw::spacesIndicatorOrigin(indicator.get(), d.frame, d.menuBarHeight));
+        }
+        draw::drawLaunchPills(surface, pills.get());
+    });
+}
+
 int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYaml,
                       const ReplayOptions& options, std::string& error) {
     ReplayScript script;
@@ -244,17 +302,34 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
         Agent agent;
         auto panelTrace = recordPanel(agent, trace);
         auto overviewTrace = recordOverview(agent, trace);
-        ferrow::Subscription panelFrames, overviewFrames;
-        if (frames)
+        auto spacesTrace = recordSpacesIndicator(agent, trace);
+        auto pillsTrace = recordLaunchPills(agent, trace);
+        ferrow::Subscription panelFrames, overviewFrames, spacesFrames, pillsFrames;
+        if (frames) {
             panelFrames = agent.panel().changed.subscribe(
                 [&](const osd::OSDModel& m) { frames->add(desktop.world(), m, trace.elapsedMs()); });
-        if (frames)
             overviewFrames = agent.subsystems().overview().manager().changed.subscribe([&] {
                 auto& m = agent.subsystems().overview().manager();
                 if (m.isVisible())
                     frames->addOverview(desktop.world(), overviewPicture(m), overviewEvent(m)["text"],
                                         trace.elapsedMs());
             });
+            drawSurfacesBesidePanel(*frames, agent, desktop.world());
+            auto redraw = [&](const std::string& caption) {
+                frames->addOverlayChange(desktop.world(), caption, trace.elapsedMs());
+            };
+            spacesFrames = agent.subsystems().spacesIndicator().model().subscribe(
+                [redraw](const spaces::SpacesIndicatorModel& m) {
+                    redraw("spaces " + spaces::describeIndicator(m.cells));
+                });
+            pillsFrames = agent.subsystems().launchMonitor().model().subscribe(
+                [redraw](const companions::LaunchPillsModel& m) {
+                    std::vector<std::string> texts;
+                    for (const auto& p : m.pills)
+                        texts.push_back(companions::pillText(p));
+                    redraw("pills " + (texts.empty() ? std::string("hidden") : ferrow::join(texts, "; ")));
+                });
+        }
         agent.start();
         EventApplier applier(desktop, agent, trace);
         for (const auto& event : script.events) {

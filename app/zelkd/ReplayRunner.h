@@ -16,6 +16,10 @@ class TraceRecorder;
 
 // Writes each change of the panel's model to the trace as a `panel` event.
 ferrow::Subscription recordPanel(Agent& agent, TraceRecorder& trace);
+// Writes each render of the Spaces strip as a `spaces` event, and each change of the launch pills as
+// a `pills` event.
+ferrow::Subscription recordSpacesIndicator(Agent& agent, TraceRecorder& trace);
+ferrow::Subscription recordLaunchPills(Agent& agent, TraceRecorder& trace);
 
 struct ReplayOptions {
     std::ostream* jsonTrace = nullptr;  // JSON lines

@@ -122,11 +122,12 @@ std::string checkBody(const std::string& kind, const json& v) {
     else if (kind == "pointer" || kind == "click")
         problems = {field("x", true, Field::coordinate), field("y", true, Field::coordinate)};
     else if (kind == "fault") {
-        for (const char* name : {"axTimeout", "axRecover", "launchFails", "overlay"})
+        for (const char* name : {"axTimeout", "axRecover", "launchFails", "launchNoticeLost", "overlay"})
             problems.push_back(field(name, false, Field::text));
         for (const char* name : {"tapDisabled", "tapDisabledByUserInput", "tapDead", "screenLocked",
-                                 "noWindowServer", "missionControl", "appExpose"})
+                                 "noWindowServer", "missionControl", "appExpose", "spaceNoticesLost"})
             problems.push_back(field(name, false, Field::boolean));
+        problems.push_back(field("launchLatencyMs", false, Field::time));
         if (v.contains("secureInput") && !v["secureInput"].is_boolean() &&
             !fits(v["secureInput"], Field::pid))
             problems.push_back("fault.secureInput: expected true, false or " + expected(Field::pid));

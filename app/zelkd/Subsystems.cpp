@@ -9,6 +9,7 @@
 #include <map>
 
 #include "apps/AppManager.h"
+#include "companions/LaunchMonitor.h"
 #include "companions/PointerFollower.h"
 #include "config/Settings.h"
 #include "config/SettingsCatalogue.h"
@@ -17,9 +18,10 @@
 #include "platform/Platform.h"
 #include "search/Graphemes.h"
 #include "spaces/ISSManager.h"
-#include "stages/StageService.h"
 #include "spaces/SpaceNumbering.h"
+#include "spaces/SpacesIndicator.h"
 #include "spaces/WindowMover.h"
+#include "stages/StageService.h"
 #include "support/Log.h"
 #include "windows/AppWindowKeys.h"
 #include "windows/WindowKeyAssignments.h"
@@ -134,6 +136,57 @@ Subsystems::Subsystems() {
     attachStageHooks();
     mover_ = std::make_unique<spaces::WindowMover>(*windows_, p);
     followPointer();
+    makeSpacesIndicator();
+    makeLaunchMonitor();
+}
+
+void Subsystems::makeSpacesIndicator() {
+    auto& p = platform::Platform::current();
+    spaces::SpacesIndicatorEnvironment env;
+    env.server = p.windowServer;
+    env.workspace = p.workspace;
+    env.settings = &Settings::shared();
+    env.keyForProcess = [this](std::int32_t pid) -> std::string {
+        auto process = workspace().runningApp(pid);
+        if (!process) return "";
+        if (auto* a = apps().assignmentForBundleIdentifier(process->bundleID)) return a->key;
+        auto app = apps().launchableAppFor(*process);
+        auto* dynamic = app ? apps().dynamicAssignmentForIdentifier(app->identifier()) : nullptr;
+        return dynamic ? dynamic->key : "";
+    };
+    env.stages = [this] {
+        std::vector<spaces::IndicatorStage> list;
+        for (const auto& stage : stages_->store().stages()) {
+            spaces::IndicatorStage s{stage.key, stage.spaceID, {}};
+            for (const auto& item : stage.items)
+                s.itemIDs.push_back(item.id);
+            list.push_back(std::move(s));
+        }
+        return list;
+    };
+    env.observeStages = [this](std::function<void()> changed) {
+        return stages_->store().changed().subscribe([changed = std::move(changed)] { changed(); });
+    };
+    env.resolveItem = [this](const std::string& key,
+                             const std::string& itemID) -> std::optional<std::uint32_t> {
+        const auto* stage = stages_->store().stage(key);
+        if (!stage) return std::nullopt;
+        for (const auto& item : stage->items)
+            if (item.id == itemID)
+                if (auto window = stages_->resolve(item)) return window->id;
+        return std::nullopt;
+    };
+    env.displayUnderPointer = [this] { return iss_->model().displayUnderPointer(); };
+    spacesIndicator_ = std::make_unique<spaces::SpacesIndicator>(std::move(env));
+    iss_->predictActiveSpace = [this](int index, const std::string& display) {
+        spacesIndicator_->predictActiveSpaceAt(index, display);
+    };
+}
+
+void Subsystems::makeLaunchMonitor() {
+    auto& p = platform::Platform::current();
+    launchMonitor_ = std::make_unique<companions::LaunchMonitor>(p.workspace, p.screens);
+    apps().launcher().launchStarted = [this](const apps::LaunchableApp& app) { launchMonitor_->track(app); };
 }
 
 // The pointer follows window focus, app activation and Space switches.
@@ -161,6 +214,9 @@ void Subsystems::followPointer() {
 Subsystems::~Subsystems() {
     subscriptions_.clear();
     overview_.reset();
+    if (iss_) iss_->predictActiveSpace = nullptr;
+    launchMonitor_.reset();
+    spacesIndicator_.reset();
     companions::PointerFollower::reset();
     stages_.reset();
     search_.reset();
@@ -308,6 +364,8 @@ void Subsystems::start() {
     };
     windows_->start();
     search_->start();
+    // Last in the start-up order: the strip reads the catalogue's keys.
+    spacesIndicator_->setEnabledFromSettings();
 }
 
 RoutingServices Subsystems::routingServices() {

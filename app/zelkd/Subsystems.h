@@ -22,7 +22,11 @@ class AppManager;
 namespace zelk::spaces {
 class ISSManager;
 class WindowMover;
+class SpacesIndicator;
 }  // namespace zelk::spaces
+namespace zelk::companions {
+class LaunchMonitor;
+}
 namespace zelk::windows {
 class AppWindowKeys;
 class WindowKeyAssignmentRunner;
@@ -60,6 +64,8 @@ class Subsystems {
     OverviewService& overview() { return *overview_; }
     void setOverview(std::unique_ptr<OverviewService> overview);
     spaces::WindowMover& mover() { return *mover_; }
+    spaces::SpacesIndicator& spacesIndicator() { return *spacesIndicator_; }
+    companions::LaunchMonitor& launchMonitor() { return *launchMonitor_; }
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
@@ -86,6 +92,10 @@ class Subsystems {
     void wireSpaceMoves(RoutingServices& services);
     void addSpaceCommands(command::ManagerProviders& providers);
     void numberSpacesForStatus(command::StatusProviders& providers);
+    // The strip of Spaces hears this program's switches before they happen.
+    void makeSpacesIndicator();
+    // Launches of apps that weren't running are watched for the launch pills.
+    void makeLaunchMonitor();
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
@@ -107,6 +117,8 @@ class Subsystems {
     std::unique_ptr<SearchService> search_;
     std::unique_ptr<OverviewService> overview_;
     std::unique_ptr<stages::StageService> stages_;
+    std::unique_ptr<spaces::SpacesIndicator> spacesIndicator_;
+    std::unique_ptr<companions::LaunchMonitor> launchMonitor_;
     windows::WindowKeyWalk windowKeyWalk_;  // repeated presses of a shared window key in one hold
     std::vector<ferrow::Subscription> subscriptions_;
     bool started_ = false;

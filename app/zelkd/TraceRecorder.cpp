@@ -308,6 +308,12 @@ std::string TraceRecorder::describe(const json& e) const {
         if (e.contains("text")) return "panel  " + e.value("text", "");
         return e.value("visible", false) ? "panel  " + e.value("view", "") + " shown" : "panel  hidden";
     }
+    if (kind == "spaces") {
+        if (!e.value("enabled", false)) return "spaces strip off";
+        std::string text = e.value("text", "");
+        return "spaces " + (text.empty() ? std::string("no Spaces") : text);
+    }
+    if (kind == "pills") return e.value("visible", false) ? "pills  " + e.value("text", "") : "pills  hidden";
     if (kind == "reply") {
         const json& r = e["response"];
         if (r.value("ok", false)) {

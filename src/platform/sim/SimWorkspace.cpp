@@ -284,8 +284,10 @@ void SimWorkspace::onChange(const WorldChange& c) {
             } else {
                 launchIdentity_.erase(c.pid);
             }
-            appEvent(c.kind == K::appRunning ? WorkspaceEventKind::didLaunch
-                                             : WorkspaceEventKind::didTerminate);
+            // A lost launch notice: the app runs, but nobody hears that it launched.
+            if (c.kind == K::terminate || !world_.faults.launchNoticeLost.count(c.bundleID))
+                appEvent(c.kind == K::appRunning ? WorkspaceEventKind::didLaunch
+                                                 : WorkspaceEventKind::didTerminate);
             WorkspaceEvent e{WorkspaceEventKind::runningApplicationsChanged};
             e.oldApps = lastRunning_;
             e.newApps = world_.runningApps();
@@ -310,7 +312,8 @@ void SimWorkspace::onChange(const WorldChange& c) {
             appEvent(WorkspaceEventKind::didUnhide);
             break;
         case K::space:
-            post(WorkspaceEvent{WorkspaceEventKind::activeSpaceDidChange});
+            if (!world_.faults.spaceNoticesLost)
+                post(WorkspaceEvent{WorkspaceEventKind::activeSpaceDidChange});
             break;
         case K::screens:
             post(WorkspaceEvent{WorkspaceEventKind::screenParametersChanged});

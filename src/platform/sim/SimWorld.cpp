@@ -501,7 +501,7 @@ bool SimWorld::launch(const std::string& bundleID, bool activates,
     if (done) pending.waiters.push_back(std::move(done));
     if (a->launching) return true;
     a->launching = true;
-    ferrow::mainAsyncAfter(a->launchDelayMs, [this, bundleID] {
+    ferrow::mainAsyncAfter(a->launchDelayMs + launchLatencyMs, [this, bundleID] {
         PendingLaunch launch = std::move(pendingLaunches_[bundleID]);
         pendingLaunches_.erase(bundleID);
         bool activates = launch.activates;

@@ -132,7 +132,9 @@ struct Faults {
     std::optional<std::int32_t> secureInputPID;
     bool screenLocked = false;
     bool noWindowServer = false;
-    bool eventDataFails = false;  // events can't be turned into or made from their binary form
+    bool eventDataFails = false;             // events can't be turned into or made from their binary form
+    std::set<std::string> launchNoticeLost;  // bundle ids that run without the launch notification
+    bool spaceNoticesLost = false;           // Space changes happen without the active-Space notification
 };
 
 // How the window server pictures windows. Pixels are a pure function of a window's id, title and
@@ -262,6 +264,7 @@ class SimWorld {
     // A new user Space at the end of the display's list; its id, 0 for no such display.
     std::uint64_t addSpace(std::size_t displayIndex);
     int spaceSwitchLatencyMs = 0;
+    int launchLatencyMs = 0;  // added to every app's own launch delay: a busy machine
     bool bridgedMoveAvailable = true;
 
     ferrow::Signal<WorldChange> changes;

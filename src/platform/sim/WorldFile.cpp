@@ -189,6 +189,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         if (!r.boolean(mc, "addButton", "missionControl", options.addButton)) return false;
         if (!r.boolean(mc, "thumbnails", "missionControl", options.thumbnails)) return false;
     }
+    if (!r.number(world, "launchLatencyMs", "world", w.launchLatencyMs)) return false;
     bool dock = false;
     if (!r.boolean(world, "dock", "world", dock)) return false;
     if (dock) w.addDock();
@@ -382,7 +383,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
     if (world.contains("faults") && !world["faults"].is_null()) {
         const json& faults = world["faults"];
         if (!faults.is_object()) return r.fail("faults", "expected a mapping");
-        for (const char* name : {"axTimeout", "launchFails"}) {
+        for (const char* name : {"axTimeout", "launchFails", "launchNoticeLost"}) {
             json list = faults.value(name, json::array());
             if (list.is_null()) continue;
             if (!list.is_array())
@@ -390,7 +391,10 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
             for (std::size_t i = 0; i < list.size(); ++i) {
                 if (!list[i].is_string())
                     return r.fail(fmt::format("faults.{}[{}]", name, i), "expected a bundle id");
-                (std::string(name) == "axTimeout" ? w.faults.axTimeout : w.faults.launchFails)
+                const std::string n = name;
+                (n == "axTimeout"     ? w.faults.axTimeout
+                 : n == "launchFails" ? w.faults.launchFails
+                                      : w.faults.launchNoticeLost)
                     .insert(list[i].get<std::string>());
             }
         }
