@@ -7,6 +7,7 @@
 #include "platform/Platform.h"
 #include "spaces/ISSManager.h"
 #include "spaces/SpaceNumbering.h"
+#include "spaces/SpacesIndicator.h"
 #include "spaces/WindowMover.h"
 #include "stages/StageService.h"
 #include "windows/WindowManager.h"
@@ -31,6 +32,10 @@ void Subsystems::wireSpaceMoves(RoutingServices& s) {
     };
     s.moveFocusedWindowAdjacent = [this](int delta) {
         return mover_->moveFocusedWindowToAdjacentSpace(delta) == spaces::MoveResult::moved;
+    };
+    // A move changes what the strip of Spaces shows (a stage's Space, a Space made anew).
+    mover_->movesChanged = [this] {
+        if (spacesIndicator_) spacesIndicator_->refresh(false);
     };
     s.moveActiveStageToSpace = [this](int digit) {
         return mover_->moveActiveStageWindowsToSpace(digit) == spaces::MoveResult::moved;
