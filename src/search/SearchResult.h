@@ -32,6 +32,7 @@ struct SearchWindow {
 
 // One recently closed window, as the closed-window list keeps it.
 struct ClosedWindowEntry {
+    std::string id;  // the entry's identity in the list, by which it is reopened
     std::string bundleIdentifier;
     std::string title;
     std::string appName;  // the record's own name, used when the catalogue no longer knows the app
