@@ -5,6 +5,7 @@
 #include "command/BuiltinCommands.h"
 #include "command/ManagerCommands.h"
 #include "command/StageCommands.h"
+#include "companions/TactoraPayload.h"
 #include "input/OSDController.h"
 #include "input/RoutingServices.h"
 #include "input/SelectionActions.h"
@@ -32,12 +33,16 @@ class WindowMinimizer;
 namespace zelk::stages {
 class StageService;
 }
+namespace zelk::companions {
+class TactoraManager;
+}
 
 namespace zelk::agent {
 
 // The long-lived managers of this build, created on the installed platform, and what the router and
 // the command service reach through them.
 class SearchService;
+class RecentlyClosedService;
 
 class Subsystems {
   public:
@@ -54,6 +59,8 @@ class Subsystems {
     windows::WindowManager& windows() { return *windows_; }
     spaces::ISSManager& iss() { return *iss_; }
     SearchService& search() { return *search_; }
+    RecentlyClosedService& recentlyClosed() { return *recentlyClosed_; }
+    companions::TactoraManager& companion() { return *companion_; }
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
@@ -71,6 +78,10 @@ class Subsystems {
 
   private:
     void followPointer();
+    void keepClosedWindows();
+    // The companion keyboard follows the app trigger and the bindings.
+    void wireCompanion();
+    companions::TactoraBindingInputs companionBindingInputs();
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
@@ -89,6 +100,8 @@ class Subsystems {
     std::unique_ptr<windows::WindowManager> windows_;
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
     std::unique_ptr<SearchService> search_;
+    std::unique_ptr<RecentlyClosedService> recentlyClosed_;
+    std::unique_ptr<companions::TactoraManager> companion_;
     std::unique_ptr<stages::StageService> stages_;
     windows::WindowKeyWalk windowKeyWalk_;  // repeated presses of a shared window key in one hold
     std::vector<ferrow::Subscription> subscriptions_;
