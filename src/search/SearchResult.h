@@ -32,11 +32,11 @@ struct SearchWindow {
 
 // One recently closed window, as the closed-window list keeps it.
 struct ClosedWindowEntry {
-    std::string id;  // the entry's identity in the list, by which it is reopened
     std::string bundleIdentifier;
     std::string title;
     std::string appName;  // the record's own name, used when the catalogue no longer knows the app
     std::string age;      // how long ago, as the record words it
+    std::string id;       // the entry's identity in the list, by which it is reopened
     bool operator==(const ClosedWindowEntry&) const = default;
 };
 
