@@ -5,6 +5,7 @@
 #include "AppPanelCycle.h"
 #include "DebugService.h"
 #include "OverviewService.h"
+#include "RecentlyClosedService.h"
 #include "SearchService.h"
 #include "Subsystems.h"
 #include "TabCycleService.h"
@@ -86,6 +87,7 @@ void Agent::makeTabCycle() {
     tabCycle_ =
         std::make_unique<TabCycleService>(subsystems_->windows(), *router_, [this] { return panel_.get(); });
     tabCycle_->wire(InputManager::shared());
+    wireClosedRows();
     tabCycle_->setActiveStage([this]() -> std::optional<tabcycle::StageMembers> {
         auto& directory = subsystems_->stages().directory();
         const auto& key = directory.activeStageKey();
@@ -278,6 +280,14 @@ void Agent::dropConfigFolder() {
     delegate_->flushConfigHook = nullptr;
     subsystems_->search().learning().writeCacheNow = nullptr;
     config_.reset();
+}
+
+void Agent::wireClosedRows() {
+    auto* closed = &subsystems_->recentlyClosed();
+    tabCycle_->setRecentlyClosed(
+        {[closed] { return closed->tabCycleRows(); },
+         [closed](const std::string& uuid) { return closed->list().reopenRecentlyClosedWindow(uuid); },
+         [closed](const std::string& uuid) { closed->list().removeRecentlyClosedWindow(uuid); }});
 }
 
 nlohmann::ordered_json Agent::handleCommand(const nlohmann::json& request) {

@@ -75,6 +75,8 @@ class Agent {
     void unwirePanel();
     // The tab cycle is made before the panel that lists it, and hooked to the trigger state.
     void makeTabCycle();
+    // The tab cycle offers recently closed windows and reopens or forgets them.
+    void wireClosedRows();
     std::unique_ptr<TabCycleService> tabCycle_;
     std::unique_ptr<SelectionActions> selection_;
     void wireSelectionActions();

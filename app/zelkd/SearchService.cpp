@@ -189,6 +189,7 @@ search::SearchWorld SearchService::gatherWorld() {
         if (!placed.count(&mw)) order.push_back(&mw);
     for (const auto* mw : order)
         w.openWindows.push_back({mw->id, mw->title, mw->bundleIdentifier, mw->isFocused, "", mw->appName});
+    if (closedEntries_) w.closedWindows = closedEntries_();
     return w;
 }
 
@@ -249,8 +250,8 @@ bool SearchService::commitSelection(bool chosenRow) {
             windows_.focusWindow(row->window().id);
             return true;
         case search::SearchResultKind::closedWindow:
-            Log::info("search commit: {} \"{}\" can't be reopened yet", kindName(row->kind),
-                      row->closed().title);
+            Log::info("search commit: {} \"{}\" query=\"{}\"", kindName(row->kind), row->closed().title, q);
+            if (reopenClosed_) reopenClosed_(row->closed().id);
             return true;
     }
     return false;

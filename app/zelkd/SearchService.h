@@ -1,4 +1,5 @@
 #pragma once
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,6 +59,16 @@ class SearchService {
     bool pinSelection(const std::string& query);
     std::optional<RoutedApp> learnedAppFor(const std::string& query);
 
+    // Where the closed-window rows come from and how one is reopened; the rows are read again after
+    // `closedWindowsChanged`.
+    void setRecentlyClosed(std::function<std::vector<search::ClosedWindowEntry>()> entries,
+                           std::function<bool(const std::string& id)> reopen) {
+        closedEntries_ = std::move(entries);
+        reopenClosed_ = std::move(reopen);
+        invalidate();
+    }
+    void closedWindowsChanged() { invalidate(); }
+
   private:
     void invalidate() { dirty_ = true; }
     search::SearchWorld gatherWorld();
@@ -78,6 +89,8 @@ class SearchService {
     search::SearchSession session_;
     search::QueryLearning learning_;
     std::vector<ferrow::Subscription> subscriptions_;
+    std::function<std::vector<search::ClosedWindowEntry>()> closedEntries_;
+    std::function<bool(const std::string& id)> reopenClosed_;
 };
 
 }  // namespace zelk::agent

@@ -1,6 +1,7 @@
 #include "Subsystems.h"
 
 #include "OverviewService.h"
+#include "RecentlyClosedService.h"
 #include "SearchService.h"
 
 #include <fmt/format.h>
@@ -11,6 +12,7 @@
 #include "apps/AppManager.h"
 #include "companions/LaunchMonitor.h"
 #include "companions/PointerFollower.h"
+#include "companions/TactoraManager.h"
 #include "config/Settings.h"
 #include "config/SettingsCatalogue.h"
 #include "input/AppDelegate.h"
@@ -138,6 +140,7 @@ Subsystems::Subsystems() {
     followPointer();
     makeSpacesIndicator();
     makeLaunchMonitor();
+    keepClosedWindows();
 }
 
 void Subsystems::makeSpacesIndicator() {
@@ -189,6 +192,16 @@ void Subsystems::makeLaunchMonitor() {
     apps().launcher().launchStarted = [this](const apps::LaunchableApp& app) { launchMonitor_->track(app); };
 }
 
+// Windows that close are kept for reopening; search lists them.
+void Subsystems::keepClosedWindows() {
+    recentlyClosed_ = std::make_unique<RecentlyClosedService>(*windows_);
+    auto* closed = recentlyClosed_.get();
+    search_->setRecentlyClosed(
+        [closed] { return closed->searchEntries(); },
+        [closed](const std::string& id) { return closed->list().reopenRecentlyClosedWindow(id); });
+    subscriptions_.push_back(closed->list().changed.subscribe([this] { search_->closedWindowsChanged(); }));
+}
+
 // The pointer follows window focus, app activation and Space switches.
 void Subsystems::followPointer() {
     using companions::PointerFollower;
@@ -218,6 +231,9 @@ Subsystems::~Subsystems() {
     launchMonitor_.reset();
     spacesIndicator_.reset();
     companions::PointerFollower::reset();
+    InputManager::shared().companionKeyUsedHook = nullptr;
+    companion_.reset();
+    recentlyClosed_.reset();
     stages_.reset();
     search_.reset();
     mover_.reset();
@@ -366,6 +382,54 @@ void Subsystems::start() {
     search_->start();
     // Last in the start-up order: the strip reads the catalogue's keys.
     spacesIndicator_->setEnabledFromSettings();
+    wireCompanion();
+}
+
+companions::TactoraBindingInputs Subsystems::companionBindingInputs() {
+    companions::TactoraBindingInputs in;
+    in.bindingsOf = [this](const std::string& key) {
+        std::vector<companions::TactoraBinding> list;
+        auto add = [&](const apps::AppKeyAssignment* a, bool isStatic) {
+            if (a && a->app)
+                list.push_back({a->app->bundleIdentifier(), isStatic, apps().isRunning(*a->app)});
+        };
+        add(apps().assignmentForKey(key), true);
+        add(apps().dynamicAssignmentForKey(key), false);
+        return list;
+    };
+    if (auto info = iss_->spaceInfo(iss_->model().displayUnderPointer())) in.spaceCount = info->spaceCount;
+    const auto& focused = windows_->focusedWindow();
+    for (std::uint32_t id : windows_->windowMRU()) {
+        if (focused && id == focused->id) continue;
+        if (auto w = windows_->tracker().window(id)) {
+            in.previousWindowBundleID = w->bundleIdentifier;
+            break;
+        }
+    }
+    return in;
+}
+
+void Subsystems::wireCompanion() {
+    auto& p = platform::Platform::current();
+    companions::TactoraManager::Sources sources;
+    sources.notifications = p.notifications;
+    sources.workspace = p.workspace;
+    sources.bindingInputs = [this] { return companionBindingInputs(); };
+    sources.hideOSD = [] { InputManager::shared().hideOSD(); };
+    std::error_code ec;
+    sources.temporaryDirectory = std::filesystem::temp_directory_path(ec);
+    companion_ = std::make_unique<companions::TactoraManager>(Settings::shared(), std::move(sources));
+    companion_->start();
+    auto* companion = companion_.get();
+    subscriptions_.push_back(InputManager::shared().appTriggerKeysPressed.subscribe([companion](bool held) {
+        if (held)
+            companion->hold();
+        else
+            companion->triggerReleased();
+    }));
+    InputManager::shared().companionKeyUsedHook = [companion] { companion->keyActed(); };
+    subscriptions_.push_back(
+        apps().assignmentsChanged.subscribe([companion] { companion->bindingsChanged(); }));
 }
 
 RoutingServices Subsystems::routingServices() {

@@ -5,6 +5,7 @@
 #include "command/BuiltinCommands.h"
 #include "command/ManagerCommands.h"
 #include "command/StageCommands.h"
+#include "companions/TactoraPayload.h"
 #include "input/OSDController.h"
 #include "input/RoutingServices.h"
 #include "input/SelectionActions.h"
@@ -37,6 +38,9 @@ class WindowMinimizer;
 namespace zelk::stages {
 class StageService;
 }
+namespace zelk::companions {
+class TactoraManager;
+}
 
 namespace zelk::agent {
 
@@ -44,6 +48,7 @@ namespace zelk::agent {
 // the command service reach through them.
 class SearchService;
 class OverviewService;
+class RecentlyClosedService;
 
 class Subsystems {
   public:
@@ -66,6 +71,8 @@ class Subsystems {
     spaces::WindowMover& mover() { return *mover_; }
     spaces::SpacesIndicator& spacesIndicator() { return *spacesIndicator_; }
     companions::LaunchMonitor& launchMonitor() { return *launchMonitor_; }
+    RecentlyClosedService& recentlyClosed() { return *recentlyClosed_; }
+    companions::TactoraManager& companion() { return *companion_; }
 
     RoutingServices routingServices();
     command::ManagerProviders commandProviders();
@@ -96,6 +103,10 @@ class Subsystems {
     void makeSpacesIndicator();
     // Launches of apps that weren't running are watched for the launch pills.
     void makeLaunchMonitor();
+    void keepClosedWindows();
+    // The companion keyboard follows the app trigger and the bindings.
+    void wireCompanion();
+    companions::TactoraBindingInputs companionBindingInputs();
     // Rebuilds the window rows and their keys, and the keys the window trigger catches.
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
@@ -116,6 +127,8 @@ class Subsystems {
     std::unique_ptr<windows::WindowMinimizer> minimizer_;
     std::unique_ptr<SearchService> search_;
     std::unique_ptr<OverviewService> overview_;
+    std::unique_ptr<RecentlyClosedService> recentlyClosed_;
+    std::unique_ptr<companions::TactoraManager> companion_;
     std::unique_ptr<stages::StageService> stages_;
     std::unique_ptr<spaces::SpacesIndicator> spacesIndicator_;
     std::unique_ptr<companions::LaunchMonitor> launchMonitor_;

@@ -76,6 +76,13 @@ tabcycle::TabCycleEnvironment TabCycleService::environment() {
     tabcycle::TabCycleEnvironment env;
     env.snapshot = [this] { return snapshot(); };
     env.stampMissingSpaceIDs = [this] { windows_.tracker().stampMissingSpaceIDs(); };
+    env.recentlyClosed = [this] {
+        return closed_.rows ? closed_.rows() : std::vector<tabcycle::ClosedWindowRow>{};
+    };
+    env.reopenClosed = [this](const std::string& uuid) { return closed_.reopen && closed_.reopen(uuid); };
+    env.forgetClosed = [this](const std::string& uuid) {
+        if (closed_.forget) closed_.forget(uuid);
+    };
     env.focusWindow = [this](std::uint32_t id) { return windows_.focusWindow(id); };
     // The tracked list is kept sorted by id.
     env.hasWindow = [this](std::uint32_t id) {

@@ -49,6 +49,14 @@ class TabCycleService {
         activeStage_ = std::move(members);
     }
 
+    // The recently closed rows the cycle offers, and what reopening or forgetting one does.
+    struct ClosedSource {
+        std::function<std::vector<tabcycle::ClosedWindowRow>()> rows;
+        std::function<bool(const std::string& uuid)> reopen;
+        std::function<void(const std::string& uuid)> forget;
+    };
+    void setRecentlyClosed(ClosedSource source) { closed_ = std::move(source); }
+
   private:
     tabcycle::TabCycleEnvironment environment();
     tabcycle::CycleSnapshot snapshot() const;
@@ -59,6 +67,7 @@ class TabCycleService {
     std::unique_ptr<tabcycle::TabCycle> cycle_;
     std::function<std::optional<tabcycle::StageMembers>()> activeStage_;
     std::vector<ferrow::Subscription> subscriptions_;
+    ClosedSource closed_;
 };
 
 }  // namespace zelk::agent

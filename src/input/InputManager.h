@@ -153,6 +153,8 @@ class InputManager {
     std::function<void(bool reverse, std::optional<std::string> scope)> handleTabCycleHook;
     // After each event the tap hands to the main thread (the panel re-reads the state).
     std::function<void()> keyEventHandledHook;
+    // A key went down while a trigger is held: the companion keyboard's hold is decided by it.
+    std::function<void()> companionKeyUsedHook;
     void showOSD(bool immediate = false);
     void hideOSD();
     void resetTabCycle();

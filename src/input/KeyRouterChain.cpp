@@ -165,6 +165,7 @@ KeyRouter::Verdict KeyRouter::noteTabArrowsAndCapsLock(KeyPress& k) {
     if (isArrow(k.key)) input_.cycleLatchArmed = false;
     input_.shiftReverseTapArmed = false;
     if (input_.capsLockHeld) input_.capsLockUsedAsModifier = true;
+    if (k.anyTrigger() && input_.companionKeyUsedHook) input_.companionKeyUsedHook();
     return std::nullopt;
 }
 

@@ -36,6 +36,7 @@ struct ClosedWindowEntry {
     std::string title;
     std::string appName;  // the record's own name, used when the catalogue no longer knows the app
     std::string age;      // how long ago, as the record words it
+    std::string id;       // the entry's identity in the list, by which it is reopened
     bool operator==(const ClosedWindowEntry&) const = default;
 };
 

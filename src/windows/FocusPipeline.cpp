@@ -287,6 +287,8 @@ void FocusPipeline::focusSpaceContainingWindow(const ManagedWindow& window) {
         return;
     }
     iss_.switchToSpace(index, display);
+    // The switch told the pointer follower its display; the window it was made for is the target.
+    if (tellPointerFollower) tellPointerFollower(window);
     Log::info("focusSpaceContainingWindow: {} → {} via {}", info->currentSpaceID, spaces.front(),
               spaces::methodName(spaces::SpaceSwitchMethod::iss));
 }

@@ -48,6 +48,8 @@ WindowManager::WindowManager(WindowEnvironment env, spaces::ISSManager& iss)
         if (failedObservers_.count(app.pid) && !app.terminated) startObserver(app);
     };
     closedSub_ = tracker_.windowsClosed.subscribe([this](const std::vector<ManagedWindow>& closed) {
+        // Told before the focus times go: a closed window's record keeps when it last had focus.
+        if (windowsPruned) windowsPruned(closed);
         for (auto& w : closed)
             focus_.forgetWindow(w.id);
     });

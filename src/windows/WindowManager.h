@@ -67,6 +67,9 @@ class WindowManager {
     bool refreshWindows(bool force) { return tracker_.refreshWindows(force); }
     void refreshApp(const platform::RunningApp& app) { tracker_.refreshApp(app); }
     void pruneWindows(const std::vector<std::uint32_t>& ids) { tracker_.pruneWindows(ids); }
+    // Windows pruned by a per-app refresh or a destroy from the window server, before their focus
+    // times are forgotten.
+    std::function<void(const std::vector<ManagedWindow>&)> windowsPruned;
     // At most one observer per app: a second start for an app already observed does nothing. An app
     // whose observer failed to start gets another try once its accessibility answers again.
     void startObserver(const platform::RunningApp& app);

@@ -60,3 +60,34 @@ TEST(PointerFollowerReplay, WithTheSettingOffNothingWarps) {
 )");
     EXPECT_TRUE(pointerWarps(events).empty());
 }
+
+namespace {
+
+// One display with two Spaces; Notes has a window off the middle of the second Space.
+const char* kTwoSpacesWorld = R"(
+displays:
+  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}, {id: 2}], currentSpace: 1}
+apps:
+  - bundleID: com.apple.Safari
+    name: Safari
+    running: {pid: 101, windows: [{id: 1001, title: "Apple", frame: [100, 100, 800, 600], space: 1}]}
+  - bundleID: com.apple.Notes
+    name: Notes
+    running: {pid: 103, windows: [{id: 1031, title: "List", frame: [900, 500, 400, 300], space: 2}]}
+frontmost: com.apple.Safari
+focusedWindow: 1001
+settings: {moveCursorToFocusedApp: true}
+)";
+
+}  // namespace
+
+// The Space switch a focus makes on its way must not turn the warp into one to the display's middle.
+TEST(PointerFollowerReplay, AWindowFocusedOnAnotherSpaceGetsThePointerNotTheDisplayMiddle) {
+    auto events = replay(kTwoSpacesWorld, R"(
+- {at: 500, command: {command: focus-window, windowID: 1031}}
+- {at: 2000, end: true}
+)");
+    auto warps = pointerWarps(events);
+    ASSERT_EQ(warps.size(), 1u);
+    EXPECT_NE(warps.front().find("x=1100.0 y=650.0"), std::string::npos) << warps.front();
+}
