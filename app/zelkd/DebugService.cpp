@@ -267,7 +267,6 @@ command::DebugProviders DebugService::providers() {
     using command::ZelkCommand;
     auto& apps = subsystems_.apps();
     auto& wm = subsystems_.windows();
-    auto& stages = subsystems_.stages();
     p.records[ZelkCommand::debugTap] = [&apps, &wm](const command::ZelkRequest&) {
         return DebugRecordAnswer{tapRecord(tapHealth(apps, wm)), ""};
     };

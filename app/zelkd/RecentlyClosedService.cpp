@@ -81,24 +81,22 @@ std::optional<windows::CapturedWindowState> RecentlyClosedService::capture(const
     return state;
 }
 
-// Opens the document, address or folder with its app, or starts the app.
+// The closed window comes back the way a stage opens a missing window: its document, address or
+// folder with its app, or the app itself.
 void RecentlyClosedService::reopen(const windows::ClosedWindow& e) {
     if (!e.app) return;
-    auto& p = platform::Platform::current();
-    std::string target;
-    if (auto* d = std::get_if<stages::DocumentPathSpec>(&e.windowSpec)) target = d->path;
-    if (auto* u = std::get_if<stages::BrowserURLSpec>(&e.windowSpec)) target = u->url;
-    if (auto* c = std::get_if<stages::TerminalCWDSpec>(&e.windowSpec)) target = c->path;
-    if (target.empty() || !p.workspace) {
-        Log::info("reopenRecentlyClosedWindow: launching {}", e.bundleID());
-        apps::AppManager::shared().launch(e.bundleID(), true);
+    stages::StageItem item;
+    item.id = e.id;
+    item.app = e.app;
+    item.windowSpec = e.windowSpec;
+    item.windowTitle = e.windowTitle;
+    item.windowPlacement = e.windowPlacement;
+    if (opener_) {
+        opener_(item);
         return;
     }
-    Log::info("reopenRecentlyClosedWindow: opening {} with {}", target, e.bundleID());
-    platform::OpenConfiguration config;
-    p.workspace->open(target, e.app->path(), config, [target](platform::LaunchResult r) {
-        if (!r.app) Log::error("reopenRecentlyClosedWindow: can't open {}: {}", target, r.error);
-    });
+    Log::info("reopenRecentlyClosedWindow: launching {}", e.bundleID());
+    apps::AppManager::shared().launch(e.bundleID(), true);
 }
 
 std::vector<search::ClosedWindowEntry> RecentlyClosedService::searchEntries() const {

@@ -35,6 +35,9 @@ class RecentlyClosedService {
     // accessibility; tests put their own reader here.
     using SpecReader = std::function<stages::WindowSpec(const windows::ManagedWindow&)>;
     void setSpecReader(SpecReader reader) { specReader_ = std::move(reader); }
+    // How a closed window is opened again (the stages' opener); without one its app is launched.
+    using Opener = std::function<void(const stages::StageItem&)>;
+    void setOpener(Opener opener) { opener_ = std::move(opener); }
 
   private:
     std::optional<windows::CapturedWindowState> capture(const windows::ManagedWindow& window);
@@ -44,6 +47,7 @@ class RecentlyClosedService {
     windows::WindowManager& windows_;
     std::unique_ptr<windows::RecentlyClosedWindows> closed_;
     SpecReader specReader_;
+    Opener opener_;
     std::vector<ferrow::Subscription> subscriptions_;
 };
 

@@ -90,6 +90,9 @@ class StageService {
     bool activateStage(const std::string& key);
     // The live windows of the active stage, for moves of the stage between Spaces.
     std::vector<windows::ManagedWindow> activeStageWindows();
+    // Opens the window one item stands for (its document, address, folder, or the app); recently
+    // closed windows come back this way too.
+    void openStageWindow(const StageItem& item, bool activates) { opener_->openStageWindow(item, activates); }
 
     // One item per visible window on the active Space, front to back by the most-recent order.
     StageCapture captureCurrentWindows();

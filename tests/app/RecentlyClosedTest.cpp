@@ -45,6 +45,7 @@ struct RecentlyClosedTest : AgentFixture {
     }
     agent::RecentlyClosedService& closed() { return agent->subsystems().recentlyClosed(); }
     windows::RecentlyClosedWindows& list() { return closed().list(); }
+    std::size_t windowsOf(const std::string& bundle) { return world().app(bundle)->windowOrder.size(); }
     void focus(std::uint32_t id) {
         agent->subsystems().windows().focusWindow(id);
         runFor(50);
@@ -58,7 +59,7 @@ struct RecentlyClosedTest : AgentFixture {
     std::vector<std::string> closedSearchRows(const std::string& q) {
         std::vector<std::string> out;
         for (auto& r : agent->subsystems().search().commandProviders().search(q, false))
-            if (r.kind == "closedWindow") out.push_back(r.name);
+            if (r.kind == "window" && !r.windowID) out.push_back(r.name);
         return out;
     }
     std::vector<std::string> closedCycleRows() {
@@ -107,7 +108,9 @@ TEST_F(RecentlyClosedTest, ReopeningOpensTheDocumentWithItsAppAndRemovesTheEntry
     runFor(500);
     EXPECT_TRUE(list().entries().empty());
     ASSERT_FALSE(desktop.workspace().opened.empty());
-    EXPECT_EQ(desktop.workspace().opened.back().first, "/Users/me/notes.txt");
+    EXPECT_EQ(desktop.workspace().opened.back().first, "file:///Users/me/notes.txt");
+    // The document's window is back beside the other one.
+    EXPECT_EQ(windowsOf("com.apple.TextEdit"), 2u);
     EXPECT_TRUE(closedSearchRows("notes").empty());
     EXPECT_FALSE(list().reopenRecentlyClosedWindow("NO-SUCH-ID"));
 }
@@ -128,7 +131,7 @@ TEST_F(RecentlyClosedTest, SearchCommitReopensAClosedRow) {
     ASSERT_TRUE(search.commitSelection(true));
     runFor(500);
     EXPECT_TRUE(list().entries().empty());
-    EXPECT_EQ(desktop.workspace().opened.back().first, "/Users/me/plan.txt");
+    EXPECT_EQ(desktop.workspace().opened.back().first, "file:///Users/me/plan.txt");
 }
 
 TEST_F(RecentlyClosedTest, OnlyAWindowFocusedForTheCaptureDelayIsRecorded) {

@@ -23,13 +23,6 @@ using nlohmann::json;
 // A guard against a hang, never a timing assertion: waits end on what the agent answers.
 constexpr auto kGuard = std::chrono::seconds(20);
 
-std::string slurp(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
 // zelkd in a home of its own, driven by the zelk tool over its socket.
 struct SpaceMoveLiveTest : ::testing::Test {
     fs::path dir;
