@@ -195,7 +195,8 @@ void Subsystems::makeLaunchMonitor() {
 // Windows that close are kept for reopening; search lists them.
 void Subsystems::keepClosedWindows() {
     recentlyClosed_ = std::make_unique<RecentlyClosedService>(*windows_);
-    recentlyClosed_->setOpener([this](const stages::StageItem& item) { stages_->openStageWindow(item, true); });
+    recentlyClosed_->setOpener(
+        [this](const stages::StageItem& item) { stages_->openStageWindow(item, true); });
     auto* closed = recentlyClosed_.get();
     search_->setRecentlyClosed(
         [closed] { return closed->searchEntries(); },

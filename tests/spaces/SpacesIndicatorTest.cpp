@@ -236,7 +236,7 @@ TEST_F(SpacesIndicatorFixture, AnOutsideSwitchWithoutNoticeShowsOnTheFiveSecondR
     world().faults.spaceNoticesLost = true;
     runFor(1000);
     ASSERT_TRUE(world().switchSpace(1, 4, false));  // no app comes forward either
-    runFor(3900);  // 4.9 s since the start: the first tick hasn't come
+    runFor(3900);                                   // 4.9 s since the start: the first tick hasn't come
     EXPECT_EQ(text(), "[1] s 2 | 3 [4]");
     runFor(100);
     EXPECT_EQ(text(), "[1] s 2 | [3] 4");
