@@ -429,6 +429,9 @@ int main(int argc, char** argv) {
         s->add_option("--screen", a.screen, "A screen by name");
         s->add_option("--seconds", a.seconds, "How long")->check(finiteRange(0, 3600, "seconds"));
         s->add_option("--id", a.windowID, "A window's number")->check(CLI::Range(0LL, 4294967295LL));
+        if (command == ZelkCommand::debugSendCmdN)
+            s->add_option("--route", a.mode, "0 (the HID tap, default), 1 (to the process) or 2")
+                ->check(CLI::IsMember({"0", "1", "2"}));
     }
 
     auto* dumpCommand = leaf(

@@ -14,6 +14,7 @@
 #include "command/ConfigCommands.h"
 #include "command/DebugCommands.h"
 #include "config/ConfigFileManager.h"
+#include "diagnostics/WindowEventWatch.h"
 #include "input/AppDelegate.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
@@ -74,7 +75,9 @@ void Agent::wireDebug() {
     }
     debug_.reset();
     debug_ = std::make_unique<DebugService>(*subsystems_, std::move(options));
-    command::registerDebugCommands(commands_->dispatcher(), debug_->providers());
+    auto providers = debug_->providers();
+    addAgentDebugRecords(providers);
+    command::registerDebugCommands(commands_->dispatcher(), providers);
 }
 
 void Agent::useDebugDump(std::filesystem::path outputFolder, platform::Processes* processes) {
@@ -196,6 +199,8 @@ Agent::~Agent() {
     commands_->detach(*delegate_);
     debug_.reset();
     commands_.reset();
+    watchSubs_.clear();
+    watch_.reset();
     dropConfigFolder();
     selection_.reset();
     appCycle_.reset();

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "support/Observable.h"
 
@@ -16,6 +17,12 @@ class TabCycleService;
 class AppPanelCycle;
 class DebugService;
 }  // namespace zelk::agent
+namespace zelk::diagnostics {
+class WindowEventWatch;
+}
+namespace zelk::command {
+struct DebugProviders;
+}
 namespace zelk::platform {
 class Processes;
 }
@@ -89,6 +96,10 @@ class Agent {
     std::unique_ptr<configfile::ConfigFileManager> config_;
     void dropConfigFolder();
     std::unique_ptr<DebugService> debug_;
+    // The records of the debug commands that read the agent's own pieces (AgentDebugRecords.cpp).
+    void addAgentDebugRecords(command::DebugProviders& providers);
+    std::unique_ptr<diagnostics::WindowEventWatch> watch_;
+    std::vector<ferrow::Subscription> watchSubs_;
     std::filesystem::path dumpFolder_;
     platform::Processes* dumpProcesses_ = nullptr;
     void wireDebug();

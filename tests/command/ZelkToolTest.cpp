@@ -149,7 +149,7 @@ TEST_F(ZelkToolTest, SubcommandsSendTheRequestsTheyName) {
             ZelkCommand::minimizeFocused, ZelkCommand::minimizeOthers, ZelkCommand::focusLastWindow,
             ZelkCommand::searchUnlearn, ZelkCommand::search, ZelkCommand::searchPin, ZelkCommand::placeWindow,
             ZelkCommand::moveWindowToSpace, ZelkCommand::listStages, ZelkCommand::expose,
-            ZelkCommand::configImport, ZelkCommand::listWindows});
+            ZelkCommand::configImport, ZelkCommand::listWindows, ZelkCommand::debugSendCmdN});
     std::ofstream(dir / "settings.json") << R"({"activationMode":"onPress"})";
     const std::vector<std::pair<std::string, std::string>> cases{
         {"space switch 0", R"({"command":"switch-space","spaceIndex":0})"},
@@ -174,6 +174,8 @@ TEST_F(ZelkToolTest, SubcommandsSendTheRequestsTheyName) {
         {"stage list a --windows", R"({"command":"list-stages","stageKey":"a","includeWindows":true})"},
         {"expose show", R"({"command":"expose","mode":"show"})"},
         {"expose", R"({"command":"expose","mode":"toggle"})"},
+        {"debug send-cmd-n --app Mail --route 1",
+         R"({"command":"debug-send-cmd-n","appQuery":"Mail","mode":"1"})"},
         {"config import " + (dir / "settings.json").string(),
          R"({"command":"config-import","body":"{\"activationMode\":\"onPress\"}"})"},
     };
