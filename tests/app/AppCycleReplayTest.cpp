@@ -24,14 +24,6 @@ focusedWindow: 1001
 settings: {showAppSwitcher: true, appKeyAssignments: []}
 )";
 
-std::vector<std::string> focusesAfter(const std::vector<json>& events, double from) {
-    std::vector<std::string> out;
-    for (auto& e : events)
-        if (e["kind"] == "focus" && e["t"].get<double>() >= from && e.contains("windowID"))
-            out.push_back(e["t"].dump() + " " + e["windowID"].dump());
-    return out;
-}
-
 // The title `steps` rows after `from` in the panel's own order, wrapping.
 std::string rowAfter(const std::vector<std::string>& titles, const std::string& from, int steps) {
     auto it = std::find(titles.begin(), titles.end(), from);

@@ -98,4 +98,13 @@ inline std::string highlightedTitle(const json& panel) {
     return "";
 }
 
+// Focus changes from `from` on, as "t windowID".
+inline std::vector<std::string> focusesAfter(const std::vector<json>& events, double from) {
+    std::vector<std::string> out;
+    for (auto& e : events)
+        if (e["kind"] == "focus" && e["t"].get<double>() >= from && e.contains("windowID"))
+            out.push_back(e["t"].dump() + " " + e["windowID"].dump());
+    return out;
+}
+
 }  // namespace zelk::testing

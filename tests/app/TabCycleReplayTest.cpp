@@ -52,45 +52,6 @@ std::vector<json> run(const std::string& settings, const std::string& script, bo
     return replay(world(leaveMinimisedOut(settings)), std::string(kUse) + script, logs);
 }
 
-std::vector<json> panels(const std::vector<json>& events) {
-    std::vector<json> out;
-    for (auto& e : events)
-        if (e["kind"] == "panel") out.push_back(e);
-    return out;
-}
-
-// The last panel event at or before `t`.
-json panelAt(const std::vector<json>& events, double t) {
-    json last = nullptr;
-    for (auto& p : panels(events))
-        if (p["t"].get<double>() <= t) last = p;
-    return last;
-}
-
-std::vector<std::string> titles(const json& panel) {
-    std::vector<std::string> out;
-    if (panel.is_null() || !panel.contains("items")) return out;
-    for (auto& r : panel["items"])
-        out.push_back(r["title"]);
-    return out;
-}
-
-std::string highlighted(const json& panel) {
-    if (panel.is_null() || !panel.contains("items")) return "";
-    for (auto& r : panel["items"])
-        if (r.value("highlighted", false)) return r["title"];
-    return "";
-}
-
-// Focus changes after the seeding, as "t windowID".
-std::vector<std::string> focusesAfter(const std::vector<json>& events, double from) {
-    std::vector<std::string> out;
-    for (auto& e : events)
-        if (e["kind"] == "focus" && e["t"].get<double>() >= from && e.contains("windowID"))
-            out.push_back(e["t"].dump() + " " + e["windowID"].dump());
-    return out;
-}
-
 }  // namespace
 
 TEST(TabCycleReplay, CmdTabStepsTwoBackAndCommitsOnRelease) {
@@ -104,18 +65,18 @@ TEST(TabCycleReplay, CmdTabStepsTwoBackAndCommitsOnRelease) {
     EXPECT_TRUE(hasLog(events,
                        "handleTabCycle: BEGIN reverse=false before=#1001[com.apple.Safari] entries=3 "
                        "mru=[1001,1011,1041"));
-    auto first = panelAt(events, 1100);
+    auto first = lastPanelAt(events, 1100);
     EXPECT_EQ(first["view"], "TabCycleOSDView");
     // The current Space's visible windows, most recent first; the first Tab goes to the previous one.
-    EXPECT_EQ(titles(first), (std::vector<std::string>{"Apple", "Inbox", "Groceries"}));
-    EXPECT_EQ(highlighted(first), "Inbox");
-    EXPECT_EQ(highlighted(panelAt(events, 1200)), "Groceries");
+    EXPECT_EQ(panelTitles(first), (std::vector<std::string>{"Apple", "Inbox", "Groceries"}));
+    EXPECT_EQ(highlightedTitle(first), "Inbox");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1200)), "Groceries");
     // Nothing moves while the command key is held (focus waits for the release by default).
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1300 1041"}));
     EXPECT_TRUE(hasLog(events,
                        "resetTabCycle: stash slot=#1001[com.apple.Safari] landing=#1041[com.apple.Notes] "
                        "wasDeferred=true mru=[1041,1001,1011"));
-    EXPECT_FALSE(panelAt(events, 1300)["visible"].get<bool>());
+    EXPECT_FALSE(lastPanelAt(events, 1300)["visible"].get<bool>());
     // Tab and its release were both taken.
     for (auto& line : summary(events, {"key"}))
         if (line.find("key=tab") != std::string::npos) {
@@ -138,9 +99,9 @@ TEST(TabCycleReplay, ShiftStepsBack) {
 - {at: 1700, flags: []}
 - {at: 2000, end: true}
 )");
-    EXPECT_EQ(highlighted(panelAt(events, 1350)), "Inbox");
-    EXPECT_EQ(highlighted(panelAt(events, 1500)), "Groceries");
-    EXPECT_EQ(highlighted(panelAt(events, 1650)), "Inbox");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1350)), "Inbox");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1500)), "Groceries");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1650)), "Inbox");
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1700 1011"}));
 }
 
@@ -157,7 +118,7 @@ TEST(TabCycleReplay, EscapeRestoresTheOriginalFocus) {
     // Live focus 10 ms after each step, then the original window.
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1110 1011", "1210 1041", "1300 1001"}));
     EXPECT_TRUE(hasLog(events, "resetTabCycle: cancel -> restore #1001[com.apple.Safari]"));
-    EXPECT_FALSE(panelAt(events, 1300)["visible"].get<bool>());
+    EXPECT_FALSE(lastPanelAt(events, 1300)["visible"].get<bool>());
     // The steps on the way didn't reorder the most-recent list; the restore puts Safari back on top.
     for (auto& e : events)
         if (e["kind"] == "log" && e["t"].get<double>() >= 1000) {
@@ -192,16 +153,16 @@ TEST(TabCycleReplay, TypingFiltersAndWidensToOtherSpacesAndMinimisedWindows) {
 - {at: 1700, flags: []}
 - {at: 2500, end: true}
 )");
-    auto before = panelAt(events, 1100);
-    EXPECT_EQ(titles(before), (std::vector<std::string>{"Apple", "Inbox", "Groceries"}));
-    auto zs = panelAt(events, 1300);
+    auto before = lastPanelAt(events, 1100);
+    EXPECT_EQ(panelTitles(before), (std::vector<std::string>{"Apple", "Inbox", "Groceries"}));
+    auto zs = lastPanelAt(events, 1300);
     EXPECT_EQ(zs["query"], "build");
-    EXPECT_EQ(titles(zs), (std::vector<std::string>{"zsh build"}));
+    EXPECT_EQ(panelTitles(zs), (std::vector<std::string>{"zsh build"}));
     EXPECT_EQ(zs["items"][0]["space"], "2");
     // Deleting the filter back to nothing brings the cycle's own rows back.
-    EXPECT_EQ(titles(panelAt(events, 1450)), titles(before));
-    auto inv = panelAt(events, 1600);
-    EXPECT_EQ(titles(inv), (std::vector<std::string>{"Invoice.pdf"}));
+    EXPECT_EQ(panelTitles(lastPanelAt(events, 1450)), panelTitles(before));
+    auto inv = lastPanelAt(events, 1600);
+    EXPECT_EQ(panelTitles(inv), (std::vector<std::string>{"Invoice.pdf"}));
     EXPECT_TRUE(inv["items"][0].value("minimised", false));
     // A filtered cycle focuses only at the end.
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1700 1051"}));
@@ -217,8 +178,8 @@ TEST(TabCycleReplay, AFilterWithNoMatchSaysSo) {
 - {at: 1400, flags: []}
 - {at: 2000, end: true}
 )");
-    auto p = panelAt(events, 1300);
-    EXPECT_TRUE(titles(p).empty());
+    auto p = lastPanelAt(events, 1300);
+    EXPECT_TRUE(panelTitles(p).empty());
     EXPECT_EQ(p["empty"], "No matches for \"qx\"");
     EXPECT_TRUE(focusesAfter(events, 1000).empty());
 }
@@ -233,9 +194,9 @@ TEST(TabCycleReplay, AWindowClosingDuringTheCycleDropsItsRow) {
 - {at: 1500, flags: []}
 - {at: 2000, end: true}
 )");
-    auto after = panelAt(events, 1400);
-    EXPECT_EQ(titles(after), (std::vector<std::string>{"Inbox", "Groceries"}));
-    EXPECT_EQ(highlighted(after), "Groceries");
+    auto after = lastPanelAt(events, 1400);
+    EXPECT_EQ(panelTitles(after), (std::vector<std::string>{"Inbox", "Groceries"}));
+    EXPECT_EQ(highlightedTitle(after), "Groceries");
     EXPECT_EQ(focusesAfter(events, 1450), (std::vector<std::string>{"1500 1041"}));
 }
 
@@ -250,13 +211,13 @@ TEST(TabCycleReplay, ALatchedCycleCommitsOnReturn) {
 - {at: 1400, tap: return}
 - {at: 2000, end: true}
 )");
-    auto latched = panelAt(events, 1250);
+    auto latched = lastPanelAt(events, 1250);
     EXPECT_TRUE(latched["visible"].get<bool>());
     EXPECT_EQ(latched["latched"], "tabCycle");
-    EXPECT_EQ(highlighted(latched), "Inbox");
-    EXPECT_EQ(highlighted(panelAt(events, 1300)), "Groceries");
+    EXPECT_EQ(highlightedTitle(latched), "Inbox");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1300)), "Groceries");
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1400 1041"}));
-    auto closed = panelAt(events, 1400);
+    auto closed = lastPanelAt(events, 1400);
     EXPECT_FALSE(closed["visible"].get<bool>());
     for (auto& line : withoutKeyUps(events, {"key"}))
         if (line.find("key=tab") != std::string::npos) {
@@ -273,9 +234,9 @@ TEST(TabCycleReplay, ALatchedCycleCommitsOnAnOutsideClick) {
 - {at: 1300, click: {x: 5, y: 5}}
 - {at: 2000, end: true}
 )");
-    EXPECT_EQ(panelAt(events, 1250)["latched"], "tabCycle");
+    EXPECT_EQ(lastPanelAt(events, 1250)["latched"], "tabCycle");
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1300 1011"}));
-    EXPECT_FALSE(panelAt(events, 1300)["visible"].get<bool>());
+    EXPECT_FALSE(lastPanelAt(events, 1300)["visible"].get<bool>());
     EXPECT_TRUE(hasLog(events, "osd: click outside the panel"));
 }
 
@@ -292,7 +253,7 @@ TEST(TabCycleReplay, EscapeInALatchedCycleCancelsAndUnlatches) {
 )");
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1110 1011", "1310 1041", "1400 1001"}));
     EXPECT_TRUE(hasLog(events, "resetTabCycle: cancel -> restore #1001[com.apple.Safari]"));
-    auto after = panelAt(events, 1400);
+    auto after = lastPanelAt(events, 1400);
     EXPECT_FALSE(after["visible"].get<bool>());
     EXPECT_FALSE(after.contains("latched"));
     for (auto& line : summary(events, {"key"}))
@@ -313,7 +274,7 @@ TEST(TabCycleReplay, ADigitCommitsItsRowWithOneFocus) {
 )");
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1200 1041"}));
     EXPECT_EQ(logsStartingWith(events, "focus: target window #1041").size(), 1u);
-    EXPECT_FALSE(panelAt(events, 1200)["visible"].get<bool>());
+    EXPECT_FALSE(lastPanelAt(events, 1200)["visible"].get<bool>());
 }
 
 // Right widens an `auto` cycle to every window (other Spaces, minimised ones), Left narrows it again,
@@ -327,14 +288,14 @@ TEST(TabCycleReplay, RightAndLeftWidenAndNarrowTheCycle) {
 - {at: 1400, flags: []}
 - {at: 2000, end: true}
 )");
-    auto wide = panelAt(events, 1200);
-    auto t = titles(wide);
+    auto wide = lastPanelAt(events, 1200);
+    auto t = panelTitles(wide);
     EXPECT_EQ(t.size(), 4u);
     EXPECT_NE(std::find(t.begin(), t.end(), "zsh build"), t.end());
-    EXPECT_EQ(highlighted(wide), "Inbox");
+    EXPECT_EQ(highlightedTitle(wide), "Inbox");
     EXPECT_EQ(wide["items"][0]["section"], " \xE2\x86\x92 All Windows");
-    EXPECT_EQ(titles(panelAt(events, 1300)).size(), 3u);
-    EXPECT_EQ(highlighted(panelAt(events, 1300)), "Inbox");
+    EXPECT_EQ(panelTitles(lastPanelAt(events, 1300)).size(), 3u);
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1300)), "Inbox");
 }
 
 // The window cycle key walks the focused app's windows, focusing each as it goes (a scope asked for
@@ -365,8 +326,8 @@ focusedWindow: 1001
 - {at: 2000, end: true}
 )",
                          true);
-    auto p = panelAt(events, 1100);
-    EXPECT_EQ(titles(p), (std::vector<std::string>{"Apple", "News"}));
+    auto p = lastPanelAt(events, 1100);
+    EXPECT_EQ(panelTitles(p), (std::vector<std::string>{"Apple", "News"}));
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1110 1002", "1300 1001"}));
 }
 
@@ -383,14 +344,14 @@ TEST(TabCycleReplay, RefreshFlashesAndKeepsTheHighlight) {
 )");
     EXPECT_TRUE(hasLog(
         events, "refreshOSDWindowList: forcing full window refetch (tabCycling=true searchActive=false)"));
-    auto flashed = panelAt(events, 1250);
+    auto flashed = lastPanelAt(events, 1250);
     ASSERT_TRUE(flashed.contains("flash")) << flashed.dump();
     EXPECT_EQ(flashed["flash"], "Refreshed");
-    EXPECT_EQ(highlighted(flashed), "Inbox");
+    EXPECT_EQ(highlightedTitle(flashed), "Inbox");
     // The flash goes after 450 ms; the cycle stays.
-    EXPECT_TRUE(panelAt(events, 1699).contains("flash"));
-    EXPECT_FALSE(panelAt(events, 1700).contains("flash"));
-    EXPECT_EQ(highlighted(panelAt(events, 1700)), "Inbox");
+    EXPECT_TRUE(lastPanelAt(events, 1699).contains("flash"));
+    EXPECT_FALSE(lastPanelAt(events, 1700).contains("flash"));
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1700)), "Inbox");
     EXPECT_EQ(focusesAfter(events, 1000), (std::vector<std::string>{"1900 1011"}));
 }
 
@@ -407,10 +368,10 @@ TEST(TabCycleReplay, AHeldTabStepsAtTheRepeatRate) {
 - {at: 1300, flags: []}
 - {at: 2000, end: true}
 )");
-    EXPECT_EQ(highlighted(panelAt(events, 1100)), "Inbox");
-    EXPECT_EQ(highlighted(panelAt(events, 1110)), "Groceries");
-    EXPECT_EQ(highlighted(panelAt(events, 1130)), "Groceries");
-    EXPECT_EQ(highlighted(panelAt(events, 1140)), "Apple");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1100)), "Inbox");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1110)), "Groceries");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1130)), "Groceries");
+    EXPECT_EQ(highlightedTitle(lastPanelAt(events, 1140)), "Apple");
 }
 
 // Under the trigger, the action modifier turns W into close on the cycle's highlighted window: the
@@ -424,13 +385,13 @@ TEST(TabCycleReplay, WClosesTheHighlightedWindowAndTheCycleStaysOpen) {
 - {at: 1600, flags: [rightCommand]}
 - {at: 2500, end: true}
 )");
-    auto before = panelAt(events, 1400);
-    ASSERT_EQ(titles(before), (std::vector<std::string>{"Apple", "Inbox", "Groceries"}));
-    ASSERT_EQ(highlighted(before), "Inbox");
+    auto before = lastPanelAt(events, 1400);
+    ASSERT_EQ(panelTitles(before), (std::vector<std::string>{"Apple", "Inbox", "Groceries"}));
+    ASSERT_EQ(highlightedTitle(before), "Inbox");
     EXPECT_EQ(summary(events, {"window"}), (std::vector<std::string>{"1500 window closed=true id=1011"}));
-    auto after = panelAt(events, 1500);
+    auto after = lastPanelAt(events, 1500);
     EXPECT_TRUE(after["visible"].get<bool>());
-    EXPECT_EQ(titles(after), (std::vector<std::string>{"Apple", "Groceries"}));
-    EXPECT_EQ(highlighted(after), "Groceries");
+    EXPECT_EQ(panelTitles(after), (std::vector<std::string>{"Apple", "Groceries"}));
+    EXPECT_EQ(highlightedTitle(after), "Groceries");
     EXPECT_EQ(after["flash"], "Closed");
 }
