@@ -11,6 +11,8 @@
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
 #include "platform/Platform.h"
+#include "spaces/SpaceNumbering.h"
+#include "spaces/WindowMover.h"
 #include "stages/StageService.h"
 #include "support/Log.h"
 #include "windows/WindowManager.h"
@@ -128,6 +130,17 @@ expose::ExposeEnvironment OverviewService::environment() {
     env.switchToSpace = [&s](std::uint64_t space) {
         auto where = s.iss().model().locate(space);
         return where && s.iss().switchToSpace(where->second, where->first);
+    };
+    // A window dropped on a Space goes there the way the move keys send it, by the Space's number.
+    env.moveWindowToSpace = [&s](std::uint32_t id, std::uint64_t space) -> std::optional<std::string> {
+        auto target = spaces::numberedSpaceByID(spaces::numberUserSpaces(s.windows().displaySpaces()), space);
+        if (!target || target->number < 1 || target->number > 9)
+            return "that Space can't be reached by number";
+        auto w = tracked(s, id);
+        auto result = s.mover().moveWindow(id, w ? w->title : "", target->number);
+        if (result == spaces::MoveResult::moved || result == spaces::MoveResult::alreadyThere)
+            return std::nullopt;
+        return "Couldn't move the window";
     };
     auto* ax = p.accessibility;
     // The window's own element among its app's windows, and its close button pressed.
