@@ -319,7 +319,8 @@ TEST_F(ExposeControllerTest, FlingsNeedDistanceAndDominance) {
 TEST_F(ExposeControllerTest, AFlingOverTheSpacesBarGoesToTheNextSpace) {
     open();
     auto& m = manager();
-    const auto& cell = m.layout("D1")->spacesBar.front();
+    // A copy: the Space switch lays the overview out again.
+    const auto cell = m.layout("D1")->spacesBar.front();
     m.pointerMoved({cell.frame.midX(), cell.frame.midY()});
     EXPECT_EQ(m.hoveredBarSpaceID(), 1u);
     scroll(100, 0);  // leftward: the next Space
@@ -368,7 +369,7 @@ TEST_F(ExposeControllerTest, ADraggedWindowGoesToAnotherSpaceOrScreen) {
     open();
     auto& m = manager();
     // Onto Space 2's cell of the bar: the window moves there the way the move keys send it.
-    const auto& cell = m.layout("D1")->spacesBar[1];
+    const auto cell = m.layout("D1")->spacesBar[1];
     ASSERT_TRUE(m.beginDrag(1011, tileCentre(1011)));
     EXPECT_TRUE(m.drag());
     m.pointerMoved({cell.frame.midX(), cell.frame.midY()});
