@@ -70,7 +70,8 @@ TactoraPayload tactoraShowPayload(TactoraPayload p, TactoraFillMode fill, bool d
     p["width"] = "1000";
     p["fill"] = std::string(enumRaw(fill));
     p["dimBlankModifierKeys"] = "1";
-    p["theme"] = darkAppearance ? "zelk dark" : "zelk light";
+    // Built as a string first: assigning the literal straight away trips a false -Wrestrict in GCC 12.
+    p["theme"] = std::string(darkAppearance ? "zelk dark" : "zelk light");
     return p;
 }
 

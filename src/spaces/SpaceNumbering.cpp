@@ -1,5 +1,7 @@
 #include "spaces/SpaceNumbering.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "support/Format.h"
@@ -70,10 +72,10 @@ Point titleBarGrabPoint(const Rect& frame, const std::vector<Rect>& buttonFrames
 
 namespace zelk::spaces {
 std::string pointText(Point p) {
-    return "(" + ferrow::decimal(p.x) + ", " + ferrow::decimal(p.y) + ")";
+    return fmt::format("({}, {})", ferrow::decimal(p.x), ferrow::decimal(p.y));
 }
 std::string rectText(const Rect& r) {
-    return "(" + ferrow::decimal(r.x) + ", " + ferrow::decimal(r.y) + ", " + ferrow::decimal(r.width) + ", " +
-           ferrow::decimal(r.height) + ")";
+    return fmt::format("({}, {}, {}, {})", ferrow::decimal(r.x), ferrow::decimal(r.y),
+                       ferrow::decimal(r.width), ferrow::decimal(r.height));
 }
 }  // namespace zelk::spaces

@@ -1,5 +1,7 @@
 #include "spaces/SpacesIndicatorModel.h"
 
+#include <fmt/format.h>
+
 namespace zelk::spaces {
 
 namespace {
@@ -82,7 +84,10 @@ std::string describeIndicator(const std::vector<IndicatorCell>& cells) {
     std::string out;
     for (std::size_t i = 0; i < cells.size(); ++i) {
         if (i > 0) out += cells[i].display != cells[i - 1].display ? " | " : " ";
-        out += cells[i].isCurrent ? "[" + cells[i].text() + "]" : cells[i].text();
+        if (cells[i].isCurrent)
+            out += fmt::format("[{}]", cells[i].text());
+        else
+            out += cells[i].text();
     }
     return out;
 }
