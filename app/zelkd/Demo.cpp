@@ -124,8 +124,8 @@ const std::string& demoScript() {
 - {at: 28450, tap: l}
 - {at: 28500, tap: a}
 - {at: 28700, tap: return}
-# Stages. Caps Lock + W recalls "Work": Mail on the left half, Safari's Apple page on the right. Its
-# windows stand on Space 1, so in multi-Space mode the stage goes there.
+# Stages. Caps Lock + W recalls "Work", Mail and Safari's Apple page: its windows stand on Space 1, so
+# in multi-Space mode the stage switches there, shows Safari again and keeps Mail in front.
 - {at: 31000, setting: {stages: [
     {key: w, name: Work, items: [
       {id: 5A1E0C1D-0000-4000-8000-000000000001, windowTitle: "",
