@@ -108,8 +108,9 @@ TEST(StageCaptureReplay, ACapturedStageComesBackAfterItsWindowsClosedAndMoved) {
 namespace {
 
 // A desk of every kind of window, with the editor's projects in a real folder (project markers are
-// looked up on disk): Safari with two pages, Terminal in a folder, VS Code on two projects, a Finder
-// window (its folder told by its script) and Mail, a whole app.
+// looked up on disk): Safari with two pages (one told by its script, one by accessibility), Terminal
+// in a folder, VS Code on two projects, a Finder window (its folder told by its script) and Mail, a
+// whole app.
 struct WholeDesk {
     std::filesystem::path root;
 
@@ -132,8 +133,10 @@ struct WholeDesk {
     std::string path(const std::string& rel) const { return (root / rel).string(); }
 
     std::string world() const {
-        const std::string finderScript =
-            zelk::stages::wrapScriptTimeout(zelk::stages::finderPathScript(3031), 2);
+        using zelk::stages::wrapScriptTimeout;
+        const std::string finderScript = wrapScriptTimeout(zelk::stages::finderPathScript(3031), 2);
+        const std::string safariScript =
+            wrapScriptTimeout(zelk::stages::safariURLScript("com.apple.Safari", 3002), 2);
         return R"(
 displays:
   - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}, {id: 2}], currentSpace: 1}
@@ -141,13 +144,16 @@ scripts:
   - {source: )" +
                json(finderScript).dump() +
                R"(, answer: "/Users/sim/Projects/"}
+  - {source: )" +
+               json(safariScript).dump() +
+               R"(, answer: "https://news.example.com/today"}
 apps:
   - bundleID: com.apple.Safari
     name: Safari
     path: /Applications/Safari.app
     running: {pid: 101, windows: [
       {id: 3001, title: "Docs", frame: [720, 25, 720, 875], space: 1, document: "https://example.org/docs"},
-      {id: 3002, title: "Today", frame: [0, 25, 720, 875], space: 1, document: "https://news.example.com/today"}]}
+      {id: 3002, title: "Today", frame: [0, 25, 720, 875], space: 1}]}
   - bundleID: com.apple.Terminal
     name: Terminal
     path: /Applications/Utilities/Terminal.app
