@@ -124,7 +124,35 @@ const std::string& demoScript() {
 - {at: 28450, tap: l}
 - {at: 28500, tap: a}
 - {at: 28700, tap: return}
-- {at: 33000, end: true}
+# Stages. Caps Lock + W recalls "Work", Mail and Safari's Apple page: its windows stand on Space 1, so
+# in multi-Space mode the stage switches there, shows Safari again and keeps Mail in front.
+- {at: 31000, setting: {stages: [
+    {key: w, name: Work, items: [
+      {id: 5A1E0C1D-0000-4000-8000-000000000001, windowTitle: "",
+       app: {path: /System/Applications/Mail.app, originalName: Mail, identifier: com.apple.mail},
+       windowSpec: {type: app}, windowPlacement: {type: semantic, position: left-half}},
+      {id: 5A1E0C1D-0000-4000-8000-000000000002, windowTitle: Apple,
+       app: {path: /Applications/Safari.app, originalName: Safari, identifier: com.apple.Safari},
+       windowSpec: {type: browserURL, url: ""}, windowPlacement: {type: semantic, position: right-half}}]},
+    {key: e, name: Editing, items: [
+      {id: 5A1E0C1D-0000-4000-8000-000000000003, windowTitle: "InputManager.cpp — zelk",
+       app: {path: /Applications/Visual Studio Code.app, originalName: Visual Studio Code,
+             identifier: com.microsoft.VSCode},
+       windowSpec: {type: app}},
+      {id: 5A1E0C1D-0000-4000-8000-000000000004, windowTitle: Apple,
+       app: {path: /Applications/Safari.app, originalName: Safari, identifier: com.apple.Safari},
+       windowSpec: {type: browserURL, url: ""}}]}]}}
+- {at: 31500, flags: [capsLock]}
+- {at: 31600, tap: w}
+- {at: 31800, flags: []}
+# With one Space for everything, a stage whose windows stand on another Space says so in a toast:
+# "Editing" has Visual Studio Code on Space 2 and Safari's page on Space 1.
+- {at: 33000, setting: {spaceMode: single}}
+- {at: 33100, switchSpace: {display: 1, space: 2}}
+- {at: 33500, flags: [capsLock]}
+- {at: 33600, tap: e}
+- {at: 33800, flags: []}
+- {at: 38500, end: true}
 )YAML";
     return text;
 }

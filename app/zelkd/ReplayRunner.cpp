@@ -12,7 +12,9 @@
 #include "platform/Platform.h"
 #include "platform/draw/LaunchPillPainter.h"
 #include "platform/draw/SpacesIndicatorPainter.h"
+#include "platform/draw/StageToastPainter.h"
 #include "spaces/SpacesIndicator.h"
+#include "stages/StageService.h"
 #include "support/Format.h"
 #include "support/Log.h"
 #include "support/MainQueue.h"
@@ -247,17 +249,33 @@ ferrow::Subscription recordLaunchPills(Agent& agent, TraceRecorder& trace) {
     });
 }
 
+// The stage toast: one line each time it shows or leaves.
+ferrow::Subscription recordStageToast(Agent& agent, TraceRecorder& trace) {
+    return agent.subsystems().stages().toast().model().subscribe([&trace](const stages::StageToastModel& m) {
+        json event{{"kind", "toast"}, {"visible", m.visible}};
+        if (m.visible) {
+            event["title"] = m.title;
+            event["body"] = m.line;
+            event["frame"] = {m.frame.x, m.frame.y, m.frame.width, m.frame.height};
+        }
+        event["text"] = m.visible ? stages::plainToastTitle(m.title) + " " + m.line : "toast hidden";
+        trace.record(std::move(event));
+    });
+}
+
 // The strip in the first display's menu bar and the launch pills, over the desktop in the frames.
 void drawSurfacesBesidePanel(FrameWriter& frames, Agent& agent, const sim::SimWorld& world) {
     auto& indicator = agent.subsystems().spacesIndicator().model();
     auto& pills = agent.subsystems().launchMonitor().model();
-    frames.setOverlay([&indicator, &pills, &world](draw::Surface& surface) {
+    auto& toast = agent.subsystems().stages().toast().model();
+    frames.setOverlay([&indicator, &pills, &toast, &world](draw::Surface& surface) {
         if (!world.displays().empty()) {
             const auto& d = world.displays().front();
             draw::drawSpacesIndicator(surface, indicator.get(),
                                       draw::spacesIndicatorOrigin(indicator.get(), d.frame, d.menuBarHeight));
         }
         draw::drawLaunchPills(surface, pills.get());
+        draw::drawStageToast(surface, toast.get());
     });
 }
 
@@ -304,7 +322,8 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
         auto overviewTrace = recordOverview(agent, trace);
         auto spacesTrace = recordSpacesIndicator(agent, trace);
         auto pillsTrace = recordLaunchPills(agent, trace);
-        ferrow::Subscription panelFrames, overviewFrames, spacesFrames, pillsFrames;
+        auto toastTrace = recordStageToast(agent, trace);
+        ferrow::Subscription panelFrames, overviewFrames, spacesFrames, pillsFrames, toastFrames;
         if (frames) {
             panelFrames = agent.panel().changed.subscribe(
                 [&](const osd::OSDModel& m) { frames->add(desktop.world(), m, trace.elapsedMs()); });
@@ -328,6 +347,11 @@ int ReplayRunner::run(const std::string& worldYaml, const std::string& scriptYam
                     for (const auto& p : m.pills)
                         texts.push_back(companions::pillText(p));
                     redraw("pills " + (texts.empty() ? std::string("hidden") : ferrow::join(texts, "; ")));
+                });
+            toastFrames = agent.subsystems().stages().toast().model().subscribe(
+                [redraw](const stages::StageToastModel& m) {
+                    redraw(m.visible ? "toast " + stages::plainToastTitle(m.title)
+                                     : std::string("toast hidden"));
                 });
         }
         agent.start();

@@ -1,13 +1,42 @@
 // The stage subsystem's links to the rest of the agent: the catalogue's apps and launches, Space
 // switches by id, the toast, and the stage trigger's keys.
+#include <set>
+
 #include "Subsystems.h"
 #include "apps/AppManager.h"
 #include "platform/Platform.h"
+#include "spaces/WindowMover.h"
 #include "stages/StageService.h"
 #include "support/Log.h"
+#include "support/Task.h"
 #include "windows/WindowManager.h"
 
 namespace zelk::agent {
+
+namespace {
+
+std::set<std::uint64_t> userSpaceIDs(windows::WindowManager& windows) {
+    std::set<std::uint64_t> out;
+    for (const auto& display : windows.displaySpaces())
+        for (const auto& space : display.spaces)
+            if (space.type == 0) out.insert(space.id64);
+    return out;
+}
+
+// A stage that needs a Space of its own gets one through Mission Control's "+"; the new Space is the
+// one that was not there before.
+ferrow::Task<> createStageSpace(spaces::MissionControlDriver& missionControl, windows::WindowManager& windows,
+                                std::function<void(std::optional<std::uint64_t>)> done) {
+    auto before = userSpaceIDs(windows);
+    const bool added = co_await missionControl.createNewSpaceViaMissionControl();
+    std::optional<std::uint64_t> fresh;
+    if (added)
+        for (auto id : userSpaceIDs(windows))
+            if (!before.contains(id)) fresh = id;
+    done(fresh);
+}
+
+}  // namespace
 
 void Subsystems::attachStageHooks() {
     stages::StageService::AgentHooks hooks;
@@ -35,10 +64,19 @@ void Subsystems::attachStageHooks() {
                     return windows_->switchToSpaceIndex(static_cast<int>(i), display.displayIdentifier);
         return false;
     };
-    hooks.toast = [](const std::string& title, const std::string& line, std::int64_t ms) {
+    // Mission Control drives one thing at a time: while a window is being dragged there, no Space is
+    // made for a stage.
+    hooks.createSpace = [this](std::function<void(std::optional<std::uint64_t>)> done) {
+        if (!mover_ || mover_->dragInFlight()) {
+            ferrow::Log::info("createStageSpace: Mission Control is busy with a move");
+            done(std::nullopt);
+            return;
+        }
+        ferrow::spawn(createStageSpace(mover_->missionControl(), *windows_, std::move(done)));
+    };
+    hooks.toast = [this](const std::string& title, const std::string& line, std::int64_t ms) {
         ferrow::Log::info("stage toast: {} {} ({} ms)", title, line, ms);
-        if (auto* notifications = platform::Platform::current().notifications)
-            notifications->postUserNotification("zelk.stage-toast", title, line);
+        stages_->toast().show(title, line, ms);
     };
     stages_->attach(std::move(hooks));
 }

@@ -338,9 +338,18 @@ void StageActivator::activateStageInMultiSpace(Stage stage, const std::string& k
                 Log::info("activateStageInMultiSpace: createNewSpaceViaMissionControl returned no spaceID");
                 return;
             }
+            // The Space under way is the stage's: a second one would be left empty.
+            if (!makingSpaceFor_.insert(key).second) {
+                Log::info(
+                    "activateStageInMultiSpace: a Space is already being made for stage '{}', not "
+                    "making another",
+                    stage.name);
+                return;
+            }
             std::weak_ptr<bool> alive = alive_;
             env_.createSpace([this, alive, key](std::optional<std::uint64_t> space) {
                 if (alive.expired()) return;
+                makingSpaceFor_.erase(key);
                 if (!space) {
                     Log::info(
                         "activateStageInMultiSpace: createNewSpaceViaMissionControl returned no spaceID");

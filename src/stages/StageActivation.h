@@ -142,6 +142,8 @@ class StageActivator {
     std::map<std::string, ferrow::Nanos> opening_;
     // Windows of the stage's apps that its activation parked off-screen.
     std::set<std::uint32_t> parked_;
+    // Stages whose Space Mission Control is adding now.
+    std::set<std::string> makingSpaceFor_;
     ferrow::WorkItem pendingFinish_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

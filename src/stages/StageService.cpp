@@ -21,7 +21,7 @@ std::optional<std::string> PlatformCaptureFacts::axDocument(std::int32_t pid, st
     ManagedWindow window;
     window.appPid = pid;
     window.id = windowID;
-    return AccessibilityWindowFacts(p_).documentOf(window);
+    return AccessibilityWindowFacts(p_).axDocumentOf(window);
 }
 
 std::size_t PlatformCaptureFacts::trackedWindowCount(std::string_view bundleID) {
@@ -37,7 +37,21 @@ bool AccessibilityWindowFacts::isAppRunning(std::string_view bundleID) {
     return false;
 }
 
+std::optional<std::string> AccessibilityWindowFacts::script(const std::string& source) {
+    if (!p_.processes) return std::nullopt;
+    std::string error;
+    auto answer = p_.processes->runScript(wrapScriptTimeout(source, 2), &error);
+    if (!answer || answer->empty()) return std::nullopt;
+    return answer;
+}
+
 std::optional<std::string> AccessibilityWindowFacts::documentOf(const ManagedWindow& window) {
+    // The Finder tells its folder only to its script.
+    if (window.bundleIdentifier == "com.apple.finder") return script(finderPathScript(window.id));
+    return axDocumentOf(window);
+}
+
+std::optional<std::string> AccessibilityWindowFacts::axDocumentOf(const ManagedWindow& window) {
     platform::AXRef app = p_.accessibility->applicationElement(window.appPid);
     if (!app) return std::nullopt;
     p_.accessibility->setMessagingTimeout(app, 1.0);
@@ -59,13 +73,23 @@ std::optional<std::string> AccessibilityWindowFacts::documentOf(const ManagedWin
 }
 
 std::optional<std::string> AccessibilityWindowFacts::browserURLOf(const ManagedWindow& window) {
-    auto doc = documentOf(window);
+    const std::string& bundle = window.bundleIdentifier;
+    if (auto family = browserFamily(bundle)) {
+        std::optional<std::string> url;
+        if (*family == BrowserFamily::chromium) url = script(chromiumURLScript(bundle, window.id));
+        if (*family == BrowserFamily::safari) url = script(safariURLScript(bundle, window.id));
+        if (url) return url;
+    }
+    auto doc = axDocumentOf(window);
     if (doc && (doc->starts_with("http://") || doc->starts_with("https://"))) return doc;
     return std::nullopt;
 }
 
 std::optional<std::string> AccessibilityWindowFacts::terminalCWDOf(const ManagedWindow& window) {
-    auto doc = documentOf(window);
+    if (window.bundleIdentifier == "com.googlecode.iterm2")
+        if (auto path = script(iTermSessionPathScript(window.id)); path && path->starts_with("/"))
+            return path;
+    auto doc = axDocumentOf(window);
     if (doc && doc->starts_with("/")) return doc;
     return std::nullopt;
 }
@@ -80,6 +104,7 @@ StageService::StageService(windows::WindowManager& windows, Settings& settings,
                                     [this] { return windows_->windows(); },
                                     [this](const StageItem& item) { return resolve(item); }}),
       stash_(OffScreenStash::Sources{platform, &settings, [this] { return windows_->windows(); }}),
+      toast_(platform.screens),
       captureFacts_(platform, windows) {
     // Parked windows from the last run come back under their records; those that are gone are dropped.
     stash_.load();

@@ -9,6 +9,7 @@
 #include "stages/OffScreenStash.h"
 #include "stages/StageActivation.h"
 #include "stages/StageStore.h"
+#include "stages/StageToast.h"
 #include "stages/StageWindowOpener.h"
 #include "stages/WindowCapture.h"
 #include "stages/WindowPlacer.h"
@@ -20,9 +21,9 @@ class WindowManager;
 
 namespace zelk::stages {
 
-// Window facts read through accessibility: a window's document (a file URL read as its path).
-// Browser URLs and terminal folders need scripts and child processes, which this reader does not
-// run: those windows fall back to their titles.
+// Window facts read as capture reads them: the Finder's folder, Chromium and Safari pages and iTerm
+// folders through their scripts (2 s each), everything else through the window's accessibility
+// document (a file URL read as its path).
 class AccessibilityWindowFacts : public WindowFacts {
   public:
     explicit AccessibilityWindowFacts(const platform::Platform& platform) : p_(platform) {}
@@ -30,8 +31,11 @@ class AccessibilityWindowFacts : public WindowFacts {
     std::optional<std::string> documentOf(const windows::ManagedWindow& window) override;
     std::optional<std::string> browserURLOf(const windows::ManagedWindow& window) override;
     std::optional<std::string> terminalCWDOf(const windows::ManagedWindow& window) override;
+    // The window's AXDocument alone.
+    std::optional<std::string> axDocumentOf(const windows::ManagedWindow& window);
 
   private:
+    std::optional<std::string> script(const std::string& source);
     platform::Platform p_;
 };
 
@@ -85,6 +89,8 @@ class StageService {
     OffScreenStash& stash() { return stash_; }
     std::optional<windows::ManagedWindow> resolve(const StageItem& item);
     StageActivator& activator() { return *activator_; }
+    // The toast a stage shows when it can't come up.
+    StageToast& toast() { return toast_; }
 
     // Recalls a stage; false when no stage is on the key.
     bool activateStage(const std::string& key);
@@ -124,6 +130,7 @@ class StageService {
     WindowPlacer placer_;
     OffScreenStash stash_;
     AgentHooks hooks_;
+    StageToast toast_;
     PlatformCaptureFacts captureFacts_;
     std::unique_ptr<StageWindowOpener> opener_;
     std::unique_ptr<StageActivator> activator_;

@@ -25,6 +25,34 @@ std::optional<ManagedWindow> titleMatch(const std::string& title,
     return std::nullopt;
 }
 
+// Whether `path` is `folder` or lies inside it (a root or empty folder: anything may).
+bool mayLieIn(std::string_view path, std::string_view folder) {
+    if (folder.empty() || folder == "/") return true;
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+// Whether a path has a component that standardising changes: ".", "..", or an empty one ("//").
+bool needsFolding(std::string_view path) {
+    std::size_t at = 0;
+    while (at <= path.size()) {
+        std::size_t end = path.find('/', at);
+        if (end == std::string_view::npos) end = path.size();
+        std::string_view part = path.substr(at, end - at);
+        if (part == "." || part == "..") return true;
+        if (part.empty() && at > 0 && end < path.size()) return true;
+        at = end + 1;
+    }
+    return false;
+}
+
+// The folder above a standardised path, as the file system library gives it.
+std::string parentFolder(const std::string& path) {
+    auto slash = path.rfind('/');
+    if (slash == std::string::npos) return "";
+    if (slash == 0) return path.size() > 1 ? "/" : path;
+    return path.substr(0, slash);
+}
+
 std::optional<ManagedWindow> resolveDocument(const StageItem& item, const DocumentPathSpec& spec,
                                              const std::vector<const ManagedWindow*>& candidates,
                                              WindowFacts& facts, const FileView& files,
@@ -35,6 +63,9 @@ std::optional<ManagedWindow> resolveDocument(const StageItem& item, const Docume
     std::string projectName = editor ? fs::path(wanted).filename().string() : std::string();
     for (auto* w : candidates) {
         if (auto path = facts.documentOf(*w)) {
+            // A project folder lies on the document's own path, so a document outside the wanted
+            // folder can't reduce to it: its project need not be looked for.
+            if (editor && !mayLieIn(standardizedPath(*path, files), wanted)) continue;
             std::string reduced = editor ? rootOf(*path) : *path;
             if (standardizedPath(reduced, files) == wanted) return *w;
         } else if (!projectName.empty()) {
@@ -97,7 +128,7 @@ std::string standardizedPath(std::string_view path, const FileView& files) {
     std::string text(path);
     if (text == "~" || text.starts_with("~/")) text = files.homeFolder() + text.substr(1);
     if (text.empty()) return text;
-    std::string normal = fs::path(text).lexically_normal().string();
+    std::string normal = needsFolding(text) ? fs::path(text).lexically_normal().string() : std::move(text);
     while (normal.size() > 1 && normal.back() == '/')
         normal.pop_back();
     return normal;
@@ -105,13 +136,16 @@ std::string standardizedPath(std::string_view path, const FileView& files) {
 
 std::string projectRoot(std::string_view path, const FileView& files) {
     std::string start = standardizedPath(path, files);
-    if (files.exists(start) && !files.isDirectory(start)) start = fs::path(start).parent_path().string();
+    if (files.exists(start) && !files.isDirectory(start)) start = parentFolder(start);
     std::string home = standardizedPath(files.homeFolder(), files);
     std::string folder = start;
+    std::string candidate;
     while (!folder.empty() && folder != "/" && folder != home) {
-        for (auto marker : projectMarkerFiles())
-            if (files.exists(folder + "/" + std::string(marker))) return folder;
-        std::string parent = fs::path(folder).parent_path().string();
+        for (auto marker : projectMarkerFiles()) {
+            candidate.assign(folder).append("/").append(marker);
+            if (files.exists(candidate)) return folder;
+        }
+        std::string parent = parentFolder(folder);
         if (parent == folder) break;
         folder = parent;
     }

@@ -26,5 +26,15 @@ TEST(Demo, TheTourStepsATabCycleAndClosesAWindowFromIt) {
     EXPECT_EQ(std::count(titles.begin(), titles.end(), closing), 0) << closing;
 }
 
+TEST(Demo, TheStageLetterRecallsAStageAndAStageOnAnotherSpaceShowsTheToast) {
+    auto events = replay(sim::defaultWorldYaml(), agent::demoScript(), true);
+    EXPECT_TRUE(hasLog(events, "activate(multi) \u2500\u2500 stage 'Work' (2 items)"));
+    json toast;
+    for (auto& e : events)
+        if (e["kind"] == "toast" && e["t"].get<double>() >= 33000 && e["visible"].get<bool>()) toast = e;
+    ASSERT_FALSE(toast.is_null());
+    EXPECT_EQ(toast["title"], "Stage **Editing** has windows on another Space.");
+}
+
 }  // namespace
 }  // namespace zelk::testing

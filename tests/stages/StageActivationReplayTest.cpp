@@ -226,14 +226,24 @@ TEST(StageActivationReplay, SingleSpaceModeStopsWithAToastWhenAWindowIsOnAnother
     auto events = replay(world, R"(
 - {at: 1000, command: {command: activate-stage, stageKey: w}}
 - {at: 2000, command: {command: list-stages}}
-- {at: 2500, end: true}
+- {at: 5500, end: true}
 )",
                          true);
-    json toast;
+    // The toast shows on the main screen for 4 s, then leaves.
+    std::vector<json> toasts;
     for (auto& e : events)
-        if (e["kind"] == "notification" && e["id"] == "zelk.stage-toast") toast = e;
-    EXPECT_EQ(toast["title"], "Stage **Work** has windows on another Space.");
-    EXPECT_EQ(toast["body"], "Switch to that Space first, or enable multi-space mode in Settings.");
+        if (e["kind"] == "toast") toasts.push_back(e);
+    ASSERT_EQ(toasts.size(), 2u);
+    EXPECT_EQ(toasts[0]["t"], 1000);
+    EXPECT_TRUE(toasts[0]["visible"].get<bool>());
+    EXPECT_EQ(toasts[0]["title"], "Stage **Work** has windows on another Space.");
+    EXPECT_EQ(toasts[0]["body"], "Switch to that Space first, or enable multi-space mode in Settings.");
+    EXPECT_EQ(toasts[0]["text"],
+              "Stage Work has windows on another Space. Switch to that Space first, or enable multi-space "
+              "mode in Settings.");
+    EXPECT_EQ(toasts[0]["frame"], json::array({490, 73, 460, 64}));
+    EXPECT_EQ(toasts[1]["t"], 5000);
+    EXPECT_FALSE(toasts[1]["visible"].get<bool>());
     EXPECT_FALSE(replies(events).back()["stages"][0]["isActive"].get<bool>());
     EXPECT_FALSE(createdWindow(events, "com.apple.Safari").has_value());
 }

@@ -1,4 +1,11 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
 #include "../app/ReplayHelpers.h"
+#include "stages/WindowCapture.h"
 
 using namespace zelk::testing;
 
@@ -96,4 +103,160 @@ TEST(StageCaptureReplay, ACapturedStageComesBackAfterItsWindowsClosedAndMoved) {
     EXPECT_EQ(frameOf(events, *reopened), json::array({300, 200, 500, 400}));
     // A window that is open keeps where the user put it; the reposition key applies the stage's places.
     EXPECT_EQ(frameOf(events, 2011), json::array({0, 25, 720, 437.5}));
+}
+
+namespace {
+
+// A desk of every kind of window, with the editor's projects in a real folder (project markers are
+// looked up on disk): Safari with two pages (one told by its script, one by accessibility), Terminal
+// in a folder, VS Code on two projects, a Finder window (its folder told by its script) and Mail, a
+// whole app.
+struct WholeDesk {
+    std::filesystem::path root;
+
+    WholeDesk() {
+        root = std::filesystem::temp_directory_path() /
+               ("zelk-capture-" + std::to_string(::getpid()) + "-" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(root / "proj" / "src");
+        std::filesystem::create_directories(root / "tool");
+        std::ofstream(root / "proj" / "package.json") << "{}\n";
+        std::ofstream(root / "proj" / "src" / "main.c") << "int main(void) { return 0; }\n";
+        std::ofstream(root / "tool" / "Cargo.toml") << "[package]\n";
+        std::ofstream(root / "tool" / "lib.rs") << "\n";
+    }
+    ~WholeDesk() {
+        std::error_code ec;
+        std::filesystem::remove_all(root, ec);
+    }
+
+    std::string path(const std::string& rel) const { return (root / rel).string(); }
+
+    std::string world() const {
+        using zelk::stages::wrapScriptTimeout;
+        const std::string finderScript = wrapScriptTimeout(zelk::stages::finderPathScript(3031), 2);
+        const std::string safariScript =
+            wrapScriptTimeout(zelk::stages::safariURLScript("com.apple.Safari", 3002), 2);
+        return R"(
+displays:
+  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}, {id: 2}], currentSpace: 1}
+scripts:
+  - {source: )" +
+               json(finderScript).dump() +
+               R"(, answer: "/Users/sim/Projects/"}
+  - {source: )" +
+               json(safariScript).dump() +
+               R"(, answer: "https://news.example.com/today"}
+apps:
+  - bundleID: com.apple.Safari
+    name: Safari
+    path: /Applications/Safari.app
+    running: {pid: 101, windows: [
+      {id: 3001, title: "Docs", frame: [720, 25, 720, 875], space: 1, document: "https://example.org/docs"},
+      {id: 3002, title: "Today", frame: [0, 25, 720, 875], space: 1}]}
+  - bundleID: com.apple.Terminal
+    name: Terminal
+    path: /Applications/Utilities/Terminal.app
+    running: {pid: 102, windows: [{id: 3011, title: "zsh", frame: [0, 25, 720, 437.5], space: 1,
+                                   document: "file:///Users/sim/src"}]}
+  - bundleID: com.microsoft.VSCode
+    name: Visual Studio Code
+    path: /Applications/Visual Studio Code.app
+    running: {pid: 103, windows: [
+      {id: 3021, title: "main.c — proj", frame: [0, 25, 720, 875], space: 1, document: "file://)" +
+               path("proj/src/main.c") + R"("},
+      {id: 3022, title: "lib.rs — tool", frame: [0, 25, 1440, 875], space: 1, document: "file://)" +
+               path("tool/lib.rs") + R"("}]}
+  - bundleID: com.apple.finder
+    name: Finder
+    path: /System/Library/CoreServices/Finder.app
+    finder: true
+    running: {pid: 104, windows: [{id: 3031, title: "Projects", frame: [720, 462.5, 720, 437.5], space: 1}]}
+  - bundleID: com.apple.mail
+    name: Mail
+    path: /Applications/Mail.app
+    running: {pid: 105, windows: [{id: 3041, title: "Inbox", frame: [100, 100, 900, 600], space: 1}]}
+frontmost: com.apple.Safari
+focusedWindow: 3001
+settings:
+  stageTriggerKeys: [rctrl]
+)";
+    }
+};
+
+const char* kSaveStage = R"(
+- {at: 1000, flags: [rctrl]}
+- {at: 1100, tap: equal}
+- {at: 1200, flags: []}
+)";
+
+}  // namespace
+
+TEST(StageCaptureReplay, EveryKindOfWindowGivesItsIdentityAndPlace) {
+    WholeDesk desk;
+    auto events = replay(desk.world(), std::string(kSaveStage) + R"(
+- {at: 1500, command: {command: list-stages}}
+- {at: 1600, end: true}
+)");
+    auto stages = replies(events).back()["stages"];
+    ASSERT_EQ(stages.size(), 1u);
+    std::vector<std::string> items;
+    for (auto& item : stages[0]["items"])
+        items.push_back(item["bundleID"].get<std::string>() + " " + item["spec"].get<std::string>() + " | " +
+                        item.value("placement", std::string("-")));
+    std::sort(items.begin(), items.end());
+    EXPECT_EQ(items, (std::vector<std::string>{
+                         "com.apple.Safari url:https://example.org/docs | right-half on builtin",
+                         "com.apple.Safari url:https://news.example.com/today | left-half on builtin",
+                         "com.apple.Terminal cwd:/Users/sim/src | top-left on builtin",
+                         "com.apple.finder doc:/Users/sim/Projects/ | bottom-right on builtin",
+                         "com.apple.mail app | 100,75,900,600 on builtin",
+                         "com.microsoft.VSCode doc:" + desk.path("proj") + " | left-half on builtin",
+                         "com.microsoft.VSCode doc:" + desk.path("tool") + " | maximized on builtin",
+                     }));
+}
+
+TEST(StageCaptureReplay, RecallingTheDeskReopensClosedWindowsAtTheirTimesAndPlacesEveryWindow) {
+    WholeDesk desk;
+    // A page, both editor projects and the Finder window close; the terminal is moved.
+    auto events = replay(desk.world(), std::string(kSaveStage) + R"(
+- {at: 2000, closeWindow: 3002}
+- {at: 2000, closeWindow: 3021}
+- {at: 2000, closeWindow: 3022}
+- {at: 2000, closeWindow: 3031}
+- {at: 2100, command: {command: place-window, windowID: 3011, position: bottom-left}}
+- {at: 3000, command: {command: activate-stage, stageKey: a}}
+- {at: 9000, flags: [rctrl]}
+- {at: 9100, tap: section}
+- {at: 9200, flags: []}
+- {at: 9500, end: true}
+)",
+                         true);
+    EXPECT_EQ(replies(events)[1]["message"], "activated stage 'a'");
+    std::map<std::string, json> opened;  // by title
+    for (auto& e : events)
+        if (e["kind"] == "window" && e.value("created", false)) opened[e["title"].get<std::string>()] = e;
+    ASSERT_EQ(opened.size(), 4u) << json(opened).dump();
+    // Apps open at once, one group per app; an editor's second project waits 500 ms after the first
+    // window was placed (300 ms to open, 50 ms before placing).
+    EXPECT_EQ(opened["news.example.com"]["t"], 3300);
+    EXPECT_EQ(opened["Projects"]["t"], 3300);
+    EXPECT_EQ(opened["proj"]["t"], 3300);
+    EXPECT_EQ(opened["tool"]["t"], 3000 + 350 + 500 + 300);
+    auto at = [&](const std::string& title) { return opened[title]["id"].get<std::uint32_t>(); };
+    EXPECT_EQ(frameOf(events, at("news.example.com")), json::array({0, 25, 720, 875}));
+    EXPECT_EQ(frameOf(events, at("Projects")), json::array({720, 462.5, 720, 437.5}));
+    EXPECT_EQ(frameOf(events, at("proj")), json::array({0, 25, 720, 875}));
+    EXPECT_EQ(frameOf(events, at("tool")), json::array({0, 25, 1440, 875}));
+    // Hydration at 1 s finds the three windows open by then, at 3 s the late project.
+    auto hydrated = logsStartingWith(events, "hydrateStage: resolved ");
+    ASSERT_EQ(hydrated.size(), 2u);
+    EXPECT_EQ(hydrated[0], "hydrateStage: resolved 3 window(s) for 'Stage A'");
+    EXPECT_EQ(hydrated[1], "hydrateStage: resolved 1 window(s) for 'Stage A'");
+    // The reposition key puts the windows that stayed open back in their places too.
+    EXPECT_TRUE(hasLog(events, "repositionActiveStage: stage='Stage A' applied=7 skipped=0 total=7"));
+    EXPECT_EQ(frameOf(events, 3011), json::array({0, 25, 720, 437.5}));
+    // The page and Mail never left their places: the trace has no move of theirs.
+    EXPECT_TRUE(frameOf(events, 3001).is_null());
+    EXPECT_TRUE(frameOf(events, 3041).is_null());
 }

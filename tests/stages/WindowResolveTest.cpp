@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <filesystem>
 
 #include "stages/StageFakes.h"
 #include "stages/WindowResolve.h"
@@ -65,6 +66,15 @@ TEST(StagePaths, StandardisingHostsAndFolderOverlap) {
     EXPECT_EQ(standardizedPath("/a/./b/../c/", files), "/a/c");
     EXPECT_EQ(standardizedPath("/", files), "/");
     EXPECT_EQ(standardizedPath("~", files), "/Users/ada");
+    // Paths that need no folding come back as they are, less a trailing slash; the others fold.
+    for (const char* path : {"/a/b", "/a/b/", "a/b", "/a//b", "//a", "/a/b/..", "/..", "/a/.b/c", "/a/..b",
+                             "/a/b/.", "./a", "a/../.."})
+        EXPECT_EQ(standardizedPath(path, files), [&] {
+            std::string normal = std::filesystem::path(path).lexically_normal().string();
+            while (normal.size() > 1 && normal.back() == '/')
+                normal.pop_back();
+            return normal;
+        }()) << path;
     EXPECT_EQ(urlHost("https://user@Docs.Example.org:8443/x?y#z"), "docs.example.org");
     EXPECT_EQ(urlHost("http://[::1]:80/"), "[::1]");
     EXPECT_FALSE(urlHost("about:blank"));

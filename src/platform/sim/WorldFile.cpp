@@ -149,6 +149,24 @@ bool readPictures(Reader& r, const json& p, PictureKnobs& out) {
     return true;
 }
 
+// Scripts the desktop's scriptable apps answer, by their exact text (the time-out wrapped round
+// included): `scripts: [{source, answer}]`. Any other script fails.
+bool readScripts(Reader& r, const json& world, SimProcesses& processes) {
+    if (!world.contains("scripts") || world["scripts"].is_null()) return true;
+    const json& list = world["scripts"];
+    if (!list.is_array()) return r.fail("scripts", "expected a list");
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const std::string path = fmt::format("scripts[{}]", i);
+        const json& entry = list[i];
+        if (!entry.is_object()) return r.fail(path, "expected a mapping");
+        std::string source, answer;
+        if (!r.string(entry, "source", path, source, true)) return false;
+        if (!r.string(entry, "answer", path, answer, true)) return false;
+        processes.scriptAnswers[source] = answer;
+    }
+    return true;
+}
+
 }  // namespace
 
 bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std::string& error) {
@@ -190,6 +208,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
         if (!r.boolean(mc, "thumbnails", "missionControl", options.thumbnails)) return false;
     }
     if (!r.number(world, "launchLatencyMs", "world", w.launchLatencyMs)) return false;
+    if (!readScripts(r, world, desktop.processes())) return false;
     bool dock = false;
     if (!r.boolean(world, "dock", "world", dock)) return false;
     if (dock) w.addDock();

@@ -348,3 +348,21 @@ TEST_F(WorldFileContract, AppsAreFoundByPidAndBundleAsTheyStartAndStop) {
     EXPECT_EQ(w.app("app.missing"), nullptr);
     EXPECT_EQ(w.appByPid(123456), nullptr);
 }
+
+TEST_F(WorldFileContract, ScriptsAreAnsweredByTheirExactTextOnly) {
+    load(R"(
+apps: []
+scripts:
+  - {source: "tell application \"Finder\" to get name", answer: "Finder"}
+)");
+    auto* processes = desktop.platform().processes;
+    std::string error;
+    EXPECT_EQ(processes->runScript("tell application \"Finder\" to get name", &error), "Finder");
+    EXPECT_EQ(processes->runScript("tell application \"Finder\" to get name ", &error), std::nullopt);
+    EXPECT_FALSE(error.empty());
+    EXPECT_EQ(loadError(std::string("scripts: {a: b}\napps: []")), "scripts: expected a list");
+    EXPECT_EQ(loadError(std::string("scripts: [{answer: b}]\napps: []")), "scripts[0].source: missing");
+    EXPECT_EQ(loadError(std::string("scripts: [{source: a}]\napps: []")), "scripts[0].answer: missing");
+    EXPECT_EQ(loadError(std::string("scripts: [{source: a, answer: [b]}]\napps: []")),
+              "scripts[0].answer: expected a string");
+}
