@@ -40,25 +40,26 @@ inline constexpr std::size_t kMaxSparseLength = 4096;
 // many for that to pay, and the caller should score the whole text instead.
 std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const PositionSets& text);
 
-// The matches of a text scored so far, row by row, for a caller that adds a query's rows one at a
-// time (a search typed a character at a time): each match's row, column and value. Vectors of eight
-// lanes, so the storage is aligned.
-inline constexpr std::size_t kMaxSparseMatches = 48;
-struct SparseCells {
-    alignas(16) std::array<std::int16_t, kMaxSparseMatches> i, j, value;
-};
-
-// Scores query row `row` (its character's positions in the text, `positions`; the previous
-// character's, `previous`, or noPositions() for the first row) against the `count` matches of the
-// earlier rows in `cells`, appending its own. `boundary` and `lowercase` are the text's sets, `words`
-// their length. Answers the best value among the row's matches (0 when it has none): the score of the
-// query up to this row is the best of that and the earlier rows' answers. nullopt when the matches
-// outgrow the cells (the caller then scores the whole text). Every query character must be its own
-// lower case, and the text within kMaxSparseLength.
-std::optional<int> addSparseRow(SparseCells& cells, std::size_t& count, int row,
-                                const std::uint64_t* positions, const std::uint64_t* previous,
-                                const std::uint64_t* boundary, const std::uint64_t* lowercase,
-                                std::size_t words);
+// One row of the alignment table of a lower-cased query against a text indexed as a candidate list
+// indexes it, as bytes (one per text position, in `vectors` blocks of 16): the row of a query
+// character from the row above it. `hitBase` holds each position's match score before the run bonus
+// (position, boundary and case bonuses); `positions` the text's positions holding the row's
+// character and `previous` those holding the character before it (noPositions() for the first row),
+// 64 to a word. Bytes saturate, so the caller stops using rows once a row's best passes
+// kMaxByteRowValue and scores that text whole. Answers the row's best value.
+inline constexpr unsigned kMaxByteRowValue = 255 - 24;
+// A row whose values are all at most this fades out in one row: the row below it is zero where it has
+// no match.
+inline constexpr unsigned kFadingRowValue = 3;
+unsigned alignByteRow(const std::uint8_t* hitBase, const std::uint64_t* positions,
+                      const std::uint64_t* previous, std::size_t vectors, const std::uint8_t* above,
+                      std::uint8_t* row);
+// A row of zeros as long as any text a candidate list indexes (the row above the first).
+const std::uint8_t* zeroByteRow();
+// The positions one byte row takes, rounded up to its blocks of 16.
+inline std::size_t byteRowVectors(std::size_t length) {
+    return (length + 15) / 16;
+}
 
 // The least score that counts as a fuzzy hit for a query of `queryLength` characters.
 inline int minScore(std::size_t queryLength) {
