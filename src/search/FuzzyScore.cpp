@@ -312,7 +312,8 @@ unsigned alignByteRow(const std::uint8_t* hitBase, const std::uint64_t* position
         // A block with no match, nothing above it and nothing reaching in from the left stays zero
         // (most blocks of a title away from its matches).
         if (m == 0 && _mm_movemask_epi8(_mm_cmpeq_epi8(up, _mm_setzero_si128())) == 0xFFFF &&
-            (_mm_extract_epi16(before, 7) >> 8) <= kGap && (_mm_extract_epi16(aboveBefore, 7) >> 8) <= -kMismatch) {
+            (_mm_extract_epi16(before, 7) >> 8) <= kGap &&
+            (_mm_extract_epi16(aboveBefore, 7) >> 8) <= -kMismatch) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 16 * v), _mm_setzero_si128());
             aboveBefore = up;
             before = _mm_setzero_si128();

@@ -137,8 +137,12 @@ void IncrementalWindowScores::reset(const WindowCandidateList& windows) {
     bestAt_.assign(1, std::vector<int>(n, 0));
     positionsAt_.assign(1, std::vector<std::uint64_t>(windows.totalWords(), 0));
     wholeFrom_.assign(n, std::numeric_limits<std::uint32_t>::max());
+    wholeTitles_.clear();
     for (std::size_t r = 0; r < n; ++r)
-        if (windows.wordStart(r + 1) == windows.wordStart(r)) wholeFrom_[r] = 0;
+        if (windows.wordStart(r + 1) == windows.wordStart(r)) {
+            wholeFrom_[r] = 0;
+            wholeTitles_.push_back(static_cast<std::uint32_t>(r));
+        }
 }
 
 // Row `row` of the query (0-based) for every title: a title whose row above is zero and which lacks
@@ -171,18 +175,17 @@ void IncrementalWindowScores::addRow(const WindowCandidateList& windows, const M
         std::uint8_t* out = rows.data() + 16 * windows.vectorStart(r);
         if (aboveMax[r] > kMaxByteRowValue) {
             wholeFrom_[r] = static_cast<std::uint32_t>(length);
+            wholeTitles_.push_back(static_cast<std::uint32_t>(r));
             continue;
         }
         std::uint64_t any = 0;
         for (std::size_t w = 0; w < words; ++w)
             any |= positions[start + w];
-        if (!any && aboveMax[r] <= kFadingRowValue) {
-            std::fill(out, out + 16 * vectors, 0);
-            continue;
-        }
-        const unsigned got =
-            alignByteRow(windows.hitBase(r), positions.data() + start, previous.data() + start, vectors,
-                         above.data() + 16 * windows.vectorStart(r), out);
+        // The row stays zero (its bytes are left as they are: a zero row maximum says so).
+        if (!any && aboveMax[r] <= kFadingRowValue) continue;
+        const std::uint8_t* from = aboveMax[r] ? above.data() + 16 * windows.vectorStart(r) : zeroByteRow();
+        const unsigned got = alignByteRow(windows.hitBase(r), positions.data() + start,
+                                          previous.data() + start, vectors, from, out);
         rowMax[r] = static_cast<std::uint8_t>(got);
         best[r] = std::max(best[r], static_cast<int>(got));
     }
@@ -199,21 +202,20 @@ const std::vector<int>& IncrementalWindowScores::scores(const WindowCandidateLis
     reused_ = keep;
     keys_.resize(keep);
     // A title that outgrew a byte on a row now forgotten is scored by rows again: its earlier rows stand.
-    for (auto& from : wholeFrom_)
-        if (from > keep && from != std::numeric_limits<std::uint32_t>::max())
-            from = std::numeric_limits<std::uint32_t>::max();
+    std::erase_if(wholeTitles_, [&](std::uint32_t r) {
+        if (wholeFrom_[r] <= keep) return false;
+        wholeFrom_[r] = std::numeric_limits<std::uint32_t>::max();
+        return true;
+    });
     for (std::size_t row = keep; row < q.size(); ++row) {
         addRow(windows, query, row);
         keys_.push_back(q[row]);
     }
     // Most keystrokes score no title whole: their scores are the rows' as they stand.
-    bool anyWhole = false;
-    for (std::uint32_t from : wholeFrom_)
-        anyWhole |= from <= q.size();
-    if (!anyWhole) return bestAt_[q.size()];
+    if (wholeTitles_.empty()) return bestAt_[q.size()];
     scores_ = bestAt_[q.size()];
-    for (std::size_t r = 0; r < windows.size(); ++r)
-        if (wholeFrom_[r] <= q.size()) scores_[r] = fuzzyScore(query, windows.rows()[r].lowercasedTitle);
+    for (std::uint32_t r : wholeTitles_)
+        scores_[r] = fuzzyScore(query, windows.rows()[r].lowercasedTitle);
     return scores_;
 }
 

@@ -91,8 +91,9 @@ class IncrementalWindowScores {
     std::size_t listSize_ = 0;
     std::vector<CharKey> keys_;  // the query rows scored so far
     // Per query length (index 0: the empty query; buffers past the current length are kept for
-    // reuse): every title's last byte row, its largest value, the best score so far, and where each
-    // title holds the length's last character (the run bonus of the next row reads it).
+    // reuse): every title's last byte row (whatever its bytes where its largest value is 0), that value, the
+    // best score so far, and where each title holds the length's last character (the run bonus of the next
+    // row reads it).
     std::vector<std::vector<std::uint8_t>> rowsAt_;
     std::vector<std::vector<std::uint8_t>> rowMaxAt_;
     std::vector<std::vector<int>> bestAt_;
@@ -100,6 +101,7 @@ class IncrementalWindowScores {
     // The query length from which a title is scored whole (its values outgrew a byte); 0 for a title
     // that isn't indexed.
     std::vector<std::uint32_t> wholeFrom_;
+    std::vector<std::uint32_t> wholeTitles_;  // the titles with a wholeFrom_ (any order)
     std::vector<int> scores_;
     std::size_t reused_ = 0;
 };
