@@ -40,26 +40,15 @@ inline constexpr std::size_t kMaxSparseLength = 4096;
 // many for that to pay, and the caller should score the whole text instead.
 std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const PositionSets& text);
 
-// One row of the alignment table of a lower-cased query against a text indexed as a candidate list
-// indexes it, as bytes (one per text position, in `vectors` blocks of 16): the row of a query
-// character from the row above it. `hitBase` holds each position's match score before the run bonus
-// (position, boundary and case bonuses); `positions` the text's positions holding the row's
-// character and `previous` those holding the character before it (noPositions() for the first row),
-// 64 to a word. Bytes saturate, so the caller stops using rows once a row's best passes
-// kMaxByteRowValue and scores that text whole. Answers the row's best value.
-inline constexpr unsigned kMaxByteRowValue = 255 - 24;
-// A row whose values are all at most this fades out in one row: the row below it is zero where it has
-// no match.
-inline constexpr unsigned kFadingRowValue = 3;
-unsigned alignByteRow(const std::uint8_t* hitBase, const std::uint64_t* positions,
-                      const std::uint64_t* previous, std::size_t vectors, const std::uint8_t* above,
-                      std::uint8_t* row);
-// A row of zeros as long as any text a candidate list indexes (the row above the first).
+// A row of zeros as long as any text the sparse way takes (the row above the first, in byte rows).
 const std::uint8_t* zeroByteRow();
-// The positions one byte row takes, rounded up to its blocks of 16.
-inline std::size_t byteRowVectors(std::size_t length) {
-    return (length + 15) / 16;
-}
+
+// The alignment's steps: a mismatch, a step right or down, and the bonuses of a match whose case
+// agrees and of a match right after the previous query character's.
+inline constexpr int kMismatchScore = -4;
+inline constexpr int kGapCost = 3;
+inline constexpr int kExactCaseBonus = 1;
+inline constexpr int kRunBonus = 4;
 
 // The least score that counts as a fuzzy hit for a query of `queryLength` characters.
 inline int minScore(std::size_t queryLength) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "search/ByteRows.h"
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
 
