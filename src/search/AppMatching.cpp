@@ -35,6 +35,10 @@ const std::vector<std::size_t>& anchorsOf(const AppCandidate& app, const std::ve
     if (app.anchorsFor != key) {
         app.anchors = nameAnchors(app.originalName, prefixes);
         app.anchorsFor = key;
+        app.anchorKeyMask = 0;
+        const auto keys = app.originalName.lowerKeys();
+        for (std::size_t anchor : app.anchors)
+            if (anchor < keys.size()) app.anchorKeyMask |= keyBit(keys[anchor]);
     }
     return app.anchors;
 }
@@ -78,9 +82,14 @@ std::vector<AppMatch> matchApps(const std::vector<AppCandidate>& apps, std::stri
 
     if (mode == SearchMatchMode::anchored) {
         const std::size_t key = prefixesKey(optionalPrefixes);
+        // An empty query matches at any anchor, so it skips no app by the mask.
+        const std::uint64_t first = keys.empty() ? ~std::uint64_t{0} : keyBit(keys.front());
+        matches.reserve(apps.size());
         for (std::size_t i = 0; i < apps.size(); ++i) {
             const AppCandidate& app = apps[i];
-            if (!anchoredMatchAt(app.originalName, anchorsOf(app, optionalPrefixes, key), query)) continue;
+            const auto& anchors = anchorsOf(app, optionalPrefixes, key);
+            if (!(app.anchorKeyMask & first)) continue;
+            if (!anchoredMatchAt(app.originalName, anchors, query)) continue;
             int score = fuzzyScore(query, app.lowercasedName);
             // Initials come from the name as written, so camel-case capitals count ("vb" for VirtualBox).
             if (score > 0) score += acronymBonus(keys, app.acronymKeys);

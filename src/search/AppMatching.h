@@ -1,5 +1,6 @@
 #pragma once
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,9 @@ struct AppCandidate {
     // until the set changes (`anchorsFor` tells which set).
     mutable std::vector<std::size_t> anchors;
     mutable std::size_t anchorsFor = 0;
+    // The keyBit of the lower-cased character at each anchor, kept with them: an app none of whose
+    // anchors holds the query's first character is passed over without reading its name.
+    mutable std::uint64_t anchorKeyMask = 0;
 
     static AppCandidate make(std::string identifier, std::string_view originalName, std::string_view name,
                              bool isRunning, double usageScore);

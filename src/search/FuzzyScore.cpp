@@ -14,10 +14,10 @@ namespace zelk::search {
 
 namespace {
 
-constexpr int kMismatch = -4;
-constexpr int kGap = 3;
-constexpr int kExactCase = 1;
-constexpr int kRun = 4;
+constexpr int kMismatch = kMismatchScore;
+constexpr int kGap = kGapCost;
+constexpr int kExactCase = kExactCaseBonus;
+constexpr int kRun = kRunBonus;
 constexpr std::size_t kStackColumns = 512;
 
 struct Rows {
@@ -88,6 +88,12 @@ int align(const MatchText& query, const MatchText& text, Rows rows) {
 // (the usual case: a short query in a title) scoring just the matches against each other is far
 // cheaper than filling the table; many matches fall back to the table.
 constexpr std::array<std::uint64_t, kMaxSparseLength / 64> kNoPositions{};
+
+// The matches scored so far: each match's row, column and value, in vectors of eight lanes.
+constexpr std::size_t kMaxSparseMatches = 48;
+struct SparseCells {
+    alignas(16) std::array<std::int16_t, kMaxSparseMatches> i, j, value;
+};
 
 // The matches scored so far, and what they offer the row being scored. A match at (i, j) with match
 // score s draws from a match (I, J, V) of an earlier row, with di = i - 1 - I and dj = j - 1 - J:
@@ -258,31 +264,14 @@ std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const Positi
     return best;
 }
 
-std::optional<int> addSparseRow(SparseCells& storage, std::size_t& count, int row,
-                                const std::uint64_t* positions, const std::uint64_t* runFrom,
-                                const std::uint64_t* boundaries, const std::uint64_t* lowercases,
-                                std::size_t words) {
-    Matches cells(storage);
-    cells.beginRow(count, row);
-    int best = 0;
-    int rowBestLifted = 0;
-    for (std::size_t w = 0; w < words; ++w) {
-        const std::uint64_t runs = positions[w] & (runFrom[w] << 1 | (w > 0 ? runFrom[w - 1] >> 63 : 0));
-        const std::uint64_t boundary = boundaries[w], lowercase = lowercases[w];
-        for (std::uint64_t bits = positions[w]; bits; bits &= bits - 1) {
-            if (count == kMaxSparseMatches) return std::nullopt;
-            const std::uint64_t bit = bits & (~bits + 1);
-            const int j = static_cast<int>(w * 64) + std::countr_zero(bits);
-            const int s = (j == 0 ? 14 : 6) + ((boundary & bit) ? 4 : 0) +
-                          ((lowercase & bit) ? kExactCase : 0) + ((runs & bit) ? kRun : 0);
-            const int left = rowBestLifted - kGap * j;
-            const int value = std::max(cells.draw(j, s), left);
-            rowBestLifted = std::max(rowBestLifted, value + kGap * j);
-            best = std::max(best, value);
-            cells.add(count++, row, j, value);
-        }
-    }
-    return best;
+namespace {
+
+constexpr std::array<std::uint8_t, kMaxSparseLength> kZeroRow{};
+
+}  // namespace
+
+const std::uint8_t* zeroByteRow() {
+    return kZeroRow.data();
 }
 
 namespace {

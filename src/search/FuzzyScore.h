@@ -40,25 +40,15 @@ inline constexpr std::size_t kMaxSparseLength = 4096;
 // many for that to pay, and the caller should score the whole text instead.
 std::optional<int> fuzzyScoreSparse(std::span<const CharKey> query, const PositionSets& text);
 
-// The matches of a text scored so far, row by row, for a caller that adds a query's rows one at a
-// time (a search typed a character at a time): each match's row, column and value. Vectors of eight
-// lanes, so the storage is aligned.
-inline constexpr std::size_t kMaxSparseMatches = 48;
-struct SparseCells {
-    alignas(16) std::array<std::int16_t, kMaxSparseMatches> i, j, value;
-};
+// A row of zeros as long as any text the sparse way takes (the row above the first, in byte rows).
+const std::uint8_t* zeroByteRow();
 
-// Scores query row `row` (its character's positions in the text, `positions`; the previous
-// character's, `previous`, or noPositions() for the first row) against the `count` matches of the
-// earlier rows in `cells`, appending its own. `boundary` and `lowercase` are the text's sets, `words`
-// their length. Answers the best value among the row's matches (0 when it has none): the score of the
-// query up to this row is the best of that and the earlier rows' answers. nullopt when the matches
-// outgrow the cells (the caller then scores the whole text). Every query character must be its own
-// lower case, and the text within kMaxSparseLength.
-std::optional<int> addSparseRow(SparseCells& cells, std::size_t& count, int row,
-                                const std::uint64_t* positions, const std::uint64_t* previous,
-                                const std::uint64_t* boundary, const std::uint64_t* lowercase,
-                                std::size_t words);
+// The alignment's steps: a mismatch, a step right or down, and the bonuses of a match whose case
+// agrees and of a match right after the previous query character's.
+inline constexpr int kMismatchScore = -4;
+inline constexpr int kGapCost = 3;
+inline constexpr int kExactCaseBonus = 1;
+inline constexpr int kRunBonus = 4;
 
 // The least score that counts as a fuzzy hit for a query of `queryLength` characters.
 inline int minScore(std::size_t queryLength) {

@@ -39,6 +39,21 @@ std::string toUtf8(const icu::UnicodeString& s) {
     return out;
 }
 
+// Whether the text is well-formed UTF-8 of code points below U+0300 and whose multi-byte characters
+// lie within [U+0080, `below`). Below U+0300 no character joins the one before it (combining marks
+// start there) and only CR LF forms a cluster, so each code point is a character.
+bool isSmallLatin(std::string_view text, unsigned below) {
+    const unsigned lastLead = 0xC0 + ((below - 1) >> 6);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c < 0x80) continue;
+        if (c < 0xC2 || c > lastLead || i + 1 == text.size()) return false;
+        const auto next = static_cast<unsigned char>(text[++i]);
+        if ((next & 0xC0) != 0x80) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 bool isAscii(std::string_view text) {
@@ -54,6 +69,22 @@ std::vector<std::string> splitGraphemes(std::string_view utf8) {
         out.reserve(utf8.size());
         for (std::size_t i = 0; i < utf8.size(); ++i) {
             if (utf8[i] == '\r' && i + 1 < utf8.size() && utf8[i + 1] == '\n') {
+                out.emplace_back("\r\n");
+                ++i;
+            } else {
+                out.emplace_back(1, utf8[i]);
+            }
+        }
+        return out;
+    }
+    if (isSmallLatin(utf8, 0x300)) {
+        out.reserve(utf8.size());
+        for (std::size_t i = 0; i < utf8.size(); ++i) {
+            const auto c = static_cast<unsigned char>(utf8[i]);
+            if (c >= 0x80) {
+                out.emplace_back(utf8.substr(i, 2));
+                ++i;
+            } else if (c == '\r' && i + 1 < utf8.size() && utf8[i + 1] == '\n') {
                 out.emplace_back("\r\n");
                 ++i;
             } else {
@@ -86,6 +117,23 @@ std::string lowercased(std::string_view utf8) {
         std::string out(utf8);
         for (char& c : out)
             if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        return out;
+    }
+    if (isSmallLatin(utf8, 0x100)) {
+        // Latin-1: the capitals U+00C0 to U+00DE (but the multiplication sign) lower by 0x20; the
+        // other characters are their own lower case.
+        std::string out(utf8);
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            const auto c = static_cast<unsigned char>(out[i]);
+            if (c >= 'A' && c <= 'Z') out[i] = static_cast<char>(c - 'A' + 'a');
+            if (c == 0xC3) {
+                const auto next = static_cast<unsigned char>(out[i + 1]);
+                if (next >= 0x80 && next <= 0x9E && next != 0x97) out[i + 1] = static_cast<char>(next + 0x20);
+                ++i;
+            } else if (c >= 0x80) {
+                ++i;
+            }
+        }
         return out;
     }
     icu::UnicodeString text =

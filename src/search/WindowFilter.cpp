@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "search/ByteRows.h"
 #include "search/FuzzyScore.h"
 #include "search/Graphemes.h"
 
@@ -19,6 +20,7 @@ WindowCandidateList::WindowCandidateList(std::vector<WindowCandidate> rows) : ro
     std::stable_sort(byTitle_.begin(), byTitle_.end(),
                      [&](std::uint32_t a, std::uint32_t b) { return rows_[a].title < rows_[b].title; });
     wordStart_.reserve(rows_.size() + 1);
+    vectorStart_.reserve(rows_.size() + 1);
     firstKeys_.reserve(rows_.size());
     for (std::uint32_t row = 0; row < rows_.size(); ++row) {
         const MatchText& t = rows_[row].lowercasedTitle;
@@ -26,7 +28,16 @@ WindowCandidateList::WindowCandidateList(std::vector<WindowCandidate> rows) : ro
         const bool indexed = !t.empty() && t.size() <= kMaxSparseLength;
         const std::size_t words = indexed ? t.words() : 0;
         wordStart_.push_back(static_cast<std::uint32_t>(wordStart_.back() + words));
+        const std::size_t vectors = indexed ? byteRowVectors(t.size()) : 0;
+        vectorStart_.push_back(static_cast<std::uint32_t>(vectorStart_.back() + vectors));
         if (!indexed) continue;
+        // A match's score before the run bonus: position and boundary, and 1 where the title's
+        // character is its own lower case (the case of a lower-case query then agrees).
+        const std::size_t from = hitBase_.size();
+        hitBase_.resize(from + 16 * vectors, 0);
+        for (std::size_t j = 0; j < t.size(); ++j)
+            hitBase_[from + j] = static_cast<std::uint8_t>(
+                t.matchBase()[j] + ((t.lowercaseBits()[j / 64] >> (j % 64)) & 1 ? 1 : 0));
         boundary_.insert(boundary_.end(), t.boundaryBits(), t.boundaryBits() + words);
         lowercase_.insert(lowercase_.end(), t.lowercaseBits(), t.lowercaseBits() + words);
         std::vector<CharKey> keys(t.lowerKeys().begin(), t.lowerKeys().end());
@@ -49,17 +60,19 @@ std::span<const WindowCandidateList::Posting> WindowCandidateList::postings(Char
 
 namespace {
 
-// Each row's fuzzy score. Titles the postings cover are scored from the positions of the query's
-// characters, gathered across all titles in one pass over each character's postings; the others, and
-// any the sparse way declines, are scored in full.
+// Each row's fuzzy score. Titles the postings cover are scored a byte row at a time from the positions
+// of the query's characters, gathered across all titles in one pass over each character's postings;
+// a row that stays zero (nothing above it, nothing matching in it) is skipped. The others, and titles
+// whose values outgrow a byte, are scored in full.
 std::vector<int> fuzzyScores(const WindowCandidateList& windows, const MatchText& query) {
     const std::size_t n = windows.size(), m = query.size();
     auto q = query.lowerKeys();
-    const bool sparse = m <= kMaxSparseRows && query.isLowercase();
+    const bool indexed = m <= kMaxSparseRows && query.isLowercase();
     std::vector<int> scores(n, 0);
     // Row r's sets: query character i's words from (wordStart(r) * m + i * words).
     std::vector<std::uint64_t> positions;
-    if (sparse) {
+    std::vector<std::uint8_t> rows;
+    if (indexed) {
         positions.assign(windows.totalWords() * m, 0);
         for (std::size_t i = 0; i < m; ++i)
             for (const auto& p : windows.postings(q[i])) {
@@ -67,26 +80,45 @@ std::vector<int> fuzzyScores(const WindowCandidateList& windows, const MatchText
                 const std::size_t words = windows.wordStart(p.row + 1) - start;
                 positions[start * m + i * words + p.word] = p.positions;
             }
+        rows.resize(2 * 16 * byteRowVectors(kMaxSparseLength));
     }
-    std::array<const std::uint64_t*, kMaxSparseRows> rows{};
+    std::uint8_t* rowA = rows.data();
+    std::uint8_t* rowB = rowA + rows.size() / 2;
     for (std::size_t r = 0; r < n; ++r) {
         const std::size_t start = windows.wordStart(r), words = windows.wordStart(r + 1) - start;
         const MatchText& title = windows.rows()[r].lowercasedTitle;
-        if (!sparse || words == 0) {
+        if (!indexed || words == 0) {
             scores[r] = fuzzyScore(query, title);
             continue;
         }
+        const std::size_t vectors = windows.vectorStart(r + 1) - windows.vectorStart(r);
         const std::uint64_t* own = positions.data() + start * m;
-        std::uint64_t any = 0;
+        const std::uint8_t* above = zeroByteRow();
+        const std::uint64_t* previous = noPositions();
+        unsigned aboveMax = 0;
+        int best = 0;
+        bool whole = false;
         for (std::size_t i = 0; i < m; ++i) {
-            rows[i] = own + i * words;
+            const std::uint64_t* at = own + i * words;
+            std::uint64_t any = 0;
             for (std::size_t w = 0; w < words; ++w)
-                any |= rows[i][w];
+                any |= at[w];
+            if (!any && aboveMax <= kFadingRowValue) {
+                // Nothing to carry down and nothing to start: the row is zero.
+                above = zeroByteRow();
+                aboveMax = 0;
+            } else if (aboveMax > kMaxByteRowValue) {
+                whole = true;
+                break;
+            } else {
+                aboveMax = alignByteRow(windows.hitBase(r), at, previous, vectors, above, rowA);
+                best = std::max(best, static_cast<int>(aboveMax));
+                above = rowA;
+                std::swap(rowA, rowB);
+            }
+            previous = at;
         }
-        if (!any) continue;
-        auto score = fuzzyScoreSparse(
-            q, {rows.data(), windows.boundary(r), windows.lowercase(r), words, title.size()});
-        scores[r] = score ? *score : fuzzyScore(query, title);
+        scores[r] = whole ? fuzzyScore(query, title) : best;
     }
     return scores;
 }
@@ -101,59 +133,62 @@ void IncrementalWindowScores::reset(const WindowCandidateList& windows) {
     listSize_ = windows.size();
     keys_.clear();
     const std::size_t n = windows.size();
-    cells_.assign(n, SparseCells{});
-    countAt_.assign(1, std::vector<std::uint8_t>(n, 0));
+    rowsAt_.assign(1, std::vector<std::uint8_t>(16 * windows.totalVectors(), 0));
+    rowMaxAt_.assign(1, std::vector<std::uint8_t>(n, 0));
     bestAt_.assign(1, std::vector<int>(n, 0));
-    lastAt_.assign(1, std::vector<std::uint64_t>(n, 0));
+    positionsAt_.assign(1, std::vector<std::uint64_t>(windows.totalWords(), 0));
     wholeFrom_.assign(n, std::numeric_limits<std::uint32_t>::max());
+    wholeTitles_.clear();
     for (std::size_t r = 0; r < n; ++r)
-        if (windows.wordStart(r + 1) == windows.wordStart(r)) wholeFrom_[r] = 0;
+        if (windows.wordStart(r + 1) == windows.wordStart(r)) {
+            wholeFrom_[r] = 0;
+            wholeTitles_.push_back(static_cast<std::uint32_t>(r));
+        }
 }
 
-// Row `row` of the query (0-based) for every title holding its character; the others keep their
-// score. A title past its cells is scored whole.
+// Row `row` of the query (0-based) for every title: a title whose row above is zero and which lacks
+// the character keeps a zero row; a title whose values may outgrow a byte is scored whole from here.
 void IncrementalWindowScores::addRow(const WindowCandidateList& windows, const MatchText& query,
                                      std::size_t row) {
     const auto q = query.lowerKeys();
-    const std::size_t length = row + 1;
-    countAt_.resize(length + 1);
-    bestAt_.resize(length + 1);
-    lastAt_.resize(length + 1);
-    countAt_[length] = countAt_[row];
-    bestAt_[length] = bestAt_[row];
-    lastAt_[length].assign(windows.size(), 0);
-    auto& count = countAt_[length];
+    const std::size_t length = row + 1, n = windows.size();
+    for (auto* table : {&rowsAt_, &rowMaxAt_})
+        if (table->size() <= length) table->resize(length + 1);
+    if (bestAt_.size() <= length) bestAt_.resize(length + 1);
+    if (positionsAt_.size() <= length) positionsAt_.resize(length + 1);
+    auto& rows = rowsAt_[length];
+    auto& rowMax = rowMaxAt_[length];
     auto& best = bestAt_[length];
-    auto& last = lastAt_[length];
-    const auto& before = lastAt_[row];
-    // A title has a posting for each word holding the character, in row order: take it once.
-    std::uint32_t seen = std::numeric_limits<std::uint32_t>::max();
-    for (const auto& p : windows.postings(q[row])) {
-        const std::uint32_t r = p.row;
-        if (r == seen) continue;
-        seen = r;
-        const std::size_t words = windows.wordStart(r + 1) - windows.wordStart(r);
-        // One-word titles (most) read their positions from the postings, not from the title.
-        const MatchText* title = nullptr;
-        const std::uint64_t *positions = &p.positions, *previous = &before[r];
-        if (words == 1) {
-            last[r] = p.positions;
-        } else {
-            title = &windows.rows()[r].lowercasedTitle;
-            positions = title->positionsOf(q[row]);
-            previous = row > 0 ? title->positionsOf(q[row - 1]) : nullptr;
-            if (!previous) previous = noPositions();
-        }
+    auto& positions = positionsAt_[length];
+    rows.resize(16 * windows.totalVectors());
+    rowMax.assign(n, 0);
+    best = bestAt_[row];
+    positions.assign(windows.totalWords(), 0);
+    for (const auto& p : windows.postings(q[row]))
+        positions[windows.wordStart(p.row) + p.word] = p.positions;
+    const auto& above = rowsAt_[row];
+    const auto& aboveMax = rowMaxAt_[row];
+    const auto& previous = positionsAt_[row];
+    for (std::size_t r = 0; r < n; ++r) {
         if (wholeFrom_[r] <= length) continue;
-        std::size_t n = count[r];
-        auto got = addSparseRow(cells_[r], n, static_cast<int>(row), positions, previous, windows.boundary(r),
-                                windows.lowercase(r), words);
-        if (!got) {
+        const std::size_t start = windows.wordStart(r), words = windows.wordStart(r + 1) - start;
+        const std::size_t vectors = windows.vectorStart(r + 1) - windows.vectorStart(r);
+        std::uint8_t* out = rows.data() + 16 * windows.vectorStart(r);
+        if (aboveMax[r] > kMaxByteRowValue) {
             wholeFrom_[r] = static_cast<std::uint32_t>(length);
+            wholeTitles_.push_back(static_cast<std::uint32_t>(r));
             continue;
         }
-        count[r] = static_cast<std::uint8_t>(n);
-        best[r] = std::max(best[r], *got);
+        std::uint64_t any = 0;
+        for (std::size_t w = 0; w < words; ++w)
+            any |= positions[start + w];
+        // The row stays zero (its bytes are left as they are: a zero row maximum says so).
+        if (!any && aboveMax[r] <= kFadingRowValue) continue;
+        const std::uint8_t* from = aboveMax[r] ? above.data() + 16 * windows.vectorStart(r) : zeroByteRow();
+        const unsigned got = alignByteRow(windows.hitBase(r), positions.data() + start,
+                                          previous.data() + start, vectors, from, out);
+        rowMax[r] = static_cast<std::uint8_t>(got);
+        best[r] = std::max(best[r], static_cast<int>(got));
     }
 }
 
@@ -167,24 +202,21 @@ const std::vector<int>& IncrementalWindowScores::scores(const WindowCandidateLis
         ++keep;
     reused_ = keep;
     keys_.resize(keep);
-    countAt_.resize(keep + 1);
-    bestAt_.resize(keep + 1);
-    lastAt_.resize(keep + 1);
-    // A title that outgrew its cells on a row now forgotten is sparse again: its earlier matches stand.
-    for (auto& from : wholeFrom_)
-        if (from > keep) from = std::numeric_limits<std::uint32_t>::max();
+    // A title that outgrew a byte on a row now forgotten is scored by rows again: its earlier rows stand.
+    std::erase_if(wholeTitles_, [&](std::uint32_t r) {
+        if (wholeFrom_[r] <= keep) return false;
+        wholeFrom_[r] = std::numeric_limits<std::uint32_t>::max();
+        return true;
+    });
     for (std::size_t row = keep; row < q.size(); ++row) {
         addRow(windows, query, row);
         keys_.push_back(q[row]);
     }
-    // Most keystrokes score no title whole: their scores are the sparse ones as they stand.
-    bool anyWhole = false;
-    for (std::uint32_t from : wholeFrom_)
-        anyWhole |= from <= q.size();
-    if (!anyWhole) return bestAt_[q.size()];
+    // Most keystrokes score no title whole: their scores are the rows' as they stand.
+    if (wholeTitles_.empty()) return bestAt_[q.size()];
     scores_ = bestAt_[q.size()];
-    for (std::size_t r = 0; r < windows.size(); ++r)
-        if (wholeFrom_[r] <= q.size()) scores_[r] = fuzzyScore(query, windows.rows()[r].lowercasedTitle);
+    for (std::uint32_t r : wholeTitles_)
+        scores_[r] = fuzzyScore(query, windows.rows()[r].lowercasedTitle);
     return scores_;
 }
 

@@ -52,6 +52,12 @@ class WindowCandidateList {
     // A row's first lower-cased key (0 for an empty title): most titles fail a prefix test there, without
     // reading the title.
     CharKey firstKey(std::size_t row) const { return firstKeys_[row]; }
+    // A row's place in byte rows of the alignment (blocks of 16 positions, from vectorStart(row) to
+    // vectorStart(row + 1); none for a title the postings leave out), and its match scores before the
+    // run bonus, one byte a position.
+    std::size_t vectorStart(std::size_t row) const { return vectorStart_[row]; }
+    std::size_t totalVectors() const { return vectorStart_.back(); }
+    const std::uint8_t* hitBase(std::size_t row) const { return hitBase_.data() + 16 * vectorStart_[row]; }
 
   private:
     std::vector<WindowCandidate> rows_;
@@ -60,14 +66,16 @@ class WindowCandidateList {
     std::vector<std::uint32_t> wordStart_ = {0};
     std::vector<std::uint64_t> boundary_, lowercase_;
     std::vector<CharKey> firstKeys_;
+    std::vector<std::uint32_t> vectorStart_ = {0};
+    std::vector<std::uint8_t> hitBase_;
 };
 
 // The fuzzy scores of a candidate list for a query typed a character at a time. A query's alignment
-// table begins with the table of each of its prefixes, so a longer query keeps every match its prefix
-// scored and adds the rows of its new characters: a keystroke scores only the titles holding the new
-// character, and only that row of them. Going back (a deletion) forgets the rows past the common
-// prefix. Titles whose matches outgrow the sparse cells are scored whole. The scores are those of
-// fuzzyScore. Bound to one list: another list (or the same list moved) starts afresh.
+// table begins with the table of each of its prefixes, so a longer query keeps its prefix's rows and
+// adds the rows of its new characters: a keystroke computes one byte row per title (and skips the
+// titles whose row stays zero). Going back (a deletion) forgets the rows past the common prefix.
+// Titles whose values outgrow a byte are scored whole. The scores are those of fuzzyScore. Bound to
+// one list: another list (or the same list moved) starts afresh.
 class IncrementalWindowScores {
   public:
     // The score of every row of `windows` (in row order) for the lower-cased query.
@@ -82,16 +90,18 @@ class IncrementalWindowScores {
     const WindowCandidateList* list_ = nullptr;
     std::size_t listSize_ = 0;
     std::vector<CharKey> keys_;  // the query rows scored so far
-    std::vector<SparseCells> cells_;
-    // Per query length (index 0: the empty query): each title's match count and best score.
-    std::vector<std::vector<std::uint8_t>> countAt_;
+    // Per query length (index 0: the empty query; buffers past the current length are kept for
+    // reuse): every title's last byte row (whatever its bytes where its largest value is 0), that value, the
+    // best score so far, and where each title holds the length's last character (the run bonus of the next
+    // row reads it).
+    std::vector<std::vector<std::uint8_t>> rowsAt_;
+    std::vector<std::vector<std::uint8_t>> rowMaxAt_;
     std::vector<std::vector<int>> bestAt_;
-    // Per query length: where a one-word title holds the query's last character (the run bonus of the
-    // next row reads it).
-    std::vector<std::vector<std::uint64_t>> lastAt_;
-    // The query length from which a title is scored whole (its matches outgrew the cells); 0 for a
-    // title that isn't indexed.
+    std::vector<std::vector<std::uint64_t>> positionsAt_;
+    // The query length from which a title is scored whole (its values outgrew a byte); 0 for a title
+    // that isn't indexed.
     std::vector<std::uint32_t> wholeFrom_;
+    std::vector<std::uint32_t> wholeTitles_;  // the titles with a wholeFrom_ (any order)
     std::vector<int> scores_;
     std::size_t reused_ = 0;
 };

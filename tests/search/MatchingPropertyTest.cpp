@@ -226,3 +226,66 @@ TEST(MatchingProperties, ATypedSearchListsWhatAFreshSearchLists) {
         ASSERT_EQ(typedEngine.search(typed, state), fresh.search(typed, state)) << "query '" << typed << "'";
     }
 }
+
+// Window titles are scored a byte row at a time, typed or fresh: every score equals the plain
+// alignment's, including titles past 64 characters, titles whose values outgrow a byte (a long query
+// that runs along a long title) and queries repeated from the title itself.
+TEST(MatchingProperties, ByteRowScoresEqualThePlainAlignment) {
+    std::mt19937 rng(20261125);
+    std::vector<std::string> titles;
+    for (int i = 0; i < 60; ++i)
+        titles.push_back(randomText(rng, i % 6 == 0 ? 150 : 40));
+    const std::string run = "abcabcabcabcabcabcabcabc";
+    titles.push_back(run + " " + run);
+    titles.push_back("x" + std::string(200, 'a'));
+    titles.push_back(std::string(70, ' ') + "ab");
+    std::vector<WindowCandidate> rows;
+    for (const auto& t : titles)
+        rows.push_back(WindowCandidate::make(t, ""));
+    const WindowCandidateList list(std::move(rows));
+    std::vector<std::string> queries = {run, std::string(20, 'a'), "ab", "b a"};
+    for (int i = 0; i < 40; ++i)
+        queries.push_back(lowercased(randomText(rng, 8)));
+    IncrementalWindowScores typed;
+    for (const auto& q : queries) {
+        if (q.empty()) continue;
+        std::vector<int> expected;
+        for (const auto& t : titles)
+            expected.push_back(referenceScore(q, lowercased(t)));
+        const MatchText query(q);
+        ASSERT_EQ(typed.scores(list, query), expected) << "query '" << q << "'";
+        std::vector<int> fresh(titles.size(), -1);
+        for (const WindowMatch& m : filterWindows(list, q, true, false))
+            fresh[m.index] = m.score;
+        for (std::size_t r = 0; r < titles.size(); ++r)
+            ASSERT_EQ(fresh[r], expected[r] >= minScore(query) ? expected[r] : -1)
+                << "query '" << q << "' title '" << titles[r] << "'";
+    }
+}
+
+// Text of characters below U+0300 is split and lower-cased without the general segmenter: the same
+// characters as the general path gives (a CJK character after the text sends it there).
+TEST(MatchingProperties, SmallLatinTextSplitsAndLowersAsTheGeneralPath) {
+    const std::string tail = "中";
+    auto utf8 = [](char32_t c) {
+        std::string s;
+        if (c < 0x80) {
+            s += static_cast<char>(c);
+        } else {
+            s += static_cast<char>(0xC0 | (c >> 6));
+            s += static_cast<char>(0x80 | (c & 0x3F));
+        }
+        return s;
+    };
+    for (char32_t c = 1; c < 0x300; ++c) {
+        for (char32_t other : {U'A', U'\r', U'\n', U'é', U'Ɛ', static_cast<char32_t>(0x2FF - c % 0x200)}) {
+            const std::string text = utf8(c) + utf8(other) + "x";
+            auto general = splitGraphemes(text + tail);
+            general.pop_back();
+            ASSERT_EQ(splitGraphemes(text), general) << static_cast<unsigned>(c);
+            ASSERT_EQ(lowercased(text) + tail, lowercased(text + tail)) << static_cast<unsigned>(c);
+        }
+    }
+    EXPECT_EQ(splitGraphemes("é\xCC\x81"), (std::vector<std::string>{"é\xCC\x81"}));
+    EXPECT_EQ(lowercased("ÀÉÖ×ØÞßÿ"), "àéö×øþßÿ");
+}
