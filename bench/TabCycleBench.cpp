@@ -101,6 +101,8 @@ struct CyclingProgram {
         ferrow::MainQueue::install(clock);
         sim::WorldExtras extras;
         if (!sim::loadWorldText(worldYaml(), desktop, extras, error)) return;
+        for (auto& [key, value] : extras.settings.items())
+            desktop.settings().write(key, value);
         platform::Platform::install(desktop.platform());
         agent = std::make_unique<agent::Agent>();
         agent->start();
