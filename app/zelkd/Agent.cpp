@@ -114,6 +114,8 @@ void Agent::wirePanel() {
     env.tabCycleFilter = [cycle = tabCycle_.get()] { return cycle->filter(); };
     env.overlayVisible = [m = &subsystems_->overview().manager()] { return m->isVisible(); };
     env.dismissOverlay = [m = &subsystems_->overview().manager()] { m->hide(true); };
+    env.onboardingOpen = [d = delegate_.get()] { return d->onboarding().isOpen(); };
+    env.onboardingPastPermissions = [d = delegate_.get()] { return d->onboarding().pastPermissions(); };
     panel_ = std::make_unique<osd::OSDController>(input, *router_, std::move(env));
     osd::OSDController& panel = *panel_;
     input.showOSDHook = [&panel](bool immediate) { panel.showOSD(immediate); };

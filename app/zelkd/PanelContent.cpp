@@ -238,6 +238,7 @@ osd::OSDEnvironment Subsystems::panelEnvironment() {
     osd::OSDEnvironment env;
     env.appPanel = [this](const PanelSettings& s) { return appPanelSections(s); };
     env.windowPanel = [this](const PanelSettings& s) { return windowPanelSections(s); };
+    env.clearReorderedAppWindows = [this] { keepWindowKeyWalkOrder(); };
     env.searchResults = [this] { return searchPanelContent(); };
     // A search the panel latches (the `osd` command, the notification) lists the rows of its query.
     env.runSearch = [this](const std::string& query) { search().session().rerunSearch(query); };

@@ -346,6 +346,20 @@ bool Subsystems::focusWindowByKey(const std::string& key) {
     return target && windows_->focusWindow(*target);
 }
 
+void Subsystems::keepWindowKeyWalkOrder() {
+    const auto& front = apps().focusedApp();
+    if (!windowKeyWalk_.key() || windowKeyWalk_.rows().empty() || !front) return;
+    std::vector<std::uint32_t> order;
+    for (const auto& row : windowKeyWalk_.rows())
+        order.push_back(row.id);
+    apps().keepWindowKeyOrder(front->bundleID, *windowKeyWalk_.key(), std::move(order));
+}
+
+void Subsystems::endWindowKeyWalk() {
+    keepWindowKeyWalkOrder();
+    windowKeyWalk_.reset();
+}
+
 void Subsystems::start() {
     if (started_) return;
     started_ = true;
@@ -361,7 +375,7 @@ void Subsystems::start() {
         }));
     // A walk through a shared window key lasts one hold of the window trigger.
     subscriptions_.push_back(InputManager::shared().windowTriggerKeysPressed.subscribe([this](bool held) {
-        if (!held) windowKeyWalk_.reset();
+        if (!held) endWindowKeyWalk();
     }));
     windowKeys_ = std::make_unique<windows::AppWindowKeys>();
     keyRunner_ = std::make_unique<windows::WindowKeyAssignmentRunner>(

@@ -111,6 +111,10 @@ class Subsystems {
     void refreshAppWindows();
     std::vector<Key> windowKeysInUse(const std::vector<Key>& candidates);
     bool focusWindowByKey(const std::string& key);
+    // The key's rows take the order of the walk through a shared window key (the panel hides); the walk
+    // goes on while the window trigger is held, and ends with it.
+    void keepWindowKeyWalkOrder();
+    void endWindowKeyWalk();
     std::optional<windows::KeyedApp> focusedKeyedApp();
     std::vector<windows::WindowKeyAssignment> savedWindowKeys();
     // The assign panel's resolution for the focused window, logged (the panel is a view of its own).

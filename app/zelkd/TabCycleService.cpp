@@ -42,6 +42,8 @@ std::map<std::uint64_t, std::string> spaceLabels() {
 TabCycleService::TabCycleService(windows::WindowManager& windows, KeyRouter& router,
                                  std::function<osd::OSDController*()> panel)
     : windows_(windows), router_(router), panel_(std::move(panel)) {
+    subscriptions_.push_back(
+        windows_.tracker().windowsObservable().subscribe([this](const auto&) { ++windowListGeneration_; }));
     cycle_ = std::make_unique<tabcycle::TabCycle>(InputManager::shared(), environment());
     // Changes that come without a key (a window closing, live focus, a refresh) reach the panel.
     subscriptions_.push_back(cycle_->changed.subscribe([this](const int&) {
@@ -91,6 +93,8 @@ tabcycle::TabCycleEnvironment TabCycleService::environment() {
                                    [](const windows::ManagedWindow& w, std::uint32_t v) { return w.id < v; });
         return it != list.end() && it->id == id;
     };
+    env.windowListGeneration = [this] { return windowListGeneration_; };
+    env.mostRecent = [this] { return windows_.windowMRU(); };
     env.flushPendingMRU = [this] { windows_.flushPendingMRU(); };
     env.setSlot = [this](std::optional<windows::ManagedWindow> w) {
         windows_.focusPipeline().setSlot(std::move(w));

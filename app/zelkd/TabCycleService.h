@@ -68,6 +68,8 @@ class TabCycleService {
     std::function<std::optional<tabcycle::StageMembers>()> activeStage_;
     std::vector<ferrow::Subscription> subscriptions_;
     ClosedSource closed_;
+    // Counts the publications of the tracked window list, so a step knows when to check its rows.
+    std::uint64_t windowListGeneration_ = 0;
 };
 
 }  // namespace zelk::agent

@@ -12,6 +12,23 @@
 
 namespace zelk::apps {
 
+namespace {
+// Puts the rows of a key in a walk's order when they are still the walk's windows; otherwise they stay
+// in id order.
+void orderWindowKeyRows(std::vector<windows::AppWindow>& rows, const std::vector<std::uint32_t>& order) {
+    if (rows.size() != order.size()) return;
+    std::vector<windows::AppWindow> ordered;
+    ordered.reserve(rows.size());
+    for (std::uint32_t id : order) {
+        auto row =
+            std::find_if(rows.begin(), rows.end(), [id](const windows::AppWindow& w) { return w.id == id; });
+        if (row == rows.end()) return;
+        ordered.push_back(*row);
+    }
+    rows = std::move(ordered);
+}
+}  // namespace
+
 using ferrow::Log;
 
 namespace {
@@ -280,7 +297,16 @@ AppManager::AppWindowRows AppManager::focusedAppWindowsByKey() const {
     if (it == appWindows_.end()) return byKey;
     for (const auto& row : it->second)
         if (!row.key.empty()) byKey[row.key].push_back(row);
+    if (windowKeyOrder_ && windowKeyOrder_->bundleID == focusedApp_->bundleID) {
+        auto rows = byKey.find(windowKeyOrder_->key);
+        if (rows != byKey.end()) orderWindowKeyRows(rows->second, windowKeyOrder_->order);
+    }
     return byKey;
+}
+
+void AppManager::keepWindowKeyOrder(const std::string& bundleID, const std::string& key,
+                                    std::vector<std::uint32_t> order) {
+    windowKeyOrder_ = WindowKeyOrder{bundleID, key, std::move(order)};
 }
 
 void AppManager::onWorkspaceEvent(const platform::WorkspaceEvent& event) {

@@ -88,6 +88,10 @@ class AppManager {
     void setAppWindows(AppWindowRows rows);
     // The focused app's rows by key (several windows may share one); keyless rows are left out.
     AppWindowRows focusedAppWindowsByKey() const;
+    // A walk through a key shared by several windows of `bundleID` ended: that key's rows keep the
+    // order the walk left them in (last shown first) while the key holds the same windows.
+    void keepWindowKeyOrder(const std::string& bundleID, const std::string& key,
+                            std::vector<std::uint32_t> order);
     // After every change of the rows or of the focused app.
     ferrow::Signal<> appWindowsChanged;
 
@@ -168,6 +172,11 @@ class AppManager {
     std::optional<platform::RunningApp> focusedApp_;
     std::map<std::string, int> windowCounts_;
     AppWindowRows appWindows_;
+    struct WindowKeyOrder {
+        std::string bundleID, key;
+        std::vector<std::uint32_t> order;
+    };
+    std::optional<WindowKeyOrder> windowKeyOrder_;
 
     std::vector<AppKeyAssignment> dynamic_, deleted_;
     std::unordered_map<std::string, std::size_t> dynamicByIdentifier_;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "input/Onboarding.h"
 #include "platform/Key.h"
 #include "platform/Workspace.h"
 #include "support/MainQueue.h"
@@ -51,6 +52,9 @@ class AppDelegate {
     void runningAppsChanged(const std::vector<platform::RunningApp>& oldApps,
                             const std::vector<platform::RunningApp>& newApps);
     const std::set<std::string>& problematicApps() const { return problematicApps_; }
+
+    // Where the onboarding flow stands; the panel's gate reads it.
+    Onboarding& onboarding() { return onboarding_; }
 
     // The application keys: alphanumerics less the hide key's character.
     const std::vector<std::string>& keys() const { return keys_; }
@@ -95,6 +99,7 @@ class AppDelegate {
     std::vector<std::string> keys_;
     std::vector<Key> appSwitchKeys_, windowSwitchKeys_;
     std::set<std::string> problematicApps_;
+    Onboarding onboarding_;
     std::map<std::string, int> possibleProblematicAppCounts_;
     std::map<std::string, ferrow::Nanos> possibleProblematicAppDates_;
     std::vector<ferrow::Subscription> observers_;

@@ -77,6 +77,7 @@ void OSDEnvironment::fillDefaults() {
     if (!dismissOverlay) dismissOverlay = [] {};
     if (!onboardingOpen) onboardingOpen = [] { return false; };
     if (!onboardingPastPermissions) onboardingPastPermissions = [] { return false; };
+    if (!clearReorderedAppWindows) clearReorderedAppWindows = [] {};
 }
 
 OSDController::OSDController(InputManager& input, KeyRouter& router, OSDEnvironment env)
@@ -352,6 +353,7 @@ void OSDController::hideNow() {
     // Ordered out at no alpha: the next show passes its gates and delays again.
     orderedIn_ = false;
     alpha_ = 0;
+    env_.clearReorderedAppWindows();
     clearActionFlash();
     refresh();
 }

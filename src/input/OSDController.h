@@ -70,6 +70,8 @@ struct OSDEnvironment {
     // The onboarding flow: open, and whether it is past its permission step.
     std::function<bool()> onboardingOpen;
     std::function<bool()> onboardingPastPermissions;
+    // A hide ends a walk through a shared window key: its order becomes the key's rows.
+    std::function<void()> clearReorderedAppWindows;
     void fillDefaults();
 };
 

@@ -28,6 +28,7 @@ void TabCycleEnvironment::fillDefaults() {
     if (!focusWindow) focusWindow = [](std::uint32_t) { return false; };
     if (!hasWindow) hasWindow = [](std::uint32_t) { return true; };
     if (!flushPendingMRU) flushPendingMRU = [] {};
+    if (!mostRecent) mostRecent = [snapshot = snapshot] { return snapshot().mru; };
     if (!setSlot) setSlot = [](std::optional<windows::ManagedWindow>) {};
     if (!recentlyClosed) recentlyClosed = [] { return std::vector<ClosedWindowRow>{}; };
     if (!reopenClosed) reopenClosed = [](const std::string&) { return false; };
@@ -94,12 +95,9 @@ std::vector<TabCycleEntry> TabCycle::rowsWithClosed(TabCycleScope scope, const C
     return rows;
 }
 
-std::string TabCycle::mruText(std::size_t limit) const {
-    auto world = env_.snapshot();
-    std::vector<std::string> ids;
-    for (std::size_t i = 0; i < world.mru.size() && i < limit; ++i)
-        ids.push_back(std::to_string(world.mru[i]));
-    return fmt::format("{}", fmt::join(ids, ","));
+std::string TabCycle::mruText(const std::vector<std::uint32_t>& mru, std::size_t limit) {
+    const auto end = mru.begin() + static_cast<std::ptrdiff_t>(std::min(limit, mru.size()));
+    return fmt::format("{}", fmt::join(mru.begin(), end, ","));
 }
 
 // Live focus belongs to the end of the cycle when the setting asks for it (unless a scope was asked
@@ -149,6 +147,7 @@ void TabCycle::start(bool reverse, std::optional<TabCycleScope> scope, bool skip
                      std::optional<std::string> advanceKey) {
     env_.stampMissingSpaceIDs();
     const CycleSnapshot world = env_.snapshot();
+    markChecked();
     tabCycleSearchDisabled = skipClosed;
     const TabCycleScope configured = scope.value_or(settings_.scope);
     tabCycleAllWindowsExpanded = false;
@@ -169,7 +168,7 @@ void TabCycle::start(bool reverse, std::optional<TabCycleScope> scope, bool skip
     tabCycleSearchTouched = false;
     windowBeforeTabCycle = world.focused;
     Log::info("handleTabCycle: BEGIN reverse={} before={} entries={} mru=[{}]", reverse,
-              windows::describe(world.focused), rows.size(), mruText(8));
+              windows::describe(world.focused), rows.size(), mruText(world.mru, 8));
     tabCycleAdvanceKey = std::move(advanceKey);
     tabCycling = true;
     input_.tabCycling = true;
@@ -205,12 +204,14 @@ std::size_t TabCycle::startRow(const std::vector<TabCycleEntry>& rows, const Cyc
 }
 
 void TabCycle::scheduleLiveFocus(bool isRepeat) {
-    if (liveFocusOff()) return;
-    auto entry = highlightedEntry();
-    if (!entry || entry->isClosed() || entry->id == 0) return;
+    if (liveFocusOff() || !tabCycling) return;
+    const auto& rows = tabCycleEntries.get();
+    if (tabCycleIndex.get() >= rows.size()) return;
+    const TabCycleEntry& entry = rows[tabCycleIndex.get()];
+    if (entry.isClosed() || entry.id == 0) return;
     pendingTabCycleFocusWork.cancel();
     std::weak_ptr<bool> alive = alive_;
-    const std::uint32_t id = entry->id;
+    const std::uint32_t id = entry.id;
     pendingTabCycleFocusWork =
         ferrow::mainAsyncAfter(isRepeat ? kLiveFocusRepeatMs : kLiveFocusMs, [this, alive, id] {
             if (!alive.lock()) return;
@@ -221,9 +222,20 @@ void TabCycle::scheduleLiveFocus(bool isRepeat) {
 
 // Following the window list ----------------------------------------------------------------------------
 
+// The rows were checked against the list as it stands now.
+void TabCycle::markChecked() {
+    if (env_.windowListGeneration) checkedGeneration_ = env_.windowListGeneration();
+}
+
 void TabCycle::syncWithLiveWindows() {
     if (!tabCycling) return;
-    // Most steps find every row still there; only a change rebuilds the lists.
+    // A list published since the last check is checked once; steps in between cost nothing.
+    if (env_.windowListGeneration) {
+        const std::uint64_t generation = env_.windowListGeneration();
+        if (checkedGeneration_ == generation) return;
+        checkedGeneration_ = generation;
+    }
+    // Most checks find every row still there; only a change rebuilds the lists.
     auto gone = [&](const std::vector<TabCycleEntry>& list) {
         return std::any_of(list.begin(), list.end(), [&](const TabCycleEntry& e) {
             return !e.isClosed() && e.id != 0 && !env_.hasWindow(e.id);
@@ -369,6 +381,7 @@ void TabCycle::refreshOSDWindowList() {
     env_.flash("checkmark.circle.fill", "Refreshed", kRefreshedFlashMs);
     if (tabCycling) {
         const auto world = env_.snapshot();
+        markChecked();
         const auto& current = tabCycleEntries.get();
         const std::string highlighted =
             tabCycleIndex.get() < current.size() ? current[tabCycleIndex.get()].rowID() : "";
@@ -408,6 +421,7 @@ void TabCycle::clearCycle() {
     tabCycleSearchTouched = false;
     setRows({}, 0);
     tabCycleWindowsObserver_.cancel();
+    checkedGeneration_.reset();
 }
 
 void TabCycle::resetTabCycle(bool commit, bool cancel) {
@@ -450,7 +464,7 @@ void TabCycle::resetTabCycle(bool commit, bool cancel) {
             landing = w;
         }
     }
-    const std::string mru = mruText(8);
+    const std::string mru = mruText(env_.mostRecent(), 8);
     if (windowBeforeTabCycle && (!landing || landing->id != windowBeforeTabCycle->id)) {
         env_.setSlot(windowBeforeTabCycle);
         Log::info("resetTabCycle: stash slot={} landing={} wasDeferred={} mru=[{}]",

@@ -23,6 +23,11 @@ struct TabCycleEnvironment {
     std::function<bool(std::uint32_t windowID)> focusWindow;
     // Whether the tracked list still holds a window (a step checks its rows without copying the list).
     std::function<bool(std::uint32_t windowID)> hasWindow;
+    // A number that changes each time the tracked list is published: a step whose rows were checked
+    // against the same number skips the check. Without it every step checks.
+    std::function<std::uint64_t()> windowListGeneration;
+    // The most-recent order of windows, most recent first (read without a whole snapshot).
+    std::function<std::vector<std::uint32_t>()> mostRecent;
     // The most-recent change held back during the gesture lands now.
     std::function<void()> flushPendingMRU;
     // Where "focus last window" returns to.
@@ -119,6 +124,7 @@ class TabCycle {
     std::size_t startRow(const std::vector<TabCycleEntry>& rows, const CycleSnapshot& world,
                          TabCycleScope effective) const;
     void scheduleLiveFocus(bool isRepeat);
+    void markChecked();
     void refilter();
     void setRows(std::vector<TabCycleEntry> rows, std::size_t index);
     EntryRequest request(TabCycleScope scope, bool forSearch) const;
@@ -127,7 +133,7 @@ class TabCycle {
     TabCycleScope configuredScope() const;
     bool liveFocusOff() const;
     void clearCycle();
-    std::string mruText(std::size_t limit) const;
+    static std::string mruText(const std::vector<std::uint32_t>& mru, std::size_t limit);
     ferrow::Nanos now() const;
 
     InputManager& input_;
@@ -135,6 +141,8 @@ class TabCycle {
     TabCycleSettings settings_;
     ferrow::Subscription tabCycleWindowsObserver_;
     bool landedByDigit_ = false;
+    // The window list generation the rows were last checked against.
+    std::optional<std::uint64_t> checkedGeneration_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

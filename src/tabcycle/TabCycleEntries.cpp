@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <unordered_map>
 
 #include "search/FuzzyScore.h"
 #include "support/Log.h"
@@ -74,16 +73,53 @@ struct Filters {
     }
 };
 
+// Most-recent ranks by window id: sorted once, looked up by halving (the lowest rank of an id wins).
+class MRURanks {
+  public:
+    explicit MRURanks(const std::vector<std::uint32_t>& mru) : unknown_(mru.size()) {
+        ranks_.reserve(mru.size());
+        for (std::size_t i = 0; i < mru.size(); ++i)
+            ranks_.emplace_back(mru[i], i);
+        std::sort(ranks_.begin(), ranks_.end());
+    }
+    // Windows the order doesn't know come after every known one.
+    std::size_t rankOf(std::uint32_t id) const {
+        auto it =
+            std::lower_bound(ranks_.begin(), ranks_.end(), std::pair<std::uint32_t, std::size_t>{id, 0});
+        return it != ranks_.end() && it->first == id ? it->second : unknown_;
+    }
+
+  private:
+    std::vector<std::pair<std::uint32_t, std::size_t>> ranks_;
+    std::size_t unknown_;
+};
+
+// The snapshot's windows by id, for walking the most-recent order without scanning the list per id.
+std::vector<const ManagedWindow*> windowsByID(const CycleSnapshot& world) {
+    std::vector<const ManagedWindow*> byID;
+    byID.reserve(world.windows.size());
+    for (const auto& w : world.windows)
+        byID.push_back(&w);
+    std::stable_sort(byID.begin(), byID.end(),
+                     [](const ManagedWindow* a, const ManagedWindow* b) { return a->id < b->id; });
+    return byID;
+}
+
+const ManagedWindow* findWindow(const std::vector<const ManagedWindow*>& byID, std::uint32_t id) {
+    auto it = std::lower_bound(byID.begin(), byID.end(), id,
+                               [](const ManagedWindow* w, std::uint32_t v) { return w->id < v; });
+    return it != byID.end() && (*it)->id == id ? *it : nullptr;
+}
+
 // A Space holding one window still offers a way out: the last window of another app, wherever it is.
 void surfaceLastOtherApp(std::vector<TabCycleEntry>& rows, const CycleSnapshot& world) {
     if (rows.size() != 1) return;
     if (world.lastFocusChangeAt && world.now - *world.lastFocusChangeAt >= kSingleWindowRecency) return;
     const std::string& bundle = rows.front().bundleIdentifier;
+    const auto byID = windowsByID(world);
     for (std::uint32_t id : world.mru) {
-        auto it = std::find_if(world.windows.begin(), world.windows.end(),
-                               [&](const ManagedWindow& w) { return w.id == id; });
-        if (it == world.windows.end() || it->appPid == world.ownPid || it->bundleIdentifier == bundle)
-            continue;
+        const ManagedWindow* it = findWindow(byID, id);
+        if (!it || it->appPid == world.ownPid || it->bundleIdentifier == bundle) continue;
         rows.push_back(entryFor(*it, world));
         ferrow::Log::info(
             "computeTabCycleEntries: single-window auto Space, surfaced last app #{}[{}] so Tab isn't a "
@@ -156,38 +192,34 @@ std::vector<TabCycleEntry> computeTabCycleEntries(const CycleSnapshot& world, co
     }
     const Filters filters{world, scope, request.forSearch, request.include, sameAppBundle, stage};
 
-    std::vector<const ManagedWindow*> kept;
+    // Each kept window with its most-recent rank, taken once.
+    const MRURanks ranks(world.mru);
+    std::vector<std::pair<std::size_t, const ManagedWindow*>> kept;
     kept.reserve(world.windows.size());
     std::size_t missingSpace = 0;
     for (const auto& w : world.windows) {
         if (!w.spaceID) ++missingSpace;
-        if (filters.keeps(w)) kept.push_back(&w);
+        if (filters.keeps(w)) kept.emplace_back(ranks.rankOf(w.id), &w);
     }
     // Most recent first; windows the order doesn't know keep their list order after the known ones.
-    std::unordered_map<std::uint32_t, std::size_t> rank;
-    rank.reserve(world.mru.size());
-    for (std::size_t i = 0; i < world.mru.size(); ++i)
-        rank.emplace(world.mru[i], i);
-    auto rankOf = [&](const ManagedWindow* w) {
-        auto it = rank.find(w->id);
-        return it == rank.end() ? world.mru.size() : it->second;
-    };
     std::stable_sort(kept.begin(), kept.end(),
-                     [&](const ManagedWindow* a, const ManagedWindow* b) { return rankOf(a) < rankOf(b); });
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
 
     std::vector<TabCycleEntry> rows;
     rows.reserve(kept.size() + 2);
-    for (const ManagedWindow* w : kept)
+    for (const auto& [rank, w] : kept)
         rows.push_back(entryFor(*w, world));
     if (scope == TabCycleScope::auto_ && !request.forSearch && !stage) surfaceLastOtherApp(rows, world);
     if (scope != TabCycleScope::sameApp) addSettingsWindow(rows, world);
-    ferrow::Log::debug(
-        "computeTabCycleEntries: scope={} activeStage={} focused={} stageFilter={} candidates={}/{} "
-        "(missingSpaceID={}, activeSpace={})",
-        scopeName(scope), world.activeStage ? world.activeStage->key : "nil",
-        world.focused ? std::to_string(world.focused->id) : "nil",
-        bundlesText(stage ? world.activeStage : std::nullopt), rows.size(), world.windows.size(),
-        missingSpace, world.currentSpace);
+    // The line's texts are built only while debug lines are read.
+    if (ferrow::Log::enabled(ferrow::LogLevel::debug))
+        ferrow::Log::debug(
+            "computeTabCycleEntries: scope={} activeStage={} focused={} stageFilter={} candidates={}/{} "
+            "(missingSpaceID={}, activeSpace={})",
+            scopeName(scope), world.activeStage ? world.activeStage->key : "nil",
+            world.focused ? std::to_string(world.focused->id) : "nil",
+            bundlesText(stage ? world.activeStage : std::nullopt), rows.size(), world.windows.size(),
+            missingSpace, world.currentSpace);
     return rows;
 }
 
@@ -198,11 +230,13 @@ std::vector<TabCycleEntry> computeClosedEntries(const CycleSnapshot& world, cons
     const TabCycleScope scope = effectiveScope(request);
     const std::optional<StageMembers>& stage = world.activeStage;
     const auto sameAppBundle = focusedBundle(world);
-    std::set<std::uint32_t> live;
+    std::vector<std::uint32_t> live;
+    live.reserve(liveRows.size());
     for (const auto& e : liveRows)
-        if (!e.isClosed()) live.insert(e.id);
+        if (!e.isClosed()) live.push_back(e.id);
+    std::sort(live.begin(), live.end());
     auto keeps = [&](const ClosedWindowRow& c) {
-        if (live.count(c.windowID)) return false;
+        if (std::binary_search(live.begin(), live.end(), c.windowID)) return false;
         switch (scope) {
             case TabCycleScope::activeStage:
                 return stage && stage->bundleIdentifiers.count(c.bundleIdentifier) > 0;

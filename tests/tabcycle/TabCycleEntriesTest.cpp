@@ -102,6 +102,36 @@ TEST_F(TabCycleEntries, ALoneWindowOffersTheLastOtherAppWhileSwitchingIsRecent) 
     EXPECT_EQ(computeTabCycleEntries(world, r).size(), 1u);
 }
 
+// This build has no settings window, so the service never reports one open; the rule stands ready.
+TEST_F(TabCycleEntries, AnOpenSettingsWindowIsARowWhileZelkWasInFrontLately) {
+    world.ownBundleID = "com.ferrowlabs.zelk";
+    EntryRequest r;
+    r.include = TabCycleFilter(0);
+    auto titles = [&] {
+        std::vector<std::string> out;
+        for (const auto& e : computeTabCycleEntries(world, r))
+            out.push_back(e.title);
+        return out;
+    };
+    world.zelkAwareFrontmost = {"mail", "com.ferrowlabs.zelk"};
+    EXPECT_EQ(titles(), (std::vector<std::string>{"w2", "w1"}));  // closed: no row
+    world.settingsWindowOpen = true;
+    // Frontmost last: first; one before: last; further back: none.
+    EXPECT_EQ(titles(), (std::vector<std::string>{"zelk Settings", "w2", "w1"}));
+    world.zelkAwareFrontmost = {"com.ferrowlabs.zelk", "mail"};
+    EXPECT_EQ(titles(), (std::vector<std::string>{"w2", "w1", "zelk Settings"}));
+    world.zelkAwareFrontmost = {"com.ferrowlabs.zelk", "mail", "safari"};
+    EXPECT_EQ(titles(), (std::vector<std::string>{"w2", "w1"}));
+    world.zelkAwareFrontmost = {"mail", "com.ferrowlabs.zelk"};
+    const auto row = computeTabCycleEntries(world, r).front();
+    EXPECT_EQ(row.appName, "zelk");
+    EXPECT_EQ(row.bundleIdentifier, "com.ferrowlabs.zelk");
+    EXPECT_EQ(row.id, 0u);
+    // Not in the same-app scope.
+    r.scope = TabCycleScope::sameApp;
+    EXPECT_EQ(titles(), (std::vector<std::string>{"w2"}));
+}
+
 TEST_F(TabCycleEntries, ClosedRowsFollowTheLiveOnesAndTheFirstStepNeverLandsOnOne) {
     EntryRequest r;
     auto live = computeTabCycleEntries(world, r);
