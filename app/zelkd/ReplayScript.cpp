@@ -250,7 +250,10 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
             for (const char* phase : {"began", "changed", "ended"}) {
                 ReplayEvent part = ev;
                 part.kind = "scroll";
-                part.value = json{{"phase", phase}, {"inverted", ev.value.value("inverted", false)}};
+                part.value =
+                    json{{"phase", phase},
+                         {"inverted", ev.value.contains("inverted") && ev.value["inverted"].is_boolean() &&
+                                          ev.value["inverted"].get<bool>()}};
                 if (std::string(phase) == "changed") {
                     part.value["dx"] =
                         ev.value.contains("dx") && !ev.value["dx"].is_null() ? ev.value["dx"] : json(0);

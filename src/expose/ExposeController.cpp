@@ -478,7 +478,14 @@ void ExposeManager::removeWindow(std::uint32_t id) {
     std::erase_if(groups_, [](const ExposeGroup& g) { return g.windows.empty(); });
     if (selected_ == id) selected_ = next;
     if (hovered_ == id) hovered_.reset();
+    // An app filter whose last window went would leave nothing on view: it goes too.
+    if (filterBundleID_ && std::none_of(groups_.begin(), groups_.end(),
+                                        [&](const ExposeGroup& g) { return g.id == *filterBundleID_; })) {
+        filterBundleID_.reset();
+        filterLetter_.reset();
+    }
     relayout();
+    if (!selected_ && !navOrder_.empty()) selected_ = navOrder_.front();
 }
 
 void ExposeManager::removeApp(std::int32_t pid) {
