@@ -315,6 +315,29 @@ TEST(OverviewReplay, AClickOnATileFocusesItsWindowAndAPressThatStaysPutIsNoDrag)
     EXPECT_EQ(overviewAt(backdrop, 2400)["visible"], false);
 }
 
+TEST(OverviewReplay, ATileDroppedOnNothingSpringsBackAndTheNextClickWaitsForTheGuard) {
+    const std::string open = at(1000, "command: {command: expose, mode: show}");
+    auto probe = replay(kWorld, open + at(1500, "end: true"));
+    const auto tile = find(overviewAt(probe, 1400), "tiles", 1041);
+    ASSERT_TRUE(tile);
+    const Point c = centre(*tile), backdrop{1440 + 1900, 1070};
+    // Dropped on the backdrop: nothing moves. A click 50 ms after the drop is no click; 250 ms after, it is.
+    auto events = replay(kWorld, open + point("mouseDown", 1500, c) + point("mouseDrag", 1550, backdrop) +
+                                     point("mouseUp", 1600, backdrop) + point("mouseDown", 1640, c) +
+                                     point("mouseUp", 1650, c) + point("mouseDown", 1840, c) +
+                                     point("mouseUp", 1850, c) + at(2500, "end: true"));
+    EXPECT_EQ(desktopCalls(events), (std::vector<std::string>{"focus 1041"}));
+    for (const auto& e : events)
+        if (e["kind"] == "focus") {
+            EXPECT_EQ(e["t"], 1850);
+        }
+    EXPECT_TRUE(hasLog(replay(kWorld,
+                              open + point("mouseDown", 1500, c) + point("mouseDrag", 1550, backdrop) +
+                                  point("mouseUp", 1600, backdrop) + at(2000, "end: true"),
+                              true),
+                       "expose: drag of wid=1041 springs back"));
+}
+
 TEST(OverviewReplay, MouseAndTrackpadEventsAreCheckedBeforeTheRun) {
     std::string error;
     std::stringstream out;
