@@ -1,11 +1,15 @@
 // Opening the overview with 200 windows over six Spaces on two displays, up to the first laid-out
-// frame: the snapshot, the Spaces, the selection and the layout of both screens (our own work; the
-// window sources answer from memory). Target: under 5 ms.
+// frame: the snapshot and its grouping by app, the Spaces, the selection, the layout of both screens
+// and the picture request (our own work; the window sources answer from memory, and the captures the
+// request starts run after the frame, outside the measure). Target: under 5 ms.
 #include <benchmark/benchmark.h>
 
 #include <random>
 
+#include "../tests/expose/PictureWindowServer.h"
+#include "expose/CapturedPictureSource.h"
 #include "expose/ExposeController.h"
+#include "expose/WindowPicturesCache.h"
 #include "support/Clock.h"
 #include "support/MainQueue.h"
 
@@ -53,9 +57,17 @@ void BM_OpenOverview(benchmark::State& state) {
     env.snapshotInput = [&] { return desktop.input; };
     env.displaySpaces = [&] { return desktop.displays; };
     env.screens = [&] { return desktop.screens; };
+    zelk::testing::PictureWindowServer server;
+    CapturedPictureSource pictures(server, std::make_unique<VirtualCaptureQueue>());
     ExposeManager manager(env);
+    manager.setPictureSource(&pictures);
     std::size_t tiles = 0;
     for (auto _ : state) {
+        // Every opening starts without pictures, as the first one after launch does: each window's
+        // capture is queued at once.
+        state.PauseTiming();
+        ThumbnailCache::reset();
+        state.ResumeTiming();
         manager.show();
         state.PauseTiming();
         tiles = 0;
@@ -66,6 +78,8 @@ void BM_OpenOverview(benchmark::State& state) {
         state.ResumeTiming();
     }
     state.counters["tiles"] = static_cast<double>(tiles);
+    manager.setPictureSource(nullptr);
+    ThumbnailCache::reset();
     ferrow::MainQueue::reset();
 }
 BENCHMARK(BM_OpenOverview)->Arg(200)->Unit(benchmark::kMillisecond);

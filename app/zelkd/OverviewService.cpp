@@ -10,6 +10,7 @@
 #include "expose/CapturedPictureSource.h"
 #include "input/InputManager.h"
 #include "input/KeyRouter.h"
+#include "platform/PanelEvents.h"
 #include "platform/Platform.h"
 #include "spaces/SpaceNumbering.h"
 #include "spaces/WindowMover.h"
@@ -91,6 +92,11 @@ command::ZelkResponse exposeCommand(expose::ExposeManager& m, const command::Zel
                                                           up ? "visible" : "hidden", m.flatWindows().size(),
                                                           expose::groupingName(m.grouping())));
     return command::ZelkResponse::success(fmt::format("expose {}", up ? "shown" : "hidden"));
+}
+
+// The installed pointer's panel events, where the platform has them.
+platform::PanelEventSource* panelEventSource() {
+    return dynamic_cast<platform::PanelEventSource*>(platform::Platform::current().pointer);
 }
 
 }  // namespace
@@ -215,6 +221,7 @@ void OverviewService::wire(InputManager& input, KeyRouter& router, command::Comm
                              [&m](const command::ZelkRequest& r) { return exposeCommand(m, r); });
     subscriptions_.push_back(
         subsystems_.windows().activeSpaceDidChange().subscribe([&m](const auto&) { m.spacesChanged(); }));
+    subscriptions_.push_back(m.changed.subscribe([this] { followPanelEvents(); }));
     subscriptions_.push_back(Settings::shared().store().observe([this](const std::string& key) {
         if (!key.starts_with("expose") && key != "spaceMode") return;
         manager_->reloadSettings();
@@ -225,6 +232,9 @@ void OverviewService::wire(InputManager& input, KeyRouter& router, command::Comm
 
 void OverviewService::unwire(InputManager& input) {
     pointerPoll_.cancel();
+    if (receivingPanelEvents_)
+        if (auto* source = panelEventSource()) source->setPanelEventHandler(nullptr);
+    receivingPanelEvents_ = false;
     subscriptions_.clear();
     if (input.router() == this) input.setRouter(inner_);
     input_ = nullptr;
@@ -245,6 +255,41 @@ void OverviewService::pollPointer() {
         manager_->pointerMoved(at);
     }
     pointerPoll_ = ferrow::mainAsyncAfter(kPointerPollMs, [this] { pollPointer(); });
+}
+
+void OverviewService::followPanelEvents() {
+    auto* source = panelEventSource();
+    const bool up = manager_->isVisible();
+    if (!source || up == receivingPanelEvents_) return;
+    receivingPanelEvents_ = up;
+    if (up)
+        source->setPanelEventHandler([this](const platform::PanelEvent& e) { panelEvent(e); });
+    else
+        source->setPanelEventHandler(nullptr);
+}
+
+void OverviewService::panelEvent(const platform::PanelEvent& e) {
+    expose::ExposeManager& m = *manager_;
+    switch (e.kind) {
+        case platform::PanelEventKind::mouseMoved:
+            // The hot corner's poll would see the same point again; it reads it from here instead.
+            lastPointer_ = e.at;
+            m.pointerMoved(e.at);
+            break;
+        case platform::PanelEventKind::mouseDown:
+            m.mouseDown(e.at);
+            break;
+        case platform::PanelEventKind::mouseDragged:
+            m.mouseDragged(e.at);
+            break;
+        case platform::PanelEventKind::mouseUp:
+            m.mouseUp(e.at);
+            break;
+        case platform::PanelEventKind::scroll:
+            m.handleScroll(
+                {static_cast<expose::ScrollPhase>(e.phase), e.deltaX, e.deltaY, e.invertedFromDevice});
+            break;
+    }
 }
 
 platform::TapDecision OverviewService::routeKeyDown(Key key, const platform::KeyEvent& event,
@@ -296,7 +341,11 @@ nlohmann::json overviewEvent(const expose::ExposeManager& m) {
         for (const auto& t : layout.tiles)
             tiles.push_back({t.id, std::lround(t.frame.x), std::lround(t.frame.y), std::lround(t.frame.width),
                              std::lround(t.frame.height)});
-        screens.push_back({{"display", key}, {"tiles", tiles}});
+        auto bar = nlohmann::json::array();
+        for (const auto& c : layout.spacesBar)
+            bar.push_back({c.id, std::lround(c.frame.x), std::lround(c.frame.y), std::lround(c.frame.width),
+                           std::lround(c.frame.height)});
+        screens.push_back({{"display", key}, {"tiles", tiles}, {"bar", bar}});
     }
     e["screens"] = screens;
     std::string text = fmt::format("overview {} {} windows={}", phase, e["grouping"].get<std::string>(),

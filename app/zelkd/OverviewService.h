@@ -6,6 +6,7 @@
 
 #include "expose/ExposeController.h"
 #include "input/HotkeyRouter.h"
+#include "platform/PanelEvents.h"
 #include "platform/draw/ExposePainter.h"
 #include "support/Observable.h"
 
@@ -52,6 +53,9 @@ class OverviewService final : public HotkeyRouter {
 
   private:
     void pollPointer();
+    // The mouse and the trackpad reach the manager while its panels are up.
+    void followPanelEvents();
+    void panelEvent(const platform::PanelEvent& event);
 
     expose::ExposeEnvironment environment();
 
@@ -64,6 +68,7 @@ class OverviewService final : public HotkeyRouter {
     HotkeyRouter* inner_ = nullptr;
     ferrow::WorkItem pointerPoll_;
     std::optional<Point> lastPointer_;
+    bool receivingPanelEvents_ = false;
 };
 
 // The trace's `panel` event for the overview (view "ExposeOverlayView"): whether it is up, its phase,

@@ -98,7 +98,13 @@ class EventApplier {
             if (!world_.resizeDisplay(valueOr<std::uint32_t>(v, "display", 0), frame))
                 note(e, "resizeDisplay: no such display");
         } else if (k == "pointer") {
-            world_.warpPointer({valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)});
+            // Over zelk's full-screen panels, a move they see.
+            desktop_.pointer().panelEvent({platform::PanelEventKind::mouseMoved,
+                                           {valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)}});
+        } else if (k == "mouseDown" || k == "mouseDrag" || k == "mouseUp") {
+            mouse(k, {valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)});
+        } else if (k == "scroll") {
+            scroll(v);
         } else if (k == "click") {
             desktop_.pointer().click({valueOr<double>(v, "x", 0.0), valueOr<double>(v, "y", 0.0)});
         } else if (k == "command") {
@@ -113,6 +119,32 @@ class EventApplier {
     }
 
   private:
+    // The left button: on zelk's full-screen panels while they are up; else a press is a click
+    // elsewhere, and moves with the button down only move the pointer.
+    void mouse(const std::string& k, Point at) {
+        const auto kind = k == "mouseDown"   ? platform::PanelEventKind::mouseDown
+                          : k == "mouseDrag" ? platform::PanelEventKind::mouseDragged
+                                             : platform::PanelEventKind::mouseUp;
+        if (!desktop_.pointer().panelEvent({kind, at}) && kind == platform::PanelEventKind::mouseDown)
+            desktop_.pointer().click(at);
+    }
+
+    // A trackpad scroll where the pointer is.
+    void scroll(const json& v) {
+        platform::PanelEvent e;
+        e.kind = platform::PanelEventKind::scroll;
+        e.at = world_.pointer();
+        e.deltaX = valueOr<double>(v, "dx", 0.0);
+        e.deltaY = valueOr<double>(v, "dy", 0.0);
+        e.invertedFromDevice = valueOr<bool>(v, "inverted", false);
+        const std::string phase = valueOr<std::string>(v, "phase", "changed");
+        e.phase = phase == "began"       ? platform::PanelScrollPhase::began
+                  : phase == "ended"     ? platform::PanelScrollPhase::ended
+                  : phase == "cancelled" ? platform::PanelScrollPhase::cancelled
+                                         : platform::PanelScrollPhase::changed;
+        desktop_.pointer().panelEvent(e);
+    }
+
     template <typename F>
     void withApp(const ReplayEvent& e, F&& f) {
         sim::SimApp* app = world_.app(e.value.get<std::string>());

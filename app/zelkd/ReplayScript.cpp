@@ -24,6 +24,9 @@ const std::set<std::string> kKinds{
     "minimize",   "unminimize",  "pointer", "hide",        "unhide",  "click"};
 // Display changes, beside the desktop events above.
 const std::set<std::string> kDisplayKinds{"resizeDisplay"};
+// The mouse and the trackpad on zelk's own full-screen panels.
+const std::set<std::string> kPanelKinds{"mouseDown", "mouseDrag", "mouseUp", "scroll", "fling"};
+const std::set<std::string> kScrollPhases{"began", "changed", "ended", "cancelled"};
 
 // What a field may hold. Every field of every event is checked through fieldProblem() before the run,
 // so the runner reads values of the right type and range without further checks.
@@ -119,9 +122,19 @@ std::string checkBody(const std::string& kind, const json& v) {
         problems = {field("display", false, Field::displayID), field("space", true, Field::spaceID)};
     else if (kind == "resizeDisplay")
         problems = {field("display", true, Field::displayID), field("frame", true, Field::rect)};
-    else if (kind == "pointer" || kind == "click")
+    else if (kind == "pointer" || kind == "click" || kind == "mouseDown" || kind == "mouseDrag" ||
+             kind == "mouseUp")
         problems = {field("x", true, Field::coordinate), field("y", true, Field::coordinate)};
-    else if (kind == "fault") {
+    else if (kind == "scroll" || kind == "fling") {
+        problems = {field("dx", false, Field::coordinate), field("dy", false, Field::coordinate),
+                    field("inverted", false, Field::boolean)};
+        if (kind == "scroll") {
+            problems.push_back(field("phase", true, Field::text));
+            if (v.contains("phase") && v["phase"].is_string() &&
+                !kScrollPhases.count(v["phase"].get<std::string>()))
+                problems.push_back("scroll.phase: expected began, changed, ended or cancelled");
+        }
+    } else if (kind == "fault") {
         for (const char* name : {"axTimeout", "axRecover", "launchFails", "launchNoticeLost", "overlay"})
             problems.push_back(field(name, false, Field::text));
         for (const char* name : {"tapDisabled", "tapDisabledByUserInput", "tapDead", "screenLocked",
@@ -182,7 +195,7 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
                 kind = k;
             }
         if (kind.empty()) return fail("no event");
-        if (!kKinds.count(kind) && !kDisplayKinds.count(kind))
+        if (!kKinds.count(kind) && !kDisplayKinds.count(kind) && !kPanelKinds.count(kind))
             return fail(fmt::format("unknown event '{}'", kind));
         bool repeat = false;
         if (e.contains("repeat") && !e["repeat"].is_null()) {
@@ -212,7 +225,7 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
                 return fail(problem);
         if ((kind == "openWindow" || kind == "retitle" || kind == "switchSpace" || kind == "command" ||
              kind == "setting" || kind == "fault" || kind == "pointer" || kind == "click" ||
-             kind == "resizeDisplay") &&
+             kind == "resizeDisplay" || kPanelKinds.count(kind)) &&
             !ev.value.is_object())
             return fail(kind + ": expected a mapping");
         if (ev.value.is_object())
@@ -230,6 +243,25 @@ bool parseReplayScript(const json& list, ReplayScript& script, std::string& erro
             up.atMs += 10;
             ordered.push_back({down, i * 2});
             ordered.push_back({up, i * 2 + 1});
+            continue;
+        }
+        if (kind == "fling") {
+            // A whole gesture at one time: it begins, moves by the deltas, and ends.
+            for (const char* phase : {"began", "changed", "ended"}) {
+                ReplayEvent part = ev;
+                part.kind = "scroll";
+                part.value =
+                    json{{"phase", phase},
+                         {"inverted", ev.value.contains("inverted") && ev.value["inverted"].is_boolean() &&
+                                          ev.value["inverted"].get<bool>()}};
+                if (std::string(phase) == "changed") {
+                    part.value["dx"] =
+                        ev.value.contains("dx") && !ev.value["dx"].is_null() ? ev.value["dx"] : json(0);
+                    part.value["dy"] =
+                        ev.value.contains("dy") && !ev.value["dy"].is_null() ? ev.value["dy"] : json(0);
+                }
+                ordered.push_back({part, i * 2});
+            }
             continue;
         }
         ordered.push_back({ev, i * 2});

@@ -478,7 +478,14 @@ void ExposeManager::removeWindow(std::uint32_t id) {
     std::erase_if(groups_, [](const ExposeGroup& g) { return g.windows.empty(); });
     if (selected_ == id) selected_ = next;
     if (hovered_ == id) hovered_.reset();
+    // An app filter whose last window went would leave nothing on view: it goes too.
+    if (filterBundleID_ && std::none_of(groups_.begin(), groups_.end(),
+                                        [&](const ExposeGroup& g) { return g.id == *filterBundleID_; })) {
+        filterBundleID_.reset();
+        filterLetter_.reset();
+    }
     relayout();
+    if (!selected_ && !navOrder_.empty()) selected_ = navOrder_.front();
 }
 
 void ExposeManager::removeApp(std::int32_t pid) {
@@ -1063,6 +1070,97 @@ void ExposeManager::endDrag(Point p) {
     drag_.reset();
     Log::info("expose: drag of wid={} springs back", d.wid);
     publish();
+}
+
+// The mouse on the panels ---------------------------------------------------------------------------
+
+std::optional<std::uint32_t> ExposeManager::tileAt(Point p) const {
+    auto screen = screenAt(p);
+    const auto* l = screen ? layout(screen->uuid) : nullptr;
+    if (!l) return std::nullopt;
+    const Point local{p.x - screen->frame.x, p.y - screen->frame.y};
+    // The last tile drawn is the one on top.
+    for (auto t = l->tiles.rbegin(); t != l->tiles.rend(); ++t)
+        if (t->frame.contains(local)) return t->id;
+    return std::nullopt;
+}
+
+std::optional<std::uint64_t> ExposeManager::barCellAt(Point p) const {
+    auto screen = screenAt(p);
+    const auto* l = screen ? layout(screen->uuid) : nullptr;
+    if (!l) return std::nullopt;
+    const Point local{p.x - screen->frame.x, p.y - screen->frame.y};
+    for (const auto& cell : l->spacesBar)
+        if (cell.frame.contains(local)) return cell.id;
+    return std::nullopt;
+}
+
+void ExposeManager::mouseDown(Point p) {
+    if (!visible_ || phase_ == ExposePhase::exiting || drag_) return;
+    press_ = Press{p, tileAt(p)};
+}
+
+void ExposeManager::mouseDragged(Point p) {
+    if (drag_) {
+        dragMoved(p);
+        return;
+    }
+    if (!press_ || !press_->tile) return;
+    if (std::hypot(p.x - press_->at.x, p.y - press_->at.y) < kDragStartDistance) return;
+    const std::uint32_t id = *press_->tile;
+    const Point from = press_->at;
+    press_.reset();
+    if (beginDrag(id, from)) dragMoved(p);
+}
+
+void ExposeManager::mouseUp(Point p) {
+    if (drag_) {
+        press_.reset();
+        endDrag(p);
+        return;
+    }
+    if (!press_) return;
+    const Press press = *press_;
+    press_.reset();
+    if (!visible_ || phase_ == ExposePhase::exiting) return;
+    // The release of a drag that just ended is not a click.
+    if (dragEndedAt_ && ferrow::MainQueue::shared().now() - *dragEndedAt_ < ferrow::ms(kDragClickGuardMs))
+        return;
+    if (std::hypot(p.x - press.at.x, p.y - press.at.y) >= kDragStartDistance) return;
+    click(press.at);
+}
+
+void ExposeManager::click(Point p) {
+    if (auto id = tileAt(p)) {
+        Log::info("expose: click wid={}", *id);
+        selected_ = *id;
+        focusAndHide(*id);
+        return;
+    }
+    if (auto space = barCellAt(p)) {
+        if (activeSpaceIDs_.count(*space)) return;
+        Log::info("expose: switch to space={}", *space);
+        if (!env_.switchToSpace(*space)) {
+            env_.beep();
+            return;
+        }
+        if (filterSpaceID_) filterSpaceID_ = *space;
+        spacesChanged();
+        return;
+    }
+    // A card, a section or its header takes the click without acting; only the bare backdrop closes
+    // the overview, like Escape.
+    if (auto screen = screenAt(p))
+        if (const auto* l = layout(screen->uuid)) {
+            const Point local{p.x - screen->frame.x, p.y - screen->frame.y};
+            for (const auto& c : l->cards)
+                if (c.frame.contains(local)) return;
+            for (const auto& h : l->sectionHeaders)
+                if (h.frame.contains(local)) return;
+            for (const auto& r : l->spaceRegions)
+                if (r.frame.contains(local)) return;
+        }
+    hide(true);
 }
 
 }  // namespace zelk::expose

@@ -75,6 +75,8 @@ class ExposeManager {
     static constexpr std::int64_t kConfirmMs = 2500;
     static constexpr std::int64_t kDragClickGuardMs = 150;
     static constexpr std::int64_t kPlaceAfterSwitchMs = 350;
+    // How far a pressed tile must travel before the press becomes a drag, in points.
+    static constexpr double kDragStartDistance = 4;
 
     explicit ExposeManager(ExposeEnvironment env);
     ~ExposeManager();
@@ -98,6 +100,12 @@ class ExposeManager {
     bool beginDrag(std::uint32_t window, Point global);
     void dragMoved(Point global);
     void endDrag(Point global);
+    // The mouse on the overview's panels (global points). A press on a tile that travels becomes a
+    // drag; released where it went down, it is a click: a tile focuses its window, a Spaces bar cell
+    // shows its Space, the empty background closes the overview.
+    void mouseDown(Point global);
+    void mouseDragged(Point global);
+    void mouseUp(Point global);
     // The active Space changed: re-read the Spaces and lay out again.
     void spacesChanged();
     // Settings re-read (the hot corner, the include filter at the next opening).
@@ -193,6 +201,10 @@ class ExposeManager {
     void removeApp(std::int32_t pid);
     std::optional<platform::Screen> screenOf(const ExposeWindow& w) const;
     std::optional<platform::Screen> screenAt(Point global) const;
+    // What lies under a global point: a tile, else a Spaces bar cell.
+    std::optional<std::uint32_t> tileAt(Point global) const;
+    std::optional<std::uint64_t> barCellAt(Point global) const;
+    void click(Point global);
     std::vector<const ExposeWindow*> filteredWindows() const;
     void finishHide();
     void publish() { changed.emit(); }
@@ -233,6 +245,12 @@ class ExposeManager {
     std::uint64_t toastToken_ = 0, confirmToken_ = 0;
     ferrow::WorkItem toastTimer_, confirmTimer_, orderOutTimer_, entranceTimer_, placeTimer_;
     std::optional<ferrow::Nanos> dragEndedAt_;
+    // The mouse button held on a panel: where it went down and the tile under it, if any.
+    struct Press {
+        Point at;
+        std::optional<std::uint32_t> tile;
+    };
+    std::optional<Press> press_;
 };
 
 }  // namespace zelk::expose

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "expose/WindowPicturesScale.h"
 
 namespace zelk::expose {
@@ -96,6 +99,54 @@ TEST(WindowPictureScale, NewPixelsAverageThePixelsTheyCover) {
     ASSERT_EQ(one.image->width, 1);
     EXPECT_EQ(pixelAt(*one.image, 0, 0)[0], 0x80);
     EXPECT_EQ(pixelAt(*one.image, 0, 0)[3], 0x80);
+}
+
+// Every new pixel against the mean of the source pixels it covers, computed the slow way.
+void expectMeans(const platform::WindowImage& source, int limit, int tolerance) {
+    auto scaled = downscaleAndHash(source, limit);
+    const auto& out = *scaled.image;
+    int worst = 0;
+    for (int y = 0; y < out.height; ++y)
+        for (int x = 0; x < out.width; ++x) {
+            const int x0 = x * source.width / out.width,
+                      x1 = std::max((x + 1) * source.width / out.width, x0 + 1);
+            const int y0 = y * source.height / out.height,
+                      y1 = std::max((y + 1) * source.height / out.height, y0 + 1);
+            const int n = (x1 - x0) * (y1 - y0);
+            for (int c = 0; c < 4; ++c) {
+                int sum = 0;
+                for (int sy = y0; sy < y1; ++sy)
+                    for (int sx = x0; sx < x1; ++sx)
+                        sum += pixelAt(source, sx, sy)[c];
+                const int mean = (sum + n / 2) / n;  // rounded half up
+                worst = std::max(worst, std::abs(pixelAt(out, x, y)[c] - mean));
+            }
+        }
+    EXPECT_LE(worst, tolerance) << source.width << "x" << source.height << " to " << limit;
+}
+
+platform::WindowImage noise(int width, int height, std::size_t padding) {
+    auto img = solid(width, height, padding, 0);
+    std::uint32_t state = 12345;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < 4; ++c) {
+                state = state * 1664525u + 1013904223u;
+                const_cast<std::uint8_t*>(pixelAt(img, x, y))[c] = static_cast<std::uint8_t>(state >> 24);
+            }
+    return img;
+}
+
+TEST(WindowPictureScale, EveryNewPixelIsTheRoundedMeanOfWhatItCovers) {
+    // Spans of two and three a side, as a Retina window brought to 1400 has: exact.
+    expectMeans(noise(288, 180, 16), 140, 0);
+    // Spans of one and two (a picture only a little over the limit): exact.
+    expectMeans(noise(150, 97, 4), 140, 0);
+    // More than sixteen source pixels to a new one: within one step of the mean.
+    expectMeans(noise(400, 300, 0), 60, 1);
+    // A stretch of white: the sums of the widest spans don't wrap.
+    auto white = solid(287, 171, 12, 0xFF);
+    expectMeans(white, 75, 0);
 }
 
 TEST(WindowPictureScale, APictureWithinTheLimitKeepsItsPixelsWhateverItsSourcePadding) {

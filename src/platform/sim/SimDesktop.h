@@ -2,6 +2,7 @@
 #include <map>
 #include <memory>
 
+#include "platform/PanelEvents.h"
 #include "platform/Platform.h"
 #include "platform/sim/SimAccessibility.h"
 #include "platform/sim/SimEventTap.h"
@@ -23,7 +24,7 @@ class SimScreens final : public platform::Screens {
     SimWorld& world_;
 };
 
-class SimPointer final : public platform::Pointer {
+class SimPointer final : public platform::Pointer, public platform::PanelEventSource {
   public:
     explicit SimPointer(SimWorld& world) : world_(world) {}
     Point location() override { return world_.pointer(); }
@@ -38,11 +39,25 @@ class SimPointer final : public platform::Pointer {
         world_.warpPointer(at);
         if (mouseDownMonitor_) mouseDownMonitor_(at);
     }
+    void setPanelEventHandler(std::function<void(const platform::PanelEvent&)> callback) override {
+        panelHandler_ = std::move(callback);
+    }
+    bool panelsUp() const { return static_cast<bool>(panelHandler_); }
+    // An event of the mouse or the trackpad: the pointer moves to it and, while this program's
+    // full-screen panels are up, they receive it. False when no panel is up.
+    bool panelEvent(const platform::PanelEvent& event) {
+        world_.warpPointer(event.at);
+        if (!panelHandler_) return false;
+        auto handler = panelHandler_;  // the receiver may remove itself
+        handler(event);
+        return true;
+    }
     std::uint32_t buttons = 0;
 
   private:
     SimWorld& world_;
     std::function<void(Point at)> mouseDownMonitor_;
+    std::function<void(const platform::PanelEvent&)> panelHandler_;
 };
 
 // User notifications show on the simulated desktop (and in the trace); distributed notifications
