@@ -1,10 +1,14 @@
 #include "stages/StageService.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "config/SettingsCatalogue.h"
 #include "stages/BundleTables.h"
+#include "stages/FirefoxCapture.h"
 #include "support/Log.h"
+#include "support/MainQueue.h"
 #include "windows/WindowManager.h"
 
 namespace zelk::stages {
@@ -30,6 +34,42 @@ std::size_t PlatformCaptureFacts::trackedWindowCount(std::string_view bundleID) 
         if (w.bundleIdentifier == bundleID) ++n;
     return n;
 }
+
+std::optional<std::string> PlatformCaptureFacts::firefoxURL(std::int32_t pid, std::uint32_t windowID) {
+    return firefoxWebAreaURL(*p_.accessibility, pid, windowID);
+}
+
+std::optional<std::string> PlatformCaptureFacts::kittyCWD(std::uint32_t windowID) {
+    auto table = kitty_->byWindow();
+    auto it = table.find(windowID);
+    if (it == table.end()) return std::nullopt;
+    return it->second;
+}
+
+std::filesystem::path PlatformCaptureFacts::applicationSupportFolder() {
+    return userApplicationSupportFolder();
+}
+
+namespace {
+
+// kitty as this machine runs it: the running app from the workspace, its binary checked on disk, its
+// child processes through the platform, time from the main queue's clock.
+KittyCWDTable::Sources kittySources(const platform::Platform& p) {
+    KittyCWDTable::Sources s;
+    s.runningKitty = [workspace = p.workspace]() -> std::optional<platform::RunningApp> {
+        for (auto& app : workspace->runningApplications())
+            if (app.bundleID == "net.kovidgoyal.kitty" && !app.terminated) return app;
+        return std::nullopt;
+    };
+    s.isExecutable = [](const std::string& path) { return ::access(path.c_str(), X_OK) == 0; };
+    s.run = [processes = p.processes](const platform::ProcessRequest& request) {
+        return processes ? processes->run(request) : platform::ProcessResult{};
+    };
+    s.now = [] { return ferrow::now(); };
+    return s;
+}
+
+}  // namespace
 
 bool AccessibilityWindowFacts::isAppRunning(std::string_view bundleID) {
     for (const auto& app : p_.workspace->runningApplications())
@@ -78,6 +118,9 @@ std::optional<std::string> AccessibilityWindowFacts::browserURLOf(const ManagedW
         std::optional<std::string> url;
         if (*family == BrowserFamily::chromium) url = script(chromiumURLScript(bundle, window.id));
         if (*family == BrowserFamily::safari) url = script(safariURLScript(bundle, window.id));
+        // The Firefox family answers only through the tree of its running process.
+        if (*family == BrowserFamily::firefox && isAppRunning(bundle))
+            url = firefoxWebAreaURL(*p_.accessibility, window.appPid, window.id);
         if (url) return url;
     }
     auto doc = axDocumentOf(window);
@@ -89,6 +132,11 @@ std::optional<std::string> AccessibilityWindowFacts::terminalCWDOf(const Managed
     if (window.bundleIdentifier == "com.googlecode.iterm2")
         if (auto path = script(iTermSessionPathScript(window.id)); path && path->starts_with("/"))
             return path;
+    if (window.bundleIdentifier == "net.kovidgoyal.kitty" && kitty_) {
+        auto table = kitty_->byWindow();
+        if (auto it = table.find(window.id); it != table.end() && it->second.starts_with("/"))
+            return it->second;
+    }
     auto doc = axDocumentOf(window);
     if (doc && doc->starts_with("/")) return doc;
     return std::nullopt;
@@ -99,13 +147,15 @@ StageService::StageService(windows::WindowManager& windows, Settings& settings,
     : windows_(&windows),
       platform_(platform),
       store_(settings),
+      kitty_(kittySources(platform)),
       facts_(platform),
       placer_(WindowPlacer::Sources{platform.accessibility, platform.workspace, platform.screens,
                                     [this] { return windows_->windows(); },
                                     [this](const StageItem& item) { return resolve(item); }}),
       stash_(OffScreenStash::Sources{platform, &settings, [this] { return windows_->windows(); }}),
       toast_(platform.screens),
-      captureFacts_(platform, windows) {
+      captureFacts_(platform, windows, kitty_) {
+    facts_.setKittyTable(&kitty_);
     // Parked windows from the last run come back under their records; those that are gone are dropped.
     stash_.load();
     stash_.reconcilePersistedStashes();

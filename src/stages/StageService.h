@@ -6,6 +6,7 @@
 
 #include "command/StageCommands.h"
 #include "platform/Platform.h"
+#include "stages/KittyCWDTable.h"
 #include "stages/OffScreenStash.h"
 #include "stages/StageActivation.h"
 #include "stages/StageStore.h"
@@ -22,8 +23,8 @@ class WindowManager;
 namespace zelk::stages {
 
 // Window facts read as capture reads them: the Finder's folder, Chromium and Safari pages and iTerm
-// folders through their scripts (2 s each), everything else through the window's accessibility
-// document (a file URL read as its path).
+// folders through their scripts (2 s each), Firefox pages through the accessibility tree, everything else
+// through the window's accessibility document (a file URL read as its path).
 class AccessibilityWindowFacts : public WindowFacts {
   public:
     explicit AccessibilityWindowFacts(const platform::Platform& platform) : p_(platform) {}
@@ -33,25 +34,33 @@ class AccessibilityWindowFacts : public WindowFacts {
     std::optional<std::string> terminalCWDOf(const windows::ManagedWindow& window) override;
     // The window's AXDocument alone.
     std::optional<std::string> axDocumentOf(const windows::ManagedWindow& window);
+    // kitty's own answer for its windows; none: kitty windows are read as other terminals.
+    void setKittyTable(KittyCWDTable* table) { kitty_ = table; }
 
   private:
     std::optional<std::string> script(const std::string& source);
     platform::Platform p_;
+    KittyCWDTable* kitty_ = nullptr;
 };
 
 // Capture's reads of the desktop: scripts with the 2 s time-out, the accessibility document, the
 // tracked windows of an app.
 class PlatformCaptureFacts : public CaptureFacts {
   public:
-    PlatformCaptureFacts(const platform::Platform& platform, windows::WindowManager& windows)
-        : p_(platform), windows_(&windows) {}
+    PlatformCaptureFacts(const platform::Platform& platform, windows::WindowManager& windows,
+                         KittyCWDTable& kitty)
+        : p_(platform), windows_(&windows), kitty_(&kitty) {}
     std::optional<std::string> runScript(const std::string& source) override;
     std::optional<std::string> axDocument(std::int32_t pid, std::uint32_t windowID) override;
     std::size_t trackedWindowCount(std::string_view bundleID) override;
+    std::optional<std::string> firefoxURL(std::int32_t pid, std::uint32_t windowID) override;
+    std::optional<std::string> kittyCWD(std::uint32_t windowID) override;
+    std::filesystem::path applicationSupportFolder() override;
 
   private:
     platform::Platform p_;
     windows::WindowManager* windows_;
+    KittyCWDTable* kitty_;
 };
 
 // A capture of the current windows: the items and the Space they stand on.
@@ -125,6 +134,7 @@ class StageService {
     windows::WindowManager* windows_;
     platform::Platform platform_;
     StageStore store_;
+    KittyCWDTable kitty_;
     AccessibilityWindowFacts facts_;
     DiskFileView files_;
     WindowPlacer placer_;

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "stages/BundleTables.h"
+#include "stages/FirefoxCapture.h"
 #include "support/Log.h"
 
 namespace zelk::stages {
@@ -29,6 +30,10 @@ WindowSpec captureTerminal(std::string_view bundleID, std::int32_t pid, std::uin
         auto path = facts.runScript(iTermSessionPathScript(wid));
         if (isAbsolute(path)) return TerminalCWDSpec{*path};
     }
+    if (bundleID == "net.kovidgoyal.kitty") {
+        auto path = facts.kittyCWD(wid);
+        if (isAbsolute(path)) return TerminalCWDSpec{*path};
+    }
     auto doc = facts.axDocument(pid, wid);
     if (isAbsolute(doc)) return TerminalCWDSpec{*doc};
     return AppSpec{};
@@ -37,7 +42,8 @@ WindowSpec captureTerminal(std::string_view bundleID, std::int32_t pid, std::uin
 WindowSpec captureBrowser(std::string_view bundleID, std::int32_t pid, std::uint32_t wid,
                           CaptureFacts& facts) {
     std::optional<std::string> url;
-    switch (*browserFamily(bundleID)) {
+    const BrowserFamily family = *browserFamily(bundleID);
+    switch (family) {
         case BrowserFamily::chromium:
             url = nonEmpty(facts.runScript(chromiumURLScript(bundleID, wid)));
             break;
@@ -45,11 +51,14 @@ WindowSpec captureBrowser(std::string_view bundleID, std::int32_t pid, std::uint
             url = nonEmpty(facts.runScript(safariURLScript(bundleID, wid)));
             break;
         case BrowserFamily::firefox:
-            break;  // the page's URL comes only through the accessibility tree, below
+            url = nonEmpty(facts.firefoxURL(pid, wid));
+            break;
     }
     if (url) return BrowserURLSpec{*url};
     auto doc = facts.axDocument(pid, wid);
     if (isWebURL(doc)) return BrowserURLSpec{*doc};
+    // A user.js that switches accessibility off explains the missing page; it is only reported.
+    if (family == BrowserFamily::firefox) firefoxUserJSBlock(facts.applicationSupportFolder(), bundleID);
     // With several windows an unreadable URL still names one window, matched by its title.
     if (facts.trackedWindowCount(bundleID) > 1) return BrowserURLSpec{""};
     return AppSpec{};

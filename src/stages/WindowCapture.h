@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -24,6 +25,12 @@ class CaptureFacts {
     virtual std::optional<std::string> axDocument(std::int32_t pid, std::uint32_t windowID) = 0;
     // How many windows of the app are tracked.
     virtual std::size_t trackedWindowCount(std::string_view bundleID) = 0;
+    // The page of a Firefox-family window, found in its accessibility tree.
+    virtual std::optional<std::string> firefoxURL(std::int32_t pid, std::uint32_t windowID) = 0;
+    // The working folder kitty reports for the window.
+    virtual std::optional<std::string> kittyCWD(std::uint32_t windowID) = 0;
+    // Where the browsers keep their profiles; empty when unknown.
+    virtual std::filesystem::path applicationSupportFolder() = 0;
 };
 
 // "with timeout of {seconds} seconds\n{source}\nend timeout".

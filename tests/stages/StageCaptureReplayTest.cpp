@@ -260,3 +260,124 @@ TEST(StageCaptureReplay, RecallingTheDeskReopensClosedWindowsAtTheirTimesAndPlac
     EXPECT_TRUE(frameOf(events, 3001).is_null());
     EXPECT_TRUE(frameOf(events, 3041).is_null());
 }
+
+namespace {
+
+// Firefox tells its pages only through its accessibility tree: two windows with pages, one without.
+const char* kFirefoxWorld = R"(
+displays:
+  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}], currentSpace: 1}
+apps:
+  - bundleID: org.mozilla.firefox
+    name: Firefox
+    path: /Applications/Firefox.app
+    running: {pid: 201, windows: [
+      {id: 4001, title: "Guide", frame: [0, 25, 720, 875], space: 1, webArea: "https://docs.example.org/guide"},
+      {id: 4002, title: "Inbox", frame: [720, 25, 720, 875], space: 1, webArea: "https://mail.example.com/inbox"},
+      {id: 4003, title: "New Tab", frame: [100, 100, 800, 600], space: 1}]}
+frontmost: org.mozilla.firefox
+focusedWindow: 4001
+settings:
+  stageTriggerKeys: [rctrl]
+)";
+
+}  // namespace
+
+TEST(StageCaptureReplay, FirefoxPagesComeFromTheTreeAndResolveByHost) {
+    // The pages are retitled after the capture: only their hosts can find them again.
+    auto events = replay(kFirefoxWorld, std::string(kSaveStage) + R"(
+- {at: 1500, command: {command: list-stages}}
+- {at: 2000, retitle: {id: 4001, title: "Guide, part 2"}}
+- {at: 2000, retitle: {id: 4002, title: "Inbox, 3 new"}}
+- {at: 2500, command: {command: list-stages, includeWindows: true}}
+- {at: 2600, end: true}
+)");
+    auto lists = replies(events);
+    ASSERT_GE(lists.size(), 2u);
+    std::map<std::string, std::string> specByTitle;
+    for (auto& item : lists[lists.size() - 2]["stages"][0]["items"])
+        specByTitle[item["windowTitle"]] = item["spec"];
+    EXPECT_EQ(specByTitle,
+              (std::map<std::string, std::string>{{"Guide", "url:https://docs.example.org/guide"},
+                                                  {"Inbox", "url:https://mail.example.com/inbox"},
+                                                  {"New Tab", "url:"}}));
+    std::map<std::string, std::uint32_t> resolved;
+    for (auto& item : lists.back()["stages"][0]["items"])
+        if (item.contains("resolvedWindowID")) resolved[item["spec"]] = item["resolvedWindowID"];
+    EXPECT_EQ(resolved["url:https://docs.example.org/guide"], 4001u);
+    EXPECT_EQ(resolved["url:https://mail.example.com/inbox"], 4002u);
+    EXPECT_EQ(resolved["url:"], 4003u);  // no page: by its title
+}
+
+namespace {
+
+// kitty with its binary on disk (it must be executable), its socket told by lsof and its windows'
+// folders by "kitty @ ls"; the window has no accessibility document, so only kitty can tell.
+struct KittyDesk {
+    std::filesystem::path root;
+
+    KittyDesk() {
+        root = std::filesystem::temp_directory_path() /
+               ("zelk-kitty-" + std::to_string(::getpid()) + "-" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        const auto binary = root / "kitty.app" / "Contents" / "MacOS" / "kitty";
+        std::filesystem::create_directories(binary.parent_path());
+        std::ofstream(binary) << "#!/bin/sh\nexit 1\n";
+        std::filesystem::permissions(binary, std::filesystem::perms::owner_all);
+    }
+    ~KittyDesk() {
+        std::error_code ec;
+        std::filesystem::remove_all(root, ec);
+    }
+
+    // `lsExit`: the exit status of "kitty @ ls" (non-zero: the control socket refused).
+    std::string world(const std::string& cwd, int lsExit = 0) const {
+        const std::string app = (root / "kitty.app").string();
+        const json list = json::array(
+            {{{"platform_window_id", 5001},
+              {"tabs", json::array({{{"is_active", true},
+                                     {"windows", json::array({{{"is_active", true},
+                                                               {"cwd", "/Users/sim"},
+                                                               {"foreground_processes",
+                                                                json::array({{{"cwd", cwd}}})}}})}}})}}});
+        const json lsof = {{"command", "/usr/sbin/lsof -U -a -p 310 -F n"},
+                           {"output", "p310\nn/tmp/kitty-310.sock\n"}};
+        const json ls = {{"command", app + "/Contents/MacOS/kitty @ --to unix:/tmp/kitty-310.sock ls"},
+                         {"output", list.dump()},
+                         {"exitCode", lsExit}};
+        return "displays:\n  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}], currentSpace: 1}\n"
+               "processes:\n  - " +
+               lsof.dump() + "\n  - " + ls.dump() +
+               "\napps:\n  - bundleID: net.kovidgoyal.kitty\n    name: kitty\n    path: " + json(app).dump() +
+               "\n    running: {pid: 310, windows: [{id: 5001, title: vim, frame: [0, 25, 720, 875], space: "
+               "1}]}\n"
+               "frontmost: net.kovidgoyal.kitty\nfocusedWindow: 5001\nsettings:\n  stageTriggerKeys: "
+               "[rctrl]\n";
+    }
+};
+
+}  // namespace
+
+TEST(StageCaptureReplay, AKittyWindowIsCapturedByTheFolderKittyReports) {
+    KittyDesk desk;
+    auto events = replay(desk.world("/Users/sim/proj/src"), std::string(kSaveStage) + R"(
+- {at: 1500, command: {command: list-stages, includeWindows: true}}
+- {at: 1600, end: true}
+)");
+    auto items = replies(events).back()["stages"][0]["items"];
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0]["spec"], "cwd:/Users/sim/proj/src");
+    EXPECT_EQ(items[0].value("resolvedWindowID", 0u), 5001u);
+}
+
+TEST(StageCaptureReplay, WithoutKittysAnswerItsWindowIsTheWholeApp) {
+    KittyDesk desk;
+    // The control socket refuses: no table, and the window has no document either.
+    auto events = replay(desk.world("/Users/sim/proj", 1), std::string(kSaveStage) + R"(
+- {at: 1500, command: {command: list-stages}}
+- {at: 1600, end: true}
+)");
+    auto items = replies(events).back()["stages"][0]["items"];
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0]["spec"], "app");
+}

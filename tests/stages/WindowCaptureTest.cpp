@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "StageFakes.h"
 #include "stages/WindowCapture.h"
+#include "support/Log.h"
 
 using namespace zelk::stages;
 using zelk::Rect;
@@ -12,10 +16,12 @@ using zelk::stages::testing::FakeFileView;
 namespace {
 
 // Scripts answered by their text (already wrapped by the caller's helper, so the bare text here),
-// documents by window number, window counts by app.
+// documents and Firefox pages by window number, window counts by app.
 struct FakeCaptureFacts : CaptureFacts {
     std::map<std::string, std::string> scripts;
-    std::map<std::uint32_t, std::string> documents;
+    std::map<std::uint32_t, std::string> documents, pages, kitty;
+    std::filesystem::path support;
+    std::vector<std::uint32_t> walked;
     std::map<std::string, std::size_t> counts;
     std::vector<std::string> ran;
 
@@ -32,6 +38,16 @@ struct FakeCaptureFacts : CaptureFacts {
         auto it = counts.find(std::string(bundle));
         return it == counts.end() ? 1 : it->second;
     }
+    std::optional<std::string> firefoxURL(std::int32_t, std::uint32_t wid) override {
+        walked.push_back(wid);
+        auto it = pages.find(wid);
+        return it == pages.end() ? std::nullopt : std::optional(it->second);
+    }
+    std::optional<std::string> kittyCWD(std::uint32_t wid) override {
+        auto it = kitty.find(wid);
+        return it == kitty.end() ? std::nullopt : std::optional(it->second);
+    }
+    std::filesystem::path applicationSupportFolder() override { return support; }
 };
 
 WindowSpec capture(std::string_view bundle, std::uint32_t wid, FakeCaptureFacts& facts) {
@@ -84,6 +100,49 @@ TEST(WindowCaptureLadder, BrowsersReadTheirURLOrFallBackByWindowCount) {
     EXPECT_TRUE(facts.ran.empty());
 }
 
+TEST(WindowCaptureLadder, TheFirefoxFamilyReadsItsPageFromTheTreeThenTheDocument) {
+    FakeCaptureFacts facts;
+    facts.pages[5] = "https://tree.example/page";
+    facts.documents[5] = "https://document.example/";
+    EXPECT_EQ(capture("app.zen-browser.zen", 5, facts),
+              WindowSpec(BrowserURLSpec{"https://tree.example/page"}));
+    // An empty page counts as none: the document comes next.
+    facts.pages[5] = "";
+    EXPECT_EQ(capture("app.zen-browser.zen", 5, facts),
+              WindowSpec(BrowserURLSpec{"https://document.example/"}));
+    // Only the Firefox family walks the tree.
+    facts.walked.clear();
+    facts.documents[6] = "https://safari.example/";
+    capture("com.apple.Safari", 6, facts);
+    capture("com.google.Chrome", 6, facts);
+    EXPECT_TRUE(facts.walked.empty());
+}
+
+TEST(WindowCaptureLadder, AFirefoxWindowWithoutAPageReportsAUserJSThatDisablesTheTree) {
+    namespace fs = std::filesystem;
+    FakeCaptureFacts facts;
+    facts.support = fs::temp_directory_path() / ("zelk-capture-userjs-" + std::to_string(::getpid()));
+    fs::create_directories(facts.support / "Floorp/Profiles/p1");
+    std::ofstream(facts.support / "Floorp/Profiles/p1/user.js")
+        << "user_pref(\"accessibility.force_disabled\", 1);\n";
+    ferrow::LogCapture log;
+    facts.pages[4] = "https://tree.example/";
+    capture("org.mozilla.floorp", 4, facts);
+    EXPECT_FALSE(log.containsSubstring("Firefox URL capture disabled by user.js"));  // a page: no check
+    // No page: the report, and the window count still decides.
+    facts.counts["org.mozilla.floorp"] = 2;
+    EXPECT_EQ(capture("org.mozilla.floorp", 7, facts), WindowSpec(BrowserURLSpec{""}));
+    EXPECT_EQ(log.count("Firefox URL capture disabled by user.js: " +
+                        (facts.support / "Floorp/Profiles/p1/user.js").string() +
+                        " — line: user_pref(\"accessibility.force_disabled\", 1);"),
+              1u);
+    // Other browsers never look.
+    log.clear();
+    capture("com.google.Chrome", 7, facts);
+    EXPECT_TRUE(log.lines().empty());
+    fs::remove_all(facts.support);
+}
+
 TEST(WindowCaptureLadder, TerminalsFinderEditorsAndOtherApps) {
     FakeCaptureFacts facts;
     facts.scripts[iTermSessionPathScript(1)] = "/Users/ada/src";
@@ -92,6 +151,14 @@ TEST(WindowCaptureLadder, TerminalsFinderEditorsAndOtherApps) {
     EXPECT_EQ(capture("com.apple.Terminal", 2, facts), WindowSpec(TerminalCWDSpec{"/Users/ada/docs"}));
     facts.documents[3] = "relative/path";
     EXPECT_EQ(capture("net.kovidgoyal.kitty", 3, facts), WindowSpec(AppSpec{}));
+    // kitty's own table comes before the document; a relative entry falls through to it.
+    facts.kitty[3] = "/Users/ada/kitty";
+    EXPECT_EQ(capture("net.kovidgoyal.kitty", 3, facts), WindowSpec(TerminalCWDSpec{"/Users/ada/kitty"}));
+    facts.kitty[3] = "elsewhere";
+    facts.documents[3] = "/Users/ada/doc";
+    EXPECT_EQ(capture("net.kovidgoyal.kitty", 3, facts), WindowSpec(TerminalCWDSpec{"/Users/ada/doc"}));
+    facts.kitty[2] = "/Users/ada/not-kitty";  // other terminals never ask kitty
+    EXPECT_EQ(capture("com.apple.Terminal", 2, facts), WindowSpec(TerminalCWDSpec{"/Users/ada/docs"}));
     // The nightly browser build stands in the terminal table.
     facts.documents[4] = "/tmp";
     EXPECT_EQ(capture("com.brave.Browser.nightly", 4, facts), WindowSpec(TerminalCWDSpec{"/tmp"}));

@@ -138,7 +138,22 @@ AXResult<AXValue> SimAccessibility::copyAttribute(AXRef element, const std::stri
             if (attr == "AXDescription") return none();
             if (attr == "AXDocument") return w->document.empty() ? none() : value(w->document);
             if (attr == "AXFullScreen") return value(w->fullscreen);
+            if (attr == "AXChildren" && !w->webArea.empty())
+                return value(std::vector<AXRef>{make(Kind::webContent, w->pid, w->id)});
             return {AXError::attributeUnsupported, std::nullopt};
+        }
+        // A page shown in a window: a scroll area holding the web area, as browsers nest them.
+        case Kind::webContent:
+        case Kind::webArea: {
+            const SimWindow* w = visibleWindow(element);
+            if (!w || w->webArea.empty()) return {AXError::invalidUIElement, std::nullopt};
+            const bool area = kindOf(element) == Kind::webArea;
+            if (attr == "AXRole") return value(std::string(area ? "AXWebArea" : "AXScrollArea"));
+            if (attr == "AXChildren")
+                return value(area ? std::vector<AXRef>{}
+                                  : std::vector<AXRef>{make(Kind::webArea, w->pid, w->id)});
+            if (attr == "AXURL" && area) return value(w->webArea);
+            return none();
         }
         case Kind::treeNode: {
             if (!tree_ || tree_->ownerPid() != pidOf(element))

@@ -74,7 +74,9 @@ class SimAccessibility final : public platform::Accessibility {
         closeButton = 4,
         extrasMenuBar = 5,
         menuExtra = 6,
-        treeNode = 7
+        treeNode = 7,
+        webContent = 8,  // the scroll area a window's page sits in
+        webArea = 9
     };
     static constexpr platform::AXRef kSystemWide = platform::AXRef(3) << 56;
     static platform::AXRef make(Kind kind, std::int32_t pid, std::uint32_t window);

@@ -67,6 +67,21 @@ platform::ProcessResult SimProcesses::run(const platform::ProcessRequest& reques
         r.errorOutput = "Unable to find application";
         return r;
     }
+    std::string command = request.program;
+    for (const auto& argument : request.arguments)
+        command += " " + argument;
+    if (auto it = world_.processes.find(command); it != world_.processes.end()) {
+        r.started = true;
+        if (it->second.timesOut) {
+            // The child runs until its time-out ends it.
+            ferrow::MainQueue::shared().clock().block(ferrow::seconds(request.timeoutSeconds));
+            r.timedOut = true;
+            return r;
+        }
+        r.exitCode = it->second.exitCode;
+        r.output = it->second.output;
+        return r;
+    }
     r.exitCode = 127;
     r.errorOutput = request.program + ": not available on the simulated desktop";
     return r;

@@ -28,6 +28,7 @@ struct SimWindow {
     std::string role = "AXWindow";
     std::string subrole = "AXStandardWindow";
     std::string document;     // what AXDocument answers (a file URL, or a web page's URL); empty: none
+    std::string webArea;      // the URL of the page its accessibility tree shows; empty: no page
     bool fullscreen = false;  // in its own full-screen Space (AXFullScreen)
 };
 
@@ -135,6 +136,13 @@ struct Faults {
     bool eventDataFails = false;             // events can't be turned into or made from their binary form
     std::set<std::string> launchNoticeLost;  // bundle ids that run without the launch notification
     bool spaceNoticesLost = false;           // Space changes happen without the active-Space notification
+};
+
+// What a child process run on the simulated desktop answers, found by its program and arguments.
+struct ScriptedProcess {
+    std::string output;
+    int exitCode = 0;
+    bool timesOut = false;
 };
 
 // How the window server pictures windows. Pixels are a pure function of a window's id, title and
@@ -254,6 +262,8 @@ class SimWorld {
     Permissions permissions;
     Faults faults;
     PictureKnobs pictures;
+    // Keyed by the program and its arguments joined by single spaces.
+    std::map<std::string, ScriptedProcess> processes;
     std::string keyboardLayout = "qwerty";
     int osMajorVersion = 15;
     int osMinorVersion = 0;

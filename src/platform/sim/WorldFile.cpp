@@ -104,6 +104,7 @@ bool readWindow(Reader& r, const json& w, const std::string& path, SimWindow& ou
     if (!r.string(w, "subrole", path, out.subrole)) return false;
     if (!r.string(w, "role", path, out.role)) return false;
     if (!r.string(w, "document", path, out.document)) return false;
+    if (!r.string(w, "webArea", path, out.webArea)) return false;
     if (!r.boolean(w, "fullscreen", path, out.fullscreen)) return false;
     return true;
 }
@@ -167,6 +168,28 @@ bool readScripts(Reader& r, const json& world, SimProcesses& processes) {
     return true;
 }
 
+// Child processes with scripted answers: `processes: [{command, output, exitCode, timesOut}]`, the
+// command being the program and its arguments joined by single spaces. Any other program is missing.
+bool readProcesses(Reader& r, const json& world, SimWorld& w) {
+    if (!world.contains("processes") || world["processes"].is_null()) return true;
+    const json& list = world["processes"];
+    if (!list.is_array()) return r.fail("processes", "expected a list");
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const std::string path = fmt::format("processes[{}]", i);
+        const json& entry = list[i];
+        if (!entry.is_object()) return r.fail(path, "expected a mapping");
+        std::string command;
+        ScriptedProcess answer;
+        if (!r.string(entry, "command", path, command, true)) return false;
+        if (!r.string(entry, "output", path, answer.output)) return false;
+        if (!r.number(entry, "exitCode", path, answer.exitCode, std::numeric_limits<int>::min()))
+            return false;
+        if (!r.boolean(entry, "timesOut", path, answer.timesOut)) return false;
+        w.processes[command] = answer;
+    }
+    return true;
+}
+
 }  // namespace
 
 bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std::string& error) {
@@ -209,6 +232,7 @@ bool loadWorld(const json& world, SimDesktop& desktop, WorldExtras& extras, std:
     }
     if (!r.number(world, "launchLatencyMs", "world", w.launchLatencyMs)) return false;
     if (!readScripts(r, world, desktop.processes())) return false;
+    if (!readProcesses(r, world, w)) return false;
     bool dock = false;
     if (!r.boolean(world, "dock", "world", dock)) return false;
     if (dock) w.addDock();

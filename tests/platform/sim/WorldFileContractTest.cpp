@@ -366,3 +366,65 @@ scripts:
     EXPECT_EQ(loadError(std::string("scripts: [{source: a, answer: [b]}]\napps: []")),
               "scripts[0].answer: expected a string");
 }
+
+TEST_F(WorldFileContract, ChildProcessesAnswerByTheirCommandLineOnly) {
+    load(R"(
+apps: []
+processes:
+  - {command: "/usr/sbin/lsof -U -a -p 7 -F n", output: "n/tmp/s\n"}
+  - {command: "/bin/tool --fail", exitCode: 3}
+  - {command: "/bin/tool --hang", timesOut: true}
+)");
+    auto* processes = desktop.platform().processes;
+    auto run = [&](std::string program, std::vector<std::string> args, double timeout = 10) {
+        platform::ProcessRequest r;
+        r.program = std::move(program);
+        r.arguments = std::move(args);
+        r.timeoutSeconds = timeout;
+        return processes->run(r);
+    };
+    auto lsof = run("/usr/sbin/lsof", {"-U", "-a", "-p", "7", "-F", "n"});
+    EXPECT_TRUE(lsof.started);
+    EXPECT_EQ(lsof.exitCode, 0);
+    EXPECT_EQ(lsof.output, "n/tmp/s\n");
+    EXPECT_EQ(run("/bin/tool", {"--fail"}).exitCode, 3);
+    const auto before = ferrow::now();
+    auto hung = run("/bin/tool", {"--hang"}, 5);
+    EXPECT_TRUE(hung.timedOut);
+    EXPECT_EQ(ferrow::now() - before, ferrow::seconds(5));  // the time-out passes on the virtual clock
+    EXPECT_EQ(run("/usr/sbin/lsof", {"-U", "-a", "-p", "8", "-F", "n"}).exitCode, 127);
+    EXPECT_EQ(loadError(std::string("processes: {a: b}\napps: []")), "processes: expected a list");
+    EXPECT_EQ(loadError(std::string("processes: [{output: b}]\napps: []")), "processes[0].command: missing");
+    EXPECT_EQ(loadError(std::string("processes: [{command: a, exitCode: x}]\napps: []")),
+              "processes[0].exitCode: expected a number");
+}
+
+TEST_F(WorldFileContract, AWindowsWebAreaHangsBelowItInTheAccessibilityTree) {
+    load(R"(
+displays:
+  - {id: 1, frame: [0, 0, 1440, 900], spaces: [{id: 1}], currentSpace: 1}
+apps:
+  - bundleID: org.mozilla.firefox
+    running: {pid: 201, windows: [{id: 11, space: 1, webArea: "https://example.org/"}, {id: 12, space: 1}]}
+)");
+    auto& ax = *desktop.platform().accessibility;
+    auto children = [&](platform::AXRef e) {
+        auto r = ax.copyAttribute(e, "AXChildren");
+        auto* list = r.value ? std::get_if<std::vector<platform::AXRef>>(&*r.value) : nullptr;
+        return list ? *list : std::vector<platform::AXRef>{};
+    };
+    auto text = [&](platform::AXRef e, const char* attr) {
+        auto r = ax.copyAttribute(e, attr);
+        auto* s = r.value ? std::get_if<std::string>(&*r.value) : nullptr;
+        return s ? *s : std::string("-");
+    };
+    auto scroll = children(SimAccessibility::windowElement(201, 11));
+    ASSERT_EQ(scroll.size(), 1u);
+    EXPECT_EQ(text(scroll[0], "AXRole"), "AXScrollArea");
+    auto area = children(scroll[0]);
+    ASSERT_EQ(area.size(), 1u);
+    EXPECT_EQ(text(area[0], "AXRole"), "AXWebArea");
+    EXPECT_EQ(text(area[0], "AXURL"), "https://example.org/");
+    EXPECT_TRUE(children(area[0]).empty());
+    EXPECT_TRUE(children(SimAccessibility::windowElement(201, 12)).empty());
+}
