@@ -23,8 +23,7 @@ void roundedPath(cairo_t* cr, Rect r, double radius) {
     cairo_close_path(cr);
 }
 
-void textInBox(cairo_t* cr, const std::string& text, Rect box, double size, bool bold, Colour colour,
-               bool centred) {
+PangoLayout* fixedTextLayout(cairo_t* cr, double size, bool bold) {
     PangoLayout* layout = pango_cairo_create_layout(cr);
     // The same picture on every machine: fixed hinting and antialiasing.
     cairo_font_options_t* options = cairo_font_options_create();
@@ -40,6 +39,12 @@ void textInBox(cairo_t* cr, const std::string& text, Rect box, double size, bool
     pango_font_description_set_weight(font, bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
     pango_layout_set_font_description(layout, font);
     pango_font_description_free(font);
+    return layout;
+}
+
+void textInBox(cairo_t* cr, const std::string& text, Rect box, double size, bool bold, Colour colour,
+               bool centred) {
+    PangoLayout* layout = fixedTextLayout(cr, size, bold);
     pango_layout_set_text(layout, text.c_str(), -1);
     pango_layout_set_width(layout, int(box.width * PANGO_SCALE));
     pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);

@@ -4,6 +4,7 @@
 #include "platform/Geometry.h"
 
 typedef struct _cairo cairo_t;
+typedef struct _PangoLayout PangoLayout;
 
 // Small drawing helpers for the surfaces beside the panel.
 namespace zelk::draw {
@@ -13,6 +14,9 @@ struct Colour {
 };
 
 void fillColour(cairo_t* cr, Colour c);
+// A text layout in DejaVu Sans at `size` points with fixed hinting and antialiasing, so text draws
+// the same on every machine. The caller releases it with g_object_unref.
+PangoLayout* fixedTextLayout(cairo_t* cr, double size, bool bold);
 void roundedPath(cairo_t* cr, Rect r, double radius);
 // One line of text in `box`, centred both ways or (centred false) left-aligned and vertically
 // centred; ellipsised when wider than the box.

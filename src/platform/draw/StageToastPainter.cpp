@@ -23,20 +23,7 @@ std::string titleMarkup(const std::string& title) {
 }
 
 void markupInBox(cairo_t* cr, const std::string& markup, Rect box, double size, Colour colour) {
-    PangoLayout* layout = pango_cairo_create_layout(cr);
-    // Fixed hinting and antialiasing, as every surface here: the same picture on every machine.
-    cairo_font_options_t* options = cairo_font_options_create();
-    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
-    cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-    cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
-    pango_cairo_context_set_font_options(pango_layout_get_context(layout), options);
-    cairo_font_options_destroy(options);
-    pango_layout_context_changed(layout);
-    PangoFontDescription* font = pango_font_description_new();
-    pango_font_description_set_family(font, "DejaVu Sans");
-    pango_font_description_set_absolute_size(font, size * PANGO_SCALE);
-    pango_layout_set_font_description(layout, font);
-    pango_font_description_free(font);
+    PangoLayout* layout = fixedTextLayout(cr, size, false);  // the markup sets its own weight
     pango_layout_set_markup(layout, markup.c_str(), -1);
     pango_layout_set_width(layout, int(box.width * PANGO_SCALE));
     pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
